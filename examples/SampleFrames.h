@@ -1,0 +1,32 @@
+// Writes small real EXR files of every kind the tool tells apart. For the examples, tests and benchmarks.
+#pragma once
+
+#include <ImathBox.h>
+#include <ImfCompression.h>
+#include <ImfPixelType.h>
+
+#include <string>
+#include <vector>
+
+struct SampleChannel {
+    std::string name;
+    Imf::PixelType type = Imf::HALF;
+};
+
+// One part of a file; a file of one part is written as a single-part file.
+struct SamplePart {
+    // Windows with inclusive corners, as in the file.
+    Imath::Box2i displayWindow{{0, 0}, {63, 35}};
+    Imath::Box2i dataWindow{{0, 0}, {63, 35}};
+    Imf::Compression compression = Imf::ZIP_COMPRESSION;
+    std::vector<SampleChannel> channels{{"A"}, {"B"}, {"G"}, {"R"}};
+    bool tiled = false;  // 16 x 16 tiles
+    bool deep = false;   // one sample a pixel; allows no, RLE and ZIPS compression only
+    std::string name;    // part name; empty becomes "part<index>" in a file of several parts
+};
+
+// Writes the file; every pixel is black. Throws what the EXR library throws.
+void writeSampleFile(const std::string& path, const std::vector<SamplePart>& parts);
+
+// A part with these channels, all half.
+SamplePart samplePartOf(const std::vector<std::string>& channelNames);

@@ -1,0 +1,2 @@
+#include "examples/SampleFrames.h"
+int main(){}

@@ -1,0 +1,1 @@
+#include "image/KX_DataTypes_imageList.h"

@@ -1,0 +1,111 @@
+// An image sequence on disk: one file per frame, the frame number in the file name.
+//
+// The record is made once per run on the heap (it holds 25000 frame slots in place, about 18 MB), told the file
+// name of one frame (imageDirFileFromString), filled from the directory (findSequence) and then read. It owns the
+// thumbnails of its slots.
+#pragma once
+
+#include "image/KX_DataTypes_image.h"
+
+#include <QString>
+
+class __KXlog;
+
+// Orders of the display list.
+enum _SortIDs { sortNone = 0, sortMachine = 1, sortDate = 2, sortSize = 3, sortImageDiff = 4 };
+
+class _kxViewSequence {
+public:
+    // Frame slots. Discovery fills at most one less from disk.
+    static constexpr int slotCount = 25000;
+    // A tile's frames are keyed frame number + tile index * tileKeyStep.
+    static constexpr long long tileKeyStep = 10000000;
+
+    _kxViewSequence();
+    ~_kxViewSequence();
+    _kxViewSequence(const _kxViewSequence&) = delete;
+    _kxViewSequence& operator=(const _kxViewSequence&) = delete;
+
+    // Splits a path into dirName, fileName (the prefix before the frame number) and extension (all after it). The
+    // frame number may be written "*" or "#". False, with nothing changed, when the path has no "/" or none of
+    // "*", "#", ".".
+    //   /r/beauty.0042.exr          /r/  beauty.   .exr
+    //   /r/beauty_0042_diffuse.exr  /r/  beauty_   _diffuse.exr
+    //   /r/beauty_tile03_.0042.exr  /r/  beauty    .exr    (tiled)
+    //   /r/comp.exr                 /r/  comp.exr          (a single file)
+    bool imageDirFileFromString(QString path);
+
+    // Full path of slot `index` (0 .. imageCount - 1): dirName + fileName + frameText + extension.
+    QString getDirFileName(const int& index) const;
+
+    // Lists the directory and fills the slots: restricted to start + offset .. end + offset (-1 is open), to every
+    // step-th frame from the start, and to the frames of `frameList` ("1-10, 15") when it is not empty; sorted by
+    // frame, with empty slots for missing frames. On a record of the same sequence the slots are refreshed instead,
+    // and cached images brought to the wanted gamma state. preFill makes an empty slot per frame of the range
+    // first; the range must be bounded and fit the slots. `name` is not read, `log` may be null. The outcome is in
+    // fileCount (0: nothing found) and the fields below.
+    void findSequence(const bool& gamma22, const bool& superWhite, QString name, int start, int end, int step,
+                      int offset, const QString& frameList, bool preFill, __KXlog* log);
+
+    // Reorders sortOrder, never the slots. Both date orders put the newest file first.
+    void sort(_SortIDs id, const bool& descending);
+
+    // Sorts the slots lo .. hi by frame number, then by the length of the frame text.
+    void QSort_files(int lo, int hi);
+    // Sort the positions lo .. hi of sortOrder, equal keys by frame number (descending in the _des variants).
+    void QSort_Machine(int lo, int hi);
+    void QSort_Machine_des(int lo, int hi);
+    void QSort_Date(int lo, int hi);
+    void QSort_Date_des(int lo, int hi);
+    void QSort_Size(int lo, int hi);
+    void QSort_Size_des(int lo, int hi);
+    void QSort_ImageDiff(int lo, int hi);
+    void QSort_ImageDiff_des(int lo, int hi);
+
+    struct FrameLabels {
+        _kxString8_allSize<15> first;
+        _kxString8_allSize<14> second;
+    };
+
+    long long seqStart;         // frame number of the first slot
+    long long seqEnd;           // of the last slot, without its tile
+    long long seqStep;          // detected step, at least 1
+    long long viewStart;        // copies of the three, made at the end of a discovery
+    long long viewEnd;
+    long long viewStep;
+    int restrictStart;          // what the last discovery was restricted to, -1 is none
+    int restrictStep;
+    int fileCount;              // slots after discovery, empty ones included
+    bool isValid;               // a discovery was completed
+    QString dirName;            // ends with "/"
+    QString fileName;           // prefix before the frame number, without tile marker
+    QString extension;          // all after the frame number; empty for a single file
+    bool sameSequence;          // the last split named the sequence of the one before
+    int minDigits;              // fewest digits of a frame number in the last scan
+    bool isTiled;               // the name carries a tile marker, "_tile03_"
+    bool tileDotSeparator;      // with a separator behind it, "_tile03_."
+    int maxTileIndex;           // highest tile index found since the last split
+    FrameLabels frameLabels[slotCount];
+    kxCHK::_SingleImageView images[slotCount];
+    int imageCount;             // used slots
+    int sortID;                 // the _SortIDs value of the last sort
+    unsigned sortOrder[slotCount];  // sortOrder[i] is the slot shown at position i
+    bool showFlag;              // display options, not interpreted here
+    int cellWidth;
+    int cellHeight;
+    int cellColumns;
+    bool cellFlag;
+    long long displayReserve;
+
+private:
+    struct Discovery;
+};
+
+// True when `name` begins with `prefix` and ends with `suffix` (both lower case), case ignored; then `name` becomes
+// the lower-case part between them, without a leading "." or "_" unless keepSeparator. A name long enough is made
+// lower case also when the test fails.
+bool kxcjFileNameIsRight(QString& name, const QString& prefix, const QString& suffix, const bool& keepSeparator);
+
+// True when `name` begins with `prefix`, case-sensitively; then `name` becomes the rest, without a leading "." or
+// "_".
+bool kxcjStartsWith(QString& name, const QString& prefix);
