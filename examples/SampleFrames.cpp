@@ -33,14 +33,34 @@ Imf::Header headerOf(const SamplePart& part) {
     return header;
 }
 
-// Every pixel of every channel reads the same four zero bytes: the strides are 0.
-Imf::FrameBuffer blackFrame(const SamplePart& part, char* zero) {
-    Imf::FrameBuffer frame;
-    for (const SampleChannel& channel : part.channels) {
-        frame.insert(channel.name, Imf::Slice(channel.type, zero, 0, 0));
-    }
-    return frame;
+int widthOf(const SamplePart& part) {
+    return part.dataWindow.max.x - part.dataWindow.min.x + 1;
 }
+
+int rowsOf(const SamplePart& part) {
+    return part.dataWindow.max.y - part.dataWindow.min.y + 1;
+}
+
+// One row of black pixels that stands for every row of every channel: only the step from row to row may be 0.
+class BlackRow {
+public:
+    explicit BlackRow(const SamplePart& part)
+        : bytes_(static_cast<size_t>(widthOf(part)) * pixelBytes), part_(part) {}
+
+    Imf::FrameBuffer frame() {
+        Imf::FrameBuffer frame;
+        char* const atZero = bytes_.data() - static_cast<ptrdiff_t>(part_.dataWindow.min.x) * pixelBytes;
+        for (const SampleChannel& channel : part_.channels) {
+            frame.insert(channel.name, Imf::Slice(channel.type, atZero, pixelBytes, 0));
+        }
+        return frame;
+    }
+
+private:
+    static constexpr int pixelBytes = 4;
+    std::vector<char> bytes_;
+    const SamplePart& part_;
+};
 
 // One sample a pixel: the counts all read the same 1, the sample pointers the same zero bytes.
 Imf::DeepFrameBuffer blackDeepFrame(const SamplePart& part, unsigned* one, char** zero) {
@@ -52,16 +72,13 @@ Imf::DeepFrameBuffer blackDeepFrame(const SamplePart& part, unsigned* one, char*
     return frame;
 }
 
-int rowsOf(const SamplePart& part) {
-    return part.dataWindow.max.y - part.dataWindow.min.y + 1;
-}
-
 template <class Part>
 void writeAllTiles(Part& out) {
     out.writeTiles(0, out.numXTiles() - 1, 0, out.numYTiles() - 1);
 }
 
 void writePixels(Imf::MultiPartOutputFile& file, int index, const SamplePart& part) {
+    BlackRow row(part);
     char zero[4] = {};
     char* zeroPointer = zero;
     unsigned one = 1;
@@ -75,25 +92,25 @@ void writePixels(Imf::MultiPartOutputFile& file, int index, const SamplePart& pa
         out.writePixels(rowsOf(part));
     } else if (part.tiled) {
         Imf::TiledOutputPart out(file, index);
-        out.setFrameBuffer(blackFrame(part, zero));
+        out.setFrameBuffer(row.frame());
         writeAllTiles(out);
     } else {
         Imf::OutputPart out(file, index);
-        out.setFrameBuffer(blackFrame(part, zero));
+        out.setFrameBuffer(row.frame());
         out.writePixels(rowsOf(part));
     }
 }
 
 // A flat file of one part, without the attributes that only files of several parts need.
 void writeFlatFile(const std::string& path, const SamplePart& part) {
-    char zero[4] = {};
+    BlackRow row(part);
     if (part.tiled) {
         Imf::TiledOutputFile out(path.c_str(), headerOf(part));
-        out.setFrameBuffer(blackFrame(part, zero));
+        out.setFrameBuffer(row.frame());
         writeAllTiles(out);
     } else {
         Imf::OutputFile out(path.c_str(), headerOf(part));
-        out.setFrameBuffer(blackFrame(part, zero));
+        out.setFrameBuffer(row.frame());
         out.writePixels(rowsOf(part));
     }
 }
