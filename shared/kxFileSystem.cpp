@@ -1,1 +1,272 @@
 #include "shared/kxFileSystem.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <locale.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <string>
+
+const QString PDs = QStringLiteral("/");
+
+namespace {
+
+// The path's bytes; false when it has none that name the same file: a NUL would end it early, and a character
+// beyond Latin-1 has no byte.
+bool toPathBytes(const QString& path, std::string* bytes) {
+    bytes->clear();
+    bytes->reserve(static_cast<size_t>(path.size()));
+    for (const QChar unit : path) {
+        if (unit.isNull() || unit.unicode() > 0xFF) return false;
+        bytes->push_back(unit.toLatin1());
+    }
+    return true;
+}
+
+// Network file systems interrupt calls when a signal arrives.
+template <class Call>
+auto retryInterrupted(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) result = call();
+    return result;
+}
+
+DIR* openDirectory(const QString& path) {
+    std::string bytes;
+    if (!toPathBytes(path, &bytes)) return nullptr;
+    DIR* directory = nullptr;
+    do {
+        errno = 0;
+        directory = opendir(bytes.c_str());
+    } while (!directory && errno == EINTR);
+    return directory;
+}
+
+// Times beyond the years 1677 to 2262 become the nearest one that _kxTime holds.
+_kxTime modificationTime(const struct stat& status) {
+    constexpr long long perSecond = 1000000000;
+    constexpr long long lowest = std::numeric_limits<long long>::min();
+    constexpr long long highest = std::numeric_limits<long long>::max();
+    const long long seconds = status.st_mtim.tv_sec;
+    if (seconds < lowest / perSecond) return _kxTime(lowest);
+    if (seconds >= highest / perSecond) return _kxTime(highest);
+    return _kxTime(seconds * perSecond + status.st_mtim.tv_nsec);
+}
+
+struct FileStatus {
+    long long size = -1;
+    _kxTime time;
+};
+
+// Asks the system about `name`, relative to the open directory, links followed. True for regular files only;
+// otherwise *result is left as it was.
+bool askFileStatus(int directory, const char* name, FileStatus* result) {
+    struct stat status {};
+    if (retryInterrupted([&] { return fstatat(directory, name, &status, 0); }) != 0) return false;
+    if (!S_ISREG(status.st_mode)) return false;
+    result->size = status.st_size;
+    result->time = modificationTime(status);
+    return true;
+}
+
+// The byte of every Latin-1 character in lower case; none leaves Latin-1 or becomes two.
+std::array<char, 256> makeLowerCaseTable() {
+    std::array<char, 256> table{};
+    for (unsigned code = 0; code < 256; ++code) {
+        table[code] = QChar(static_cast<ushort>(code)).toLower().toLatin1();
+    }
+    return table;
+}
+
+// Compares names with a sequence's prefix and suffix as lower-case Latin-1 texts would compare, on the raw bytes.
+class NameFilter {
+public:
+    void set(const QString& prefix, const QString& suffix) {
+        prefix_ = lowerCaseBytes(prefix);
+        suffix_ = lowerCaseBytes(suffix);
+    }
+
+    bool accepts(const char* name) const {
+        const size_t length = std::strlen(name);
+        return length >= prefix_.size() + suffix_.size() && standsAt(name, prefix_) &&
+               standsAt(name + length - suffix_.size(), suffix_);
+    }
+
+private:
+    // A character beyond Latin-1 becomes NUL, which no name contains. Lowering comes first: it takes some of them
+    // into Latin-1 (the Kelvin sign becomes "k").
+    static std::string lowerCaseBytes(const QString& text) {
+        std::string bytes;
+        for (const QChar unit : text.toLower()) bytes.push_back(unit.unicode() > 0xFF ? '\0' : unit.toLatin1());
+        return bytes;
+    }
+
+    bool standsAt(const char* position, const std::string& lowerCase) const {
+        for (const char wanted : lowerCase) {
+            if (lowerCase_[static_cast<unsigned char>(*position++)] != wanted) return false;
+        }
+        return true;
+    }
+
+    const std::array<char, 256> lowerCase_ = makeLowerCaseTable();
+    std::string prefix_;
+    std::string suffix_;
+};
+
+}  // namespace
+
+struct kxDirListing::Entries {
+    DIR* directory = nullptr;         // null when there is nothing left to list
+    const dirent* current = nullptr;  // belongs to `directory`
+    bool statusKnown = false;         // the system was asked about `current`; `status` holds what it said
+    FileStatus status;
+    NameFilter filter;
+
+    ~Entries() { close(); }
+
+    void close() {
+        if (directory) closedir(directory);
+        directory = nullptr;
+        current = nullptr;
+        forgetStatus();
+    }
+
+    void forgetStatus() {
+        statusKnown = false;
+        status = FileStatus();
+    }
+
+    // False at the end; an error while reading is one.
+    bool advance() {
+        if (!directory) return false;
+        forgetStatus();
+        do {
+            errno = 0;
+            current = readdir(directory);
+        } while (!current && errno == EINTR);
+        if (!current) close();
+        return current != nullptr;
+    }
+
+    // An entry that is no file, or is gone, keeps size -1 and time 0.
+    const FileStatus& askOnce() {
+        if (current && !statusKnown) {
+            askFileStatus(dirfd(directory), current->d_name, &status);
+            statusKnown = true;
+        }
+        return status;
+    }
+
+    bool isFile() {
+        if (current->d_type == DT_REG) return true;
+        return (current->d_type == DT_LNK || current->d_type == DT_UNKNOWN) && askOnce().size >= 0;
+    }
+};
+
+kxDirListing::kxDirListing() : entries_(new Entries) {}
+kxDirListing::~kxDirListing() = default;
+
+void kxDirListing::setNameFilter(const QString& prefix, const QString& suffix) {
+    entries_->filter.set(prefix, suffix);
+}
+
+void kxDirListing::init(QString pattern, const bool& /*recursive*/, const bool& /*files*/,
+                        const bool& /*directories*/, const bool& /*hiddenOnly*/) {
+    entries_->close();
+    pattern.chop(1);
+    entries_->directory = openDirectory(pattern);
+}
+
+bool kxDirListing::nextFile() {
+    while (entries_->advance()) {
+        if (entries_->filter.accepts(entries_->current->d_name) && entries_->isFile()) return true;
+    }
+    return false;
+}
+
+QString kxDirListing::fileName() const {
+    return entries_->current ? QString::fromLatin1(entries_->current->d_name) : QString();
+}
+
+long long kxDirListing::fileSize() {
+    return entries_->askOnce().size;
+}
+
+_kxTime kxDirListing::fileTime() {
+    return entries_->askOnce().time;
+}
+
+QString kxDirListing::OSSearchFunctionName() const {
+    return QStringLiteral("readdir");
+}
+
+bool kxFileExists(QString path, _kxTime* time, long long* size) {
+    std::string bytes;
+    FileStatus status;
+    if (!toPathBytes(path, &bytes) || !askFileStatus(AT_FDCWD, bytes.c_str(), &status)) return false;
+    if (time) *time = status.time;
+    if (size) *size = status.size;
+    return true;
+}
+
+bool kxDirectoryExists(QString path) {
+    DIR* directory = openDirectory(path);
+    if (directory) closedir(directory);
+    return directory != nullptr;
+}
+
+namespace {
+
+// 0, or the reason why `path` was not deleted. The kind is looked at first because some systems let a privileged
+// user unlink a directory, and because nothing but a frame may go where something else took a frame's name.
+int deleteFile(const char* path) {
+    struct stat status {};
+    if (retryInterrupted([&] { return lstat(path, &status); }) != 0) return errno;
+    if (S_ISDIR(status.st_mode)) return EISDIR;
+    if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) return EPERM;
+    return retryInterrupted([&] { return unlink(path); }) == 0 ? 0 : errno;
+}
+
+}  // namespace
+
+QString kxDeleteFile(const QString& path) {
+    std::string bytes;
+    const int code = toPathBytes(path, &bytes) ? deleteFile(bytes.c_str()) : EINVAL;
+    return code == 0 ? QString() : QString::fromLatin1(kxSystemErrorText(code));
+}
+
+const char* kxSystemErrorText(int code) {
+    // The application's locale would translate the text.
+    static const locale_t english = newlocale(LC_ALL_MASK, "C", nullptr);
+    return strerror_l(code, english);
+}
+
+QString kxGetDirName(QString path, unsigned short separator) {
+    return path.left(path.lastIndexOf(QChar(separator)) + 1);
+}
+
+QString kxGetFileName(QString path, unsigned short separator) {
+    return path.mid(path.lastIndexOf(QChar(separator)) + 1);
+}
+
+QString kxConvertPDToOS(const QString& path) {
+    QString converted = path;
+    return converted.replace(QLatin1Char('\\'), QLatin1Char('/'));
+}
+
+QString kxToKXUTF8(QString text, bool /*reserved*/) {
+    const QByteArray bytes = text.toUtf8();
+    return QLatin1String(bytes.constData(), bytes.size());
+}
+
+void splitAtLastOccurence(QString& first, QString& second, const QString& separator, const QString& /*reserved1*/,
+                          const QString& /*reserved2*/) {
+    const auto at = separator.isEmpty() ? -1 : first.lastIndexOf(separator);
+    second = at < 0 ? QString() : first.mid(at);
+    if (at >= 0) first.truncate(at);
+}

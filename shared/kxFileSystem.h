@@ -28,8 +28,8 @@ public:
     kxDirListing(const kxDirListing&) = delete;
     kxDirListing& operator=(const kxDirListing&) = delete;
 
-    // Only names that begin with `prefix` and end with `suffix` without overlap, case ignored, are listed by the
-    // next init; every other entry is passed over before anything else is done with it.
+    // From now on only names that begin with `prefix` and end with `suffix` without overlap, case ignored, are
+    // listed; every other entry is passed over before anything else is done with it. Two empty texts let all pass.
     void setNameFilter(const QString& prefix, const QString& suffix);
 
     // Starts a listing of the directory `pattern` without its last character, which is "*". A directory that can't
@@ -63,9 +63,12 @@ bool kxFileExists(QString path, _kxTime* time, long long* size);
 // True when `path` is a directory that can be listed.
 bool kxDirectoryExists(QString path);
 
-// Deletes one file or symbolic link, never a link's target or a directory. Empty on success, otherwise the
-// system's reason in English ("Permission denied", "Is a directory").
+// Deletes one regular file or symbolic link, never a link's target, a directory or a device. Empty on success,
+// otherwise the system's reason in English without the path ("Permission denied", "Is a directory").
 QString kxDeleteFile(const QString& path);
+
+// The system's text for an errno value, in English whatever the locale is; valid until the thread's next call.
+const char* kxSystemErrorText(int code);
 
 // Everything up to and including the last separator; empty when there is none.
 QString kxGetDirName(QString path, unsigned short separator);
@@ -78,7 +81,7 @@ QString kxConvertPDToOS(const QString& path);
 // The text re-encoded for the log file: each character of the result is one byte of the text's UTF-8.
 QString kxToKXUTF8(QString text, bool reserved);
 
-// Splits the text in `first` before the last `separator`: "diffuse.R" becomes "diffuse" and ".R". Without a
-// separator `first` keeps the text and `second` becomes empty. The last two arguments are reserved, null.
+// Splits the text in `first` before the last `separator`: "diffuse.R" becomes "diffuse" and ".R". Where there is
+// none `first` keeps the text and `second` becomes empty. The last two arguments are reserved, null.
 void splitAtLastOccurence(QString& first, QString& second, const QString& separator, const QString& reserved1,
                           const QString& reserved2);
