@@ -14,7 +14,7 @@
 //   offset  size   name
 //        0     2   stored length, 0 .. N
 //        2   N+1   characters and the terminating zero
-//                  (one byte of padding when N + 3 is odd)
+//                  (one zero byte more when N + 3 is odd)
 template <int N>
 class _kxString8_allSize {
     static_assert(N > 0 && N < 65536, "the length is stored in 16 bits");
@@ -44,8 +44,7 @@ public:
     bool isIntact() const { return storedLength_ <= N && text_[storedLength_] == '\0'; }
 
     bool operator==(const _kxString8_allSize& other) const {
-        return length() == other.length() &&
-               std::memcmp(text_, other.text_, static_cast<size_t>(length())) == 0;
+        return length() == other.length() && std::memcmp(text_, other.text_, static_cast<size_t>(length())) == 0;
     }
     bool operator!=(const _kxString8_allSize& other) const { return !(*this == other); }
 
@@ -60,7 +59,8 @@ private:
     }
 
     unsigned short storedLength_;
-    char text_[N + 1];
+    // An even number of bytes, so that the compiler adds no padding: its bytes would be stored unset.
+    char text_[(N + 2) / 2 * 2];
 };
 
 // 16-bit text (UTF-16 code units) of at most N units.
@@ -77,7 +77,7 @@ public:
     // A longer text is cut to N units.
     _kxString(const QString& text) : _kxString() {
         const auto wanted = text.size() < N ? text.size() : N;
-        if (wanted > 0) std::memcpy(text_, text.utf16(), static_cast<size_t>(wanted) * sizeof(char16_t));
+        if (wanted > 0) std::memcpy(text_, text.constData(), static_cast<size_t>(wanted) * sizeof(char16_t));
         storedLength_ = static_cast<unsigned short>(wanted);
     }
 
@@ -85,7 +85,8 @@ public:
     int length() const { return storedLength_ < N ? storedLength_ : N; }
     bool isEmpty() const { return length() == 0; }
     void clear() { *this = _kxString(); }
-    QString toQString() const { return QString::fromUtf16(text_, length()); }
+    // Unit for unit; a leading byte-order mark is kept as a character.
+    QString toQString() const { return QString(reinterpret_cast<const QChar*>(text_), length()); }
 
     // True when the stored length fits the capacity and the terminator stands behind it.
     bool isIntact() const { return storedLength_ <= N && text_[storedLength_] == u'\0'; }
