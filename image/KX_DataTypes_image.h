@@ -7,6 +7,7 @@
 #include "shared/kxTime.h"
 
 #include <cstddef>
+#include <type_traits>
 
 namespace kxCHK {
 
@@ -105,7 +106,7 @@ public:
     ~_SingleImageView();
     _SingleImageView(const _SingleImageView&) = delete;
     _SingleImageView& operator=(const _SingleImageView&) = delete;
-    // The source is left cleared but for its record.
+    // The source keeps its values but owns no thumbnail any more.
     _SingleImageView(_SingleImageView&& other) noexcept;
     _SingleImageView& operator=(_SingleImageView&& other) noexcept;
 
@@ -123,11 +124,11 @@ public:
     // unchanged otherwise.
     bool testNloadFromFile(QString const& cacheFileName);
 
-    kxP::_imgRGBABuffer8* thumbnail;   // owned, may be null
-    unsigned char checkPending;        // 1 when the frame needs to be checked
-    unsigned char thumbnailLoaded;     // 1 when the thumbnail holds a picture from the cache
-    bool fileFound;                    // a file on disk, or a cache file, backs the view
-    unsigned char cacheFlag;           // bit 1 of a cache file's flags
+    kxP::_imgRGBABuffer8* thumbnail;  // owned, may be null
+    unsigned char checkPending;       // 1 when the frame needs to be checked
+    unsigned char thumbnailLoaded;    // 1 when the thumbnail holds a picture from the cache
+    bool fileFound;                   // a file on disk, or a cache file, backs the view
+    unsigned char cacheFlag;          // bit 1 of a cache file's flags
     long long frameNumber;
     _kxString8_allSize<15> frameText;  // the frame number as written in the file name
     _kxString8_allSize<15> displayName2;
@@ -197,10 +198,10 @@ static_assert(offsetof(_SingleImageFile, image) == 616, "stored in the cache fil
 // errorLevel. Null: only the tile search runs.
 unsigned short doErrorSearch(kxP::_imgRGBABuffer8& image, _SingleImageData* record);
 
-// The Paeth predictor of the PNG specification (a left, b above, c upper left).
+// PNG's Paeth predictor (a left, b above, c upper left), truncated to 8 bits.
 unsigned char paethPredictor(int a, int b, int c);
 
-// The Up filter of the PNG specification on every byte of a pixel, made lossy by at most +1 from row 2 on so that
+// PNG's Up filter on every byte of a pixel, made lossy by at most +1 from row 2 on so that
 // most residuals are even and compress better. Both work in place on the pixel memory.
 void encodePredictionFilter(kxP::_imgRGBABuffer8 const* image);
 void decodePredictionFilter(kxP::_imgRGBABuffer8 const* image);
