@@ -5,8 +5,8 @@
 #include <vector>
 
 struct ProcessResult {
-    int exitCode = -1;   // of a normal end, otherwise -1
-    int signal = 0;      // that ended it, otherwise 0
+    int exitCode = -1;  // of a normal end, otherwise -1
+    int signal = 0;     // that ended it, otherwise 0
     std::string out;
     std::string err;
 };
