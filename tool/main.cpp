@@ -46,8 +46,7 @@ void printUnableToLoad() {
     std::puts("     Error: Unable to load file");
 }
 
-// --- The EXR check
-// ---------------------------------------------------------------------------------------------
+// --- The EXR check --------------------------------------------------------------------------------------------
 
 // Single-part files count as multi-layer from this many channels on: R, G, B, A and one more.
 constexpr int multiLayerChannels = 5;
@@ -267,6 +266,7 @@ void testExr(const QString& file, const bool& requireMultiLayer, const bool& req
     print(line + "\n");
 
     if (!fail || !del) return;
+    std::fflush(stdout);  // no file goes whose line did not go out
     const QString error = kxDeleteFile(file);
     if (!error.isEmpty()) print(QStringLiteral("     Error: ") + error + "\n");
 }
@@ -398,8 +398,7 @@ void sendClientCheckJob(int& job) {
     if (clientFound) kxSleep(2000);
 }
 
-// --- The run
-// ---------------------------------------------------------------------------------------------------
+// --- The run --------------------------------------------------------------------------------------------------
 
 namespace {
 
