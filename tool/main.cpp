@@ -271,8 +271,7 @@ void testExr(const QString& file, const bool& requireMultiLayer, const bool& req
     if (!error.isEmpty()) print(QStringLiteral("     Error: ") + error + "\n");
 }
 
-// --- The check-job command
-// -------------------------------------------------------------------------------------
+// --- The check-job command ---------------------------------------------------------------------------------------
 
 namespace {
 
