@@ -2,13 +2,19 @@
 #pragma once
 
 #include <QString>
+#include <cstdio>
 
 // The file behind a log.
 class _kxLogfile {
 public:
     virtual ~_kxLogfile() = default;
-    // Writes what is buffered.
-    virtual void flush() {}
+    // Writes what is buffered to disk or terminal.
+    virtual void flush() {
+        if (stream) std::fflush(stream);
+    }
+
+    // Opened and closed by the log that writes to it; null for a log without a file.
+    std::FILE* stream = nullptr;
 };
 
 // A log to derive from. The table of virtual operations is shared with other programs of the farm: log() is its
