@@ -1,1 +1,661 @@
 #include "image/KX_DataTypes_imageList.h"
+
+#include "image/KX_image.h"
+#include "shared/kxFileSystem.h"
+#include "shared/kxLog.h"
+
+#include <QStringList>
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <new>
+#include <numeric>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using kxCHK::_SingleImageView;
+
+constexpr QLatin1Char Lpoint('.');
+constexpr QLatin1Char LUnderline('_');
+
+// Slots that discovery fills from disk, and the longest sequence that gap filling aims at: one less than there are.
+constexpr int mostFrames = _kxViewSequence::slotCount - 1;
+// Tiles are numbered 00 .. 29; a higher number is no tile's.
+constexpr int tileCount = 30;
+
+bool isSeparator(QChar c) {
+    return c == Lpoint || c == LUnderline;
+}
+bool isDigit(QChar c) {
+    return c >= QLatin1Char('0') && c <= QLatin1Char('9');
+}
+
+// Frame numbers come from file names and fill all 64 bits, ranges and offsets from the command line all 32: their
+// sums and differences wrap.
+template <class T>
+T wrappingSum(T a, T b) {
+    using Unsigned = std::make_unsigned_t<T>;
+    return static_cast<T>(static_cast<Unsigned>(a) + static_cast<Unsigned>(b));
+}
+
+template <class T>
+T wrappingDifference(T a, T b) {
+    using Unsigned = std::make_unsigned_t<T>;
+    return static_cast<T>(static_cast<Unsigned>(a) - static_cast<Unsigned>(b));
+}
+
+// --- Splitting a path ------------------------------------------------------------------------------------------
+
+struct PathParts {
+    QString stem;  // directory and prefix
+    QString extension;
+};
+
+// "/r/shot.####.exr" gives "/r/shot." and ".exr". The path holds the wildcard.
+PathParts splitAtWildcard(const QString& path, QLatin1Char wildcard) {
+    const auto last = path.lastIndexOf(wildcard);
+    auto stemSize = last;
+    while (stemSize > 0 && path.at(stemSize - 1) == wildcard) --stemSize;
+    return {path.left(stemSize), path.mid(last + 1)};
+}
+
+// "/r/beauty_0042_diffuse.exr" gives "/r/beauty_" and "_diffuse.exr": the last group of digits before the last "."
+// is the frame number. A name without one is all stem: "/r/comp.exr" and no extension. Digits at the end of the
+// stem go in either case ("/r/movie.mp4" gives "/r/movie.mp"). The path holds a ".".
+PathParts splitAtLastDigits(const QString& path) {
+    auto stemSize = path.lastIndexOf(Lpoint);
+    while (stemSize == 0 || !isDigit(path.at(stemSize - 1))) {
+        if (stemSize < 4 || path.at(stemSize - 1) == QLatin1Char('/')) {
+            stemSize = path.size();
+            break;
+        }
+        --stemSize;
+    }
+    const QString extension = stemSize < path.size() ? path.mid(stemSize) : QString();
+    while (stemSize > 0 && isDigit(path.at(stemSize - 1))) --stemSize;
+    return {path.left(stemSize), extension};
+}
+
+struct TileFlags {
+    bool isTiled;
+    bool dotSeparator;
+};
+
+// Cuts a tile marker off the end of `name`. The two characters of the tile's number are counted, not looked at.
+TileFlags takeTileMarker(QString& name) {
+    const QLatin1String marker("_tile");
+    const auto start = name.lastIndexOf(marker);
+    const auto sizeFromMarker = name.size() - start;
+    const bool unnumbered = name.endsWith(marker) || name.endsWith(QLatin1String("_tile00_."));
+    const bool dotted = start >= 1 && sizeFromMarker == 9 && name.endsWith(QLatin1String("_."));
+    const bool plain = start >= 1 && sizeFromMarker == 8 && name.endsWith(LUnderline);
+    const bool isTiled = unnumbered || dotted || plain;
+    if (isTiled) name.truncate(start);
+    return {isTiled, !plain};
+}
+
+bool sameName(const QString& a, const QString& b) {
+    return a.compare(b, Qt::CaseInsensitive) == 0;
+}
+
+// --- Which frames are wanted -----------------------------------------------------------------------------------
+
+// A list such as "1-10, 15", kept as sorted, disjoint ranges: "1-2000000000" takes two numbers. Text that is no
+// number counts as 0, so that "-5" is 0 .. 5.
+class FrameList {
+public:
+    explicit FrameList(const QString& text) : inUse_(!text.isEmpty()) {
+        const QStringList parts = text.split(QLatin1Char(','));
+        for (const QString& part : parts) addPart(part.trimmed());
+        merge();
+    }
+
+    bool isInUse() const { return inUse_; }
+
+    // True for every frame when the list is not in use.
+    bool allows(long long frame) const {
+        if (!inUse_) return true;
+        const auto next = std::upper_bound(ranges_.begin(), ranges_.end(), frame,
+                                           [](long long f, const Range& range) { return f < range.first; });
+        return next != ranges_.begin() && frame <= std::prev(next)->last;
+    }
+
+private:
+    struct Range {
+        long long first, last;
+    };
+
+    void addPart(const QString& part) {
+        if (part.isEmpty()) return;
+        const auto dash = part.indexOf(QLatin1Char('-'));
+        const long long first = part.left(dash).toLongLong();  // all of it without a "-"
+        const long long last = dash < 0 ? first : part.mid(dash + 1).toLongLong();
+        if (last >= first) ranges_.push_back({first, last});
+    }
+
+    void merge() {
+        std::sort(ranges_.begin(), ranges_.end(), [](const Range& a, const Range& b) { return a.first < b.first; });
+        std::vector<Range> merged;
+        for (const Range& range : ranges_) {
+            if (merged.empty() || range.first > merged.back().last)
+                merged.push_back(range);
+            else
+                merged.back().last = std::max(merged.back().last, range.last);
+        }
+        ranges_.swap(merged);
+    }
+
+    bool inUse_;
+    std::vector<Range> ranges_;
+};
+
+struct FrameRestriction {
+    int start, end;  // -1 is open
+    int step;        // below 2: every frame
+    FrameList list;
+
+    // The step counts from `start` even where that is the -1 of an open start.
+    bool allows(long long frame) const {
+        return (start == -1 || frame >= start) && (end == -1 || frame <= end) &&
+               (step < 2 || wrappingDifference<long long>(frame, start) % step == 0) && list.allows(frame);
+    }
+};
+
+// --- Slots -----------------------------------------------------------------------------------------------------
+
+void setTimeAndSize(_SingleImageView& slot, _kxTime time, long long size) {
+    slot.fileTime = time;
+    slot.fileSize = std::min(size, kxCHK::fileSizeMarker4GB);
+    slot.checkPending = 1;
+}
+
+void resetToFile(_SingleImageView& slot, _kxTime time, long long size, long long frame) {
+    slot.clear();
+    setTimeAndSize(slot, time, size);
+    slot.thumbnailLoaded = 0;
+    slot.frameNumber = frame;
+    slot.fileFound = true;
+}
+
+void resetToEmpty(_SingleImageView& slot, long long frame) {
+    slot.clear();
+    slot.frameNumber = frame;
+}
+
+// True when the slot was filled from a name with this middle part, put down with or without a "." in front.
+bool isTextOf(const _kxString8_allSize<15>& frameText, const QString& middle) {
+    QLatin1String text(frameText.data(), frameText.length());
+    if (text.size() == middle.size() + 1 && text.startsWith(Lpoint)) text = text.mid(1);
+    return middle.compare(text, Qt::CaseInsensitive) == 0;
+}
+
+}  // namespace
+
+// --- The record ------------------------------------------------------------------------------------------------
+
+_kxViewSequence::_kxViewSequence() {
+    std::iota(std::begin(sortOrder), std::end(sortOrder), 0U);
+}
+
+bool _kxViewSequence::imageDirFileFromString(QString path) {
+    path = kxConvertPDToOS(path);
+    if (!path.contains(PDs)) return false;
+
+    PathParts parts;
+    if (path.contains(QLatin1Char('*')))
+        parts = splitAtWildcard(path, QLatin1Char('*'));
+    else if (path.contains(QLatin1Char('#')))
+        parts = splitAtWildcard(path, QLatin1Char('#'));
+    else if (path.contains(Lpoint))
+        parts = splitAtLastDigits(path);
+    else
+        return false;
+
+    const QString dir = kxGetDirName(parts.stem, '/');
+    QString name = kxGetFileName(parts.stem, '/');
+    const TileFlags tile = takeTileMarker(name);
+    sameSequence = sameName(parts.extension, extension) && sameName(dir, dirName) && sameName(name, fileName) &&
+                   tile.isTiled == isTiled && tile.dotSeparator == tileDotSeparator;
+    maxTileIndex = 0;
+    isTiled = tile.isTiled;
+    tileDotSeparator = tile.dotSeparator;
+    extension = parts.extension;
+    dirName = dir;
+    fileName = name;
+    return true;
+}
+
+QString _kxViewSequence::getDirFileName(const int& index) const {
+    if (extension.isEmpty()) return dirName + fileName;
+    return dirName + fileName + images[index].frameText.toQString() + extension;
+}
+
+// --- Discovery -------------------------------------------------------------------------------------------------
+
+// One scan of a sequence's directory into its slots.
+struct _kxViewSequence::Discovery {
+    _kxViewSequence& sequence;
+    const FrameRestriction& restriction;
+    bool gamma22;
+    bool superWhite;
+    bool preFill;
+    __KXlog* log;
+
+    QString prefix = sequence.fileName.toLower();
+    QString suffix = sequence.extension.toLower();
+    kxDirListing listing{};
+    std::vector<QString> tilePatterns{};
+    // Slots by frame number, kept only while slots are refreshed: a walk through all slots for every file would be
+    // quadratic.
+    std::multimap<long long, int> slotsOfFrame{};
+
+    void run() {
+        sequence.minDigits = 10;
+        // With a log, entries of other sequences are wanted too: each is logged.
+        if (!log) listing.setNameFilter(prefix, suffix);
+        listing.init(sequence.dirName + QLatin1Char('*'), false, true, false, false);
+        if (log) logStart();
+        if (sequence.isTiled) makeTilePatterns();
+        if (preFill) preFillSlots();
+        if (sequence.sameSequence) indexSlots();
+        scan();
+        if (log) flushLog();
+    }
+
+    void logStart() {
+        log->log(10, 8,
+                 QLatin1String("Sequence Filename '") + kxToKXUTF8(prefix, false) + QLatin1String("' '") +
+                     kxToKXUTF8(suffix, false) + QLatin1String("'.\nSequence Folder ") +
+                     kxToKXUTF8(listing.OSSearchFunctionName(), false));
+    }
+
+    void logEntry(const QString& listed, bool isRight) {
+        const QLatin1String text(isRight ? "DirList:  '%1': right filename" : "DirList:  '%1': WRONG filename");
+        log->log(10, 8, QString(text).arg(kxToKXUTF8(listed, false), 40));
+    }
+
+    void flushLog() {
+        // A log may have put a file of a class derived from _kxLogfile into the member's place.
+        std::launder(&log->logFile)->flush();
+    }
+
+    void makeTilePatterns() {
+        const QLatin1Char separator = sequence.fileName.endsWith(LUnderline) ? LUnderline : Lpoint;
+        for (int tile = 0; tile < tileCount; ++tile) {
+            QString pattern = QStringLiteral("_tile%1_").arg(tile, 2, 10, QLatin1Char('0'));
+            if (sequence.tileDotSeparator) pattern += separator;
+            tilePatterns.push_back(pattern);
+        }
+    }
+
+    void preFillSlots() {
+        sequence.sameSequence = true;
+        const int step = std::max(restriction.step, 1);
+        for (long long frame = restriction.start; frame <= restriction.end && sequence.imageCount < slotCount;
+             frame += step)
+            resetToEmpty(sequence.images[sequence.imageCount++], frame);
+    }
+
+    void indexSlots() {
+        for (int slot = 0; slot < sequence.imageCount; ++slot)
+            slotsOfFrame.emplace_hint(slotsOfFrame.end(), sequence.images[slot].frameNumber, slot);
+    }
+
+    void scan() {
+        while (listing.nextFile()) {
+            const QString listed = listing.fileName();
+            QString middle = listed;
+            const bool isRight = kxcjFileNameIsRight(middle, prefix, suffix, sequence.isTiled);
+            if (log) logEntry(listed, isRight);
+            long long key = 0;
+            if (!isRight || !(sequence.isTiled ? readTileKey(middle, key) : readFrameKey(middle, key))) continue;
+            if (!sequence.sameSequence || !refresh(key, listed, middle)) add(key, listed, middle);
+        }
+    }
+
+    // The frame number that the text is, when it is wanted.
+    bool readFrameKey(const QString& middle, long long& key) {
+        bool isNumber = false;
+        key = middle.toLongLong(&isNumber);
+        if (!isNumber) return false;
+        sequence.minDigits = std::min(sequence.minDigits, static_cast<int>(middle.size()));
+        return restriction.allows(key);
+    }
+
+    // The same behind a tile marker, with the tile added.
+    bool readTileKey(const QString& middle, long long& key) {
+        for (int tile = 0; tile < tileCount; ++tile) {
+            QString number = middle;
+            if (!kxcjStartsWith(number, tilePatterns[static_cast<size_t>(tile)])) continue;
+            bool isNumber = false;
+            const long long frame = number.toLongLong(&isNumber);
+            if (!isNumber || !restriction.allows(frame)) return false;
+            sequence.maxTileIndex = std::max(sequence.maxTileIndex, tile);
+            key = wrappingSum(frame, tile * tileKeyStep);
+            return true;
+        }
+        return false;
+    }
+
+    void add(long long key, const QString& listed, const QString& middle) {
+        if (sequence.imageCount >= mostFrames) return;
+        _SingleImageView& slot = sequence.images[sequence.imageCount];
+        resetToFile(slot, listing.fileTime(), listing.fileSize(), key);
+        setFrameText(slot, listed, middle);
+        if (sequence.sameSequence) slotsOfFrame.emplace(key, sequence.imageCount);
+        ++sequence.imageCount;
+    }
+
+    // The middle part lacks the separator behind a prefix that ends without one; the path can't be rebuilt without
+    // it: ".0001" of "beauty.0001.exr" under the prefix "beauty".
+    void setFrameText(_SingleImageView& slot, const QString& listed, const QString& middle) {
+        const auto prefixSize = sequence.fileName.size();
+        slot.frameText = middle;
+        if (listed.size() <= middle.size() + prefixSize + sequence.extension.size()) return;
+        if (isSeparator(listed.at(prefixSize))) slot.frameText = listed.at(prefixSize) + middle;
+    }
+
+    // Refreshes all slots of this file; false when there is none.
+    bool refresh(long long key, const QString& listed, const QString& middle) {
+        bool found = false;
+        const auto range = slotsOfFrame.equal_range(key);
+        for (auto entry = range.first; entry != range.second; ++entry) {
+            _SingleImageView& slot = sequence.images[entry->second];
+            if (!preFill && !isTextOf(slot.frameText, middle)) continue;
+            found = true;
+            slot.fileFound = true;
+            if (isUpToDate(slot)) {
+                bringToGamma(*slot.thumbnail);
+                continue;
+            }
+            if (preFill) setFrameText(slot, listed, middle);
+            setTimeAndSize(slot, listing.fileTime(), listing.fileSize());
+        }
+        return found;
+    }
+
+    // True when the slot's cached image shows the current file, super-white or not as wanted.
+    bool isUpToDate(const _SingleImageView& slot) {
+        return slot.thumbnail && slot.fileTime == listing.fileTime() && slot.fileSize == listing.fileSize() &&
+               ((slot.thumbnail->flags & KX_IMG_SUPERWHITE) != 0) == superWhite;
+    }
+
+    void bringToGamma(kxP::_imgRGBABuffer8& image) const {
+        if (((image.flags & KX_IMG_GAMMA22) != 0) == gamma22) return;
+        if (gamma22)
+            kximgRGBABuffer8_doGamma22(image);
+        else
+            kximgRGBABuffer8_undoGamma22(image);
+    }
+};
+
+void _kxViewSequence::findSequence(const bool& gamma22, const bool& superWhite, QString /*name*/, int start,
+                                   int end, int step, int offset, const QString& frameList, bool preFill,
+                                   __KXlog* log) {
+    const FrameRestriction restriction{wrappingSum(start, offset), wrappingSum(end, offset), step,
+                                       FrameList(frameList)};
+    restrictStart = start;
+    restrictStep = step;
+    if (!sameSequence) imageCount = 0;
+    for (int i = 0; i < imageCount; ++i) images[i].fileFound = false;
+
+    if (extension.isEmpty()) {
+        findSingleFile();
+    } else {
+        preFill = preFill && !restriction.list.isInUse();
+        Discovery{*this, restriction, gamma22, superWhite, preFill, log}.run();
+        QSort_files(0, imageCount - 1);
+    }
+
+    measureRange();
+    if (!restriction.list.isInUse()) fillGaps();
+    viewStart = seqStart;
+    viewEnd = seqEnd;
+    viewStep = seqStep;
+    fileCount = imageCount;
+    isValid = true;
+}
+
+void _kxViewSequence::findSingleFile() {
+    _kxTime time;
+    long long size = 0;
+    if (!kxFileExists(dirName + fileName, &time, &size)) return;
+    imageCount = 1;
+    resetToFile(images[0], time, size, 1);
+    images[0].frameText = "1";
+}
+
+// Only a smaller difference changes the step: 1, 3, 6 gives 2. Differences below 1 are those of two files of one
+// frame and of numbers so far apart that the difference wrapped.
+void _kxViewSequence::measureRange() {
+    seqStart = 0;
+    seqEnd = 0;
+    seqStep = 1;
+    if (imageCount == 0) return;
+
+    const auto difference = [this](int slot) {
+        return wrappingDifference(images[slot].frameNumber, images[slot - 1].frameNumber);
+    };
+    seqStart = images[0].frameNumber;
+    seqEnd = images[imageCount - 1].frameNumber;
+    if (isTiled) seqEnd %= tileKeyStep;
+    if (imageCount < 3) return;
+    seqStep = std::max(difference(1), 1LL);
+    for (int slot = 2; slot < imageCount; ++slot) {
+        const long long d = difference(slot);
+        if (d >= 1 && d < seqStep) seqStep = std::gcd(seqStep, d);
+    }
+}
+
+long long _kxViewSequence::missingAfter(int slot) const {
+    const long long frame = images[slot].frameNumber;
+    const long long next = images[slot + 1].frameNumber;
+    if (isTiled && maxTileIndex >= 1 && frame / tileKeyStep != next / tileKeyStep)
+        return frame % tileKeyStep < seqEnd ? 1 : 0;  // at most one frame is added at the end of a tile
+    return std::max(wrappingDifference(next, frame) / seqStep, 1LL) - 1;
+}
+
+void _kxViewSequence::fillGaps() {
+    const long long frames = wrappingDifference(seqEnd, seqStart) / seqStep;  // but the first
+    if (imageCount < 2 || frames < 0 || frames >= mostFrames) return;
+    const long long wanted = (frames + 1) * (isTiled ? maxTileIndex + 1 : 1);
+    if (imageCount >= wanted || wanted > mostFrames) return;
+
+    // Several files of one frame, or numbers below 0 in a tile, can need more slots than there are frames.
+    int filled = imageCount;
+    for (int slot = 0; slot + 1 < imageCount; ++slot) {
+        const long long missing = missingAfter(slot);
+        if (missing > slotCount - filled) return;
+        filled += static_cast<int>(missing);
+    }
+
+    // From the end backwards each slot moves once, to its final place.
+    int target = filled - 1;
+    for (int slot = imageCount - 1; slot < target; --slot) {
+        long long missing = missingAfter(slot - 1);
+        images[target--] = std::move(images[slot]);
+        const long long frame = images[slot - 1].frameNumber;
+        for (; missing > 0; --missing) resetToEmpty(images[target--], wrappingSum(frame, missing * seqStep));
+    }
+    imageCount = filled;
+}
+
+bool kxcjFileNameIsRight(QString& name, const QString& prefix, const QString& suffix, const bool& keepSeparator) {
+    if (name.size() < prefix.size() + suffix.size()) return false;
+    name = name.toLower();
+    if (!name.startsWith(prefix) || !name.endsWith(suffix)) return false;
+    auto first = prefix.size();
+    const auto end = name.size() - suffix.size();
+    if (!keepSeparator && first < end && isSeparator(name.at(first))) ++first;
+    name = name.mid(first, end - first);
+    return true;
+}
+
+bool kxcjStartsWith(QString& name, const QString& prefix) {
+    if (!name.startsWith(prefix)) return false;
+    auto first = prefix.size();
+    if (first < name.size() && isSeparator(name.at(first))) ++first;
+    name.remove(0, first);
+    return true;
+}
+
+// --- Sorting ---------------------------------------------------------------------------------------------------
+
+namespace {
+
+// How one element stands to another. `none` is NaN's: neither before nor after anything, itself included.
+enum class Order { before, same, after, none };
+enum class Direction { ascending, descending };
+
+template <class T>
+Order orderOf(const T& a, const T& b) {
+    return a < b ? Order::before : b < a ? Order::after : a == b ? Order::same : Order::none;
+}
+
+// Byte by byte; a text that another one begins with stands before it.
+Order orderOf(const _kxString8_allSize<50>& a, const _kxString8_allSize<50>& b) {
+    const int common = std::memcmp(a.data(), b.data(), static_cast<size_t>(std::min(a.length(), b.length())));
+    return common != 0 ? orderOf(common, 0) : orderOf(a.length(), b.length());
+}
+
+Order directed(Order order, Direction direction) {
+    if (direction == Direction::descending && order == Order::before) return Order::after;
+    if (direction == Direction::descending && order == Order::after) return Order::before;
+    return order;
+}
+
+// Hoare's partition around the middle element. The recursion takes the smaller part, so its depth stays below
+// log2(hi - lo + 1). Neither scan leaves lo .. hi whatever the keys: an element need not be the same as its own
+// pivot (NaN, frame numbers beyond 32 bits), so nothing else would stop it.
+//
+// `elements` offers pivotAt(position), orderAt(position, pivot) and swap(position, position).
+template <class Elements>
+void quicksort(Elements elements, int lo, int hi) {
+    if (lo < 0 || hi >= _kxViewSequence::slotCount) return;
+    while (lo < hi) {
+        const auto pivot = elements.pivotAt((lo + hi) / 2);
+        int i = lo;
+        int j = hi;
+        while (i <= j) {
+            while (i < hi && elements.orderAt(i, pivot) == Order::before) ++i;
+            while (j > lo && elements.orderAt(j, pivot) == Order::after) --j;
+            if (i > j) break;
+            if (i < j) elements.swap(i, j);
+            ++i;
+            --j;
+        }
+        if (j - lo < hi - i) {
+            quicksort(elements, lo, j);
+            lo = i;
+        } else {
+            quicksort(elements, i, hi);
+            hi = j;
+        }
+    }
+}
+
+// The slots themselves, by frame number and then by the length of its text.
+struct Slots {
+    _SingleImageView* images;
+
+    std::pair<long long, int> pivotAt(int position) const {
+        return {images[position].frameNumber, images[position].frameText.length()};
+    }
+    Order orderAt(int position, const std::pair<long long, int>& pivot) const {
+        return orderOf(pivotAt(position), pivot);
+    }
+    void swap(int a, int b) { std::swap(images[a], images[b]); }
+};
+
+// Positions of sortOrder, by a key of the slot and then by its frame number.
+template <class KeyOf>
+struct Positions {
+    const _SingleImageView* images;
+    unsigned* sortOrder;
+    KeyOf keyOf;
+    Direction keyDirection;
+    Direction frameDirection;
+
+    struct Pivot {
+        std::decay_t<std::invoke_result_t<KeyOf, const _SingleImageView&>> key;
+        int frame;  // 32 bits, as in every program of the farm that shows the list
+    };
+
+    const _SingleImageView& slotAt(int position) const { return images[sortOrder[position]]; }
+    Pivot pivotAt(int position) const {
+        return {keyOf(slotAt(position)), static_cast<int>(slotAt(position).frameNumber)};
+    }
+    Order orderAt(int position, const Pivot& pivot) const {
+        const _SingleImageView& slot = slotAt(position);
+        const Order byKey = directed(orderOf(keyOf(slot), pivot.key), keyDirection);
+        if (byKey != Order::same) return byKey;
+        return directed(orderOf<long long>(slot.frameNumber, pivot.frame), frameDirection);
+    }
+    void swap(int a, int b) { std::swap(sortOrder[a], sortOrder[b]); }
+};
+
+template <class KeyOf>
+void sortPositions(_kxViewSequence& sequence, int lo, int hi, KeyOf keyOf, Direction keyDirection,
+                   Direction frameDirection) {
+    quicksort(Positions<KeyOf>{sequence.images, sequence.sortOrder, keyOf, keyDirection, frameDirection}, lo, hi);
+}
+
+// Keys by value where the record packs them tighter than a reference may point.
+const auto machineOf = [](const _SingleImageView& slot) -> const auto& {
+    return slot.infoText;
+};
+const auto dateOf = [](const _SingleImageView& slot) { return slot.fileTime; };
+const auto sizeOf = [](const _SingleImageView& slot) { return slot.fileSize; };
+const auto imageDiffOf = [](const _SingleImageView& slot) { return slot.analyseValue1; };
+
+constexpr Direction up = Direction::ascending;
+constexpr Direction down = Direction::descending;
+
+}  // namespace
+
+void _kxViewSequence::QSort_files(int lo, int hi) {
+    quicksort(Slots{images}, lo, hi);
+}
+
+void _kxViewSequence::QSort_Machine(int lo, int hi) {
+    sortPositions(*this, lo, hi, machineOf, up, up);
+}
+void _kxViewSequence::QSort_Machine_des(int lo, int hi) {
+    sortPositions(*this, lo, hi, machineOf, down, down);
+}
+void _kxViewSequence::QSort_Date(int lo, int hi) {
+    sortPositions(*this, lo, hi, dateOf, down, up);
+}
+void _kxViewSequence::QSort_Date_des(int lo, int hi) {
+    sortPositions(*this, lo, hi, dateOf, down, down);
+}
+void _kxViewSequence::QSort_Size(int lo, int hi) {
+    sortPositions(*this, lo, hi, sizeOf, up, up);
+}
+void _kxViewSequence::QSort_Size_des(int lo, int hi) {
+    sortPositions(*this, lo, hi, sizeOf, down, down);
+}
+void _kxViewSequence::QSort_ImageDiff(int lo, int hi) {
+    sortPositions(*this, lo, hi, imageDiffOf, up, up);
+}
+void _kxViewSequence::QSort_ImageDiff_des(int lo, int hi) {
+    sortPositions(*this, lo, hi, imageDiffOf, down, down);
+}
+
+void _kxViewSequence::sort(_SortIDs id, const bool& descending) {
+    using Sort = void (_kxViewSequence::*)(int, int);
+    constexpr Sort sorts[][2] = {
+        {&_kxViewSequence::QSort_Machine, &_kxViewSequence::QSort_Machine_des},
+        {&_kxViewSequence::QSort_Date, &_kxViewSequence::QSort_Date_des},
+        {&_kxViewSequence::QSort_Size, &_kxViewSequence::QSort_Size_des},
+        {&_kxViewSequence::QSort_ImageDiff, &_kxViewSequence::QSort_ImageDiff_des},
+    };
+    sortID = id;
+    std::iota(std::begin(sortOrder), descending ? sortOrder + imageCount : std::end(sortOrder), 0U);
+    if (descending) std::reverse(sortOrder, sortOrder + imageCount);
+    if (sortID < sortMachine || sortID > sortImageDiff) return;
+    (this->*sorts[sortID - sortMachine][descending ? 1 : 0])(0, imageCount - 1);
+}

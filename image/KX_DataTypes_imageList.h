@@ -22,7 +22,7 @@ public:
     static constexpr long long tileKeyStep = 10000000;
 
     _kxViewSequence();
-    ~_kxViewSequence();
+    ~_kxViewSequence() = default;
     _kxViewSequence(const _kxViewSequence&) = delete;
     _kxViewSequence& operator=(const _kxViewSequence&) = delete;
 
@@ -67,38 +67,47 @@ public:
         _kxString8_allSize<14> second;
     };
 
-    long long seqStart;         // frame number of the first slot
-    long long seqEnd;           // of the last slot, without its tile
-    long long seqStep;          // detected step, at least 1
-    long long viewStart;        // copies of the three, made at the end of a discovery
-    long long viewEnd;
-    long long viewStep;
-    int restrictStart;          // what the last discovery was restricted to, -1 is none
-    int restrictStep;
-    int fileCount;              // slots after discovery, empty ones included
-    bool isValid;               // a discovery was completed
-    QString dirName;            // ends with "/"
-    QString fileName;           // prefix before the frame number, without tile marker
-    QString extension;          // all after the frame number; empty for a single file
-    bool sameSequence;          // the last split named the sequence of the one before
-    int minDigits;              // fewest digits of a frame number in the last scan
-    bool isTiled;               // the name carries a tile marker, "_tile03_"
-    bool tileDotSeparator;      // with a separator behind it, "_tile03_."
-    int maxTileIndex;           // highest tile index found since the last split
+    long long seqStart = 0;   // frame number of the first slot
+    long long seqEnd = 0;     // of the last slot, without its tile
+    long long seqStep = 0;    // detected step, at least 1 after a discovery
+    long long viewStart = 1;  // copies of the three, made at the end of a discovery
+    long long viewEnd = 100;
+    long long viewStep = 1;
+    int restrictStart = 0;  // what the last discovery was restricted to, -1 is none
+    int restrictStep = 0;
+    int fileCount = 0;              // slots after discovery, empty ones included
+    bool isValid = false;           // a discovery was completed
+    QString dirName;                // ends with "/"
+    QString fileName;               // prefix before the frame number, without tile marker
+    QString extension;              // all after the frame number; empty for a single file
+    bool sameSequence = false;      // the last split named the sequence of the one before
+    int minDigits = 0;              // fewest digits of a frame number in the last scan, at most 10
+    bool isTiled = false;           // the name carries a tile marker, "_tile03_"
+    bool tileDotSeparator = false;  // with a separator behind it, "_tile03_."
+    int maxTileIndex = 0;           // highest tile index found since the last split
     FrameLabels frameLabels[slotCount];
     kxCHK::_SingleImageView images[slotCount];
-    int imageCount;             // used slots
-    int sortID;                 // the _SortIDs value of the last sort
+    int imageCount = 0;             // used slots
+    int sortID = sortNone;          // the _SortIDs value of the last sort
     unsigned sortOrder[slotCount];  // sortOrder[i] is the slot shown at position i
-    bool showFlag;              // display options, not interpreted here
-    int cellWidth;
-    int cellHeight;
-    int cellColumns;
-    bool cellFlag;
-    long long displayReserve;
+    bool showFlag = false;          // display options, not interpreted here
+    int cellWidth = 125;
+    int cellHeight = 95;
+    int cellColumns = 4;
+    bool cellFlag = true;
+    long long displayReserve = 0;
 
 private:
     struct Discovery;
+
+    // Fills slot 0 from the one file of a name without a frame number, when it exists.
+    void findSingleFile();
+    // Sets seqStart, seqEnd and seqStep from the sorted slots; 0, 0 and 1 without any.
+    void measureRange();
+    // Puts empty slots where frames are missing; does nothing when they would not fit.
+    void fillGaps();
+    // Slots to insert between `slot` and the next one.
+    long long missingAfter(int slot) const;
 };
 
 // True when `name` begins with `prefix` and ends with `suffix` (both lower case), case ignored; then `name` becomes
