@@ -1,8 +1,8 @@
 #include "shared/kxFileSystem.h"
+#include "shared/kxSystemError.h"
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <locale.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -28,34 +28,38 @@ bool toPathBytes(const QString& path, std::string* bytes) {
     return true;
 }
 
-// Network file systems interrupt calls when a signal arrives.
-template <class Call>
-auto retryInterrupted(Call call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR) result = call();
-    return result;
+// What `call` returns; repeated while a signal interrupts it, as happens on network file systems.
+template <class Result, class Call>
+Result retryInterrupted(Result failed, Call call) {
+    for (;;) {
+        errno = 0;
+        const Result result = call();
+        if (result != failed || errno != EINTR) return result;
+    }
 }
 
 DIR* openDirectory(const QString& path) {
     std::string bytes;
     if (!toPathBytes(path, &bytes)) return nullptr;
-    DIR* directory = nullptr;
-    do {
-        errno = 0;
-        directory = opendir(bytes.c_str());
-    } while (!directory && errno == EINTR);
-    return directory;
+    return retryInterrupted<DIR*>(nullptr, [&] { return opendir(bytes.c_str()); });
 }
 
 // Times beyond the years 1677 to 2262 become the nearest one that _kxTime holds.
 _kxTime modificationTime(const struct stat& status) {
-    constexpr long long perSecond = 1000000000;
-    constexpr long long lowest = std::numeric_limits<long long>::min();
-    constexpr long long highest = std::numeric_limits<long long>::max();
-    const long long seconds = status.st_mtim.tv_sec;
-    if (seconds < lowest / perSecond) return _kxTime(lowest);
-    if (seconds >= highest / perSecond) return _kxTime(highest);
-    return _kxTime(seconds * perSecond + status.st_mtim.tv_nsec);
+    long long seconds = status.st_mtim.tv_sec;
+    long long fraction = status.st_mtim.tv_nsec;
+    const bool beforeEpoch = seconds < 0;
+    if (beforeEpoch) {  // -1.5 s comes as -2 + 0.5; as -1 - 0.5 no step leaves the range before the sum does
+        seconds += 1;
+        fraction -= 1000000000;
+    }
+    long long nanoseconds = 0;
+    if (__builtin_mul_overflow(seconds, 1000000000ll, &nanoseconds) ||
+        __builtin_add_overflow(nanoseconds, fraction, &nanoseconds)) {
+        using Limits = std::numeric_limits<long long>;
+        return _kxTime(beforeEpoch ? Limits::min() : Limits::max());
+    }
+    return _kxTime(nanoseconds);
 }
 
 struct FileStatus {
@@ -67,11 +71,21 @@ struct FileStatus {
 // otherwise *result is left as it was.
 bool askFileStatus(int directory, const char* name, FileStatus* result) {
     struct stat status {};
-    if (retryInterrupted([&] { return fstatat(directory, name, &status, 0); }) != 0) return false;
+    if (retryInterrupted(-1, [&] { return fstatat(directory, name, &status, 0); }) != 0) return false;
     if (!S_ISREG(status.st_mode)) return false;
     result->size = status.st_size;
     result->time = modificationTime(status);
     return true;
+}
+
+// 0, or the reason why `path` was not deleted. The kind is looked at first because some systems let a privileged
+// user unlink a directory, and because nothing but a frame may go where something else took a frame's name.
+int deleteFile(const char* path) {
+    struct stat status {};
+    if (retryInterrupted(-1, [&] { return lstat(path, &status); }) != 0) return errno;
+    if (S_ISDIR(status.st_mode)) return EISDIR;
+    if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) return EPERM;
+    return retryInterrupted(-1, [&] { return unlink(path); }) == 0 ? 0 : errno;
 }
 
 // The byte of every Latin-1 character in lower case; none leaves Latin-1 or becomes two.
@@ -145,10 +159,7 @@ struct kxDirListing::Entries {
     bool advance() {
         if (!directory) return false;
         forgetStatus();
-        do {
-            errno = 0;
-            current = readdir(directory);
-        } while (!current && errno == EINTR);
+        current = retryInterrupted<const dirent*>(nullptr, [this] { return readdir(directory); });
         if (!current) close();
         return current != nullptr;
     }
@@ -220,30 +231,10 @@ bool kxDirectoryExists(QString path) {
     return directory != nullptr;
 }
 
-namespace {
-
-// 0, or the reason why `path` was not deleted. The kind is looked at first because some systems let a privileged
-// user unlink a directory, and because nothing but a frame may go where something else took a frame's name.
-int deleteFile(const char* path) {
-    struct stat status {};
-    if (retryInterrupted([&] { return lstat(path, &status); }) != 0) return errno;
-    if (S_ISDIR(status.st_mode)) return EISDIR;
-    if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) return EPERM;
-    return retryInterrupted([&] { return unlink(path); }) == 0 ? 0 : errno;
-}
-
-}  // namespace
-
 QString kxDeleteFile(const QString& path) {
     std::string bytes;
     const int code = toPathBytes(path, &bytes) ? deleteFile(bytes.c_str()) : EINVAL;
-    return code == 0 ? QString() : QString::fromLatin1(kxSystemErrorText(code));
-}
-
-const char* kxSystemErrorText(int code) {
-    // The application's locale would translate the text.
-    static const locale_t english = newlocale(LC_ALL_MASK, "C", nullptr);
-    return strerror_l(code, english);
+    return code == 0 ? QString() : kxSystemErrorText(code);
 }
 
 QString kxGetDirName(QString path, unsigned short separator) {

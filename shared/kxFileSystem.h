@@ -67,9 +67,6 @@ bool kxDirectoryExists(QString path);
 // otherwise the system's reason in English without the path ("Permission denied", "Is a directory").
 QString kxDeleteFile(const QString& path);
 
-// The system's text for an errno value, in English whatever the locale is; valid until the thread's next call.
-const char* kxSystemErrorText(int code);
-
 // Everything up to and including the last separator; empty when there is none.
 QString kxGetDirName(QString path, unsigned short separator);
 // Everything after the last separator; the whole path when there is none.
