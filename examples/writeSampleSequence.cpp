@@ -54,7 +54,9 @@ SamplePart cropped() {
 
 // Frame 5 is missing, frame 8 breaks off in its header.
 void writeSequence(const std::string& directory) {
-    const auto frame = [&](int number) { return directory + "/beauty.000" + std::to_string(number) + ".exr"; };
+    const auto frame = [&](int number) {
+        return (fs::path(directory) / ("beauty.000" + std::to_string(number) + ".exr")).string();
+    };
     writeSampleFile(frame(1), {SamplePart()});
     writeSampleFile(frame(2), {multiLayer()});
     writeSampleFile(frame(3), multiPart());

@@ -1,0 +1,122 @@
+// The documents say what is true today: their examples are run, and what they repeat is compared with its source.
+#include "shared/kxVersion.h"
+#include "tests/support/ToolTest.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <regex>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const fs::path sourceDir = KX_PROJECT_DIR;
+
+std::string document(const std::string& name) {
+    return readFileBytes((sourceDir / name).string());
+}
+
+// The text between the first line that is `opening` and the closing "```"; empty when there is none.
+std::string blockAfter(const std::string& text, const std::string& opening) {
+    const std::string head = "\n" + opening + "\n";
+    const size_t at = text.find(head);
+    if (at == std::string::npos) return {};
+    const size_t begin = at + head.size();
+    return text.substr(begin, text.find("```", begin) - begin);
+}
+
+std::vector<std::string> matchesOf(const std::string& pattern, const std::string& text) {
+    const std::regex expression(pattern);
+    std::vector<std::string> found;
+    for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end; ++match) {
+        found.push_back((*match)[1]);
+    }
+    return found;
+}
+
+std::string withoutBackslashes(std::string text) {
+    text.erase(std::remove(text.begin(), text.end(), '\\'), text.end());
+    return text;
+}
+
+class DocumentsTest : public ToolTest {
+protected:
+    // Writes the sample sequence into `dir`; the file to verify.
+    std::string sampleFile() const {
+        const ProcessResult result = runProcess({KX_SAMPLE_WRITER, dir.path()});
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        return result.out.substr(0, result.out.find('\n'));
+    }
+
+    // Runs the job script of the README for one task, with the tool in its search path.
+    ProcessResult jobScript(const std::string& file, const std::string& task) const {
+        const TempDir scripts;
+        const std::string script = scripts.file("verifyChunk");
+        EXPECT_TRUE(writeFileBytes(script, blockAfter(document("README.md"), "```bash")));
+        ProcessOptions options;
+        options.environment = {"PATH=" + fs::path(toolPath()).parent_path().string() + ":/usr/bin:/bin"};
+        return runProcess({"/bin/bash", script, file, task}, options);
+    }
+};
+
+}  // namespace
+
+TEST_F(DocumentsTest, ReadmeShowsTheRunOfTheSampleSequence) {
+    const ProcessResult result = tool({sampleFile(), "-requireMultiLayer", "-showChannel"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(blockAfter(document("README.md"), "$ scripts/verify"), result.out);
+}
+
+TEST_F(DocumentsTest, ReadmeJobScriptPassesAWholeChunk) {
+    const SamplePart layers = samplePartOf({"A", "B", "G", "R", "Z"});
+    for (int number = 101; number <= 103; ++number) frame("beauty.0" + std::to_string(number) + ".exr", layers);
+    frame("beauty.0001.exr");
+    const ProcessResult result = jobScript(dir.file("beauty.0001.exr"), "1");
+    EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
+    EXPECT_NE(result.out.find("Found Sequence 101-103, 1\n"), std::string::npos) << result.out;
+    EXPECT_TRUE(entryExists(dir.file("beauty.0001.exr")));
+}
+
+TEST_F(DocumentsTest, ReadmeJobScriptFailsForDeletedMissingAndDamagedFrames) {
+    const SamplePart layers = samplePartOf({"A", "B", "G", "R", "Z"});
+    frame("deleted.0001.exr");
+    frame("gap.0001.exr", layers);
+    frame("gap.0003.exr", layers);
+    bytes("damaged.0001.exr", "no frame");
+    for (const char* name : {"deleted", "gap", "damaged", "absent"}) {
+        EXPECT_EQ(jobScript(dir.file(std::string(name) + ".0001.exr"), "0").exitCode, 1) << name;
+    }
+    EXPECT_EQ(jobScript(dir.file("nowhere/f.0001.exr"), "0").exitCode, 1);
+    EXPECT_EQ(dir.entries(), (std::vector<std::string>{"damaged.0001.exr", "gap.0001.exr", "gap.0003.exr"}));
+}
+
+TEST_F(DocumentsTest, ReadmeAndManualPageHaveEveryOption) {
+    std::vector<std::string> options = matchesOf("\n  (-[A-Za-z]+)", tool({}).out);
+    EXPECT_EQ(options.size(), 6U);
+    options.insert(options.end(), {"-threadID", "-kxRoot"});
+    const std::string readme = document("README.md");
+    const std::string manual = withoutBackslashes(document("docs/kxVerifyExrModes.1"));
+    for (const std::string& option : options) {
+        EXPECT_NE(readme.find("\n| `" + option), std::string::npos) << option;
+        EXPECT_TRUE(std::regex_search(manual, std::regex("\n\\.BI? \"?" + option + "[ \n]"))) << option;
+    }
+}
+
+TEST_F(DocumentsTest, VersionIsTheSameEverywhere) {
+    const std::string version = KX_PROJECT_VERSION;
+    EXPECT_EQ(kxVersionString, " " + version);
+    EXPECT_EQ(matchesOf("\n## ([0-9.]+)", document("CHANGELOG.md")).at(0), version);
+    EXPECT_EQ(matchesOf("\"kxVerifyExrModes ([0-9.]+)\"", document("docs/kxVerifyExrModes.1")).at(0), version);
+}
+
+TEST_F(DocumentsTest, LinksLeadToFilesOfTheProject) {
+    int links = 0;
+    for (const char* name : {"README.md", "CONTRIBUTING.md", "CHANGELOG.md", "docs/architecture.md"}) {
+        for (const std::string& target : matchesOf(R"(\]\(([^)#]+)\))", document(name))) {
+            EXPECT_TRUE(fs::exists((sourceDir / name).parent_path() / target)) << name << ": " << target;
+            ++links;
+        }
+    }
+    EXPECT_GT(links, 0);
+}
