@@ -96,6 +96,7 @@ _SingleImageView& _SingleImageView::operator=(_SingleImageView&& other) noexcept
     thumbnailLoaded = std::exchange(other.thumbnailLoaded, static_cast<unsigned char>(0));
     fileFound = other.fileFound;
     cacheFlag = other.cacheFlag;
+    pathAsListed = other.pathAsListed;
     frameNumber = other.frameNumber;
     frameText = other.frameText;
     displayName2 = other.displayName2;
@@ -109,6 +110,7 @@ void _SingleImageView::clear() {
     checkPending = 1;
     fileFound = false;
     cacheFlag = 0;
+    pathAsListed = false;
     frameNumber = 0;
     frameText.clear();
     displayName2.clear();

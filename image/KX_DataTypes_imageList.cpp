@@ -353,9 +353,19 @@ struct _kxViewSequence::Discovery {
     // it: ".0001" of "beauty.0001.exr" under the prefix "beauty".
     void setFrameText(_SingleImageView& slot, const QString& listed, const QString& middle) {
         const auto prefixSize = sequence.fileName.size();
-        slot.frameText = middle;
-        if (listed.size() <= middle.size() + prefixSize + sequence.extension.size()) return;
-        if (isSeparator(listed.at(prefixSize))) slot.frameText = listed.at(prefixSize) + middle;
+        const bool longer = listed.size() > middle.size() + prefixSize + sequence.extension.size();
+        const bool separated = longer && isSeparator(listed.at(prefixSize));
+        slot.frameText = separated ? listed.at(prefixSize) + middle : middle;
+        slot.pathAsListed = isRebuilt(listed, slot.frameText);
+    }
+
+    // Case ignored in matching and texts that were cut make the rebuilt path another one than the listed.
+    bool isRebuilt(const QString& listed, const _kxString8_allSize<15>& frameText) const {
+        const QLatin1String text(frameText.data(), frameText.length());
+        const auto prefixSize = sequence.fileName.size();
+        return listed.size() == prefixSize + text.size() + sequence.extension.size() &&
+               listed.startsWith(sequence.fileName) && listed.endsWith(sequence.extension) &&
+               QStringView(listed).mid(prefixSize, text.size()) == text;
     }
 
     // Refreshes all slots of this file; false when there is none.
@@ -426,6 +436,7 @@ void _kxViewSequence::findSingleFile() {
     imageCount = 1;
     resetToFile(images[0], time, size, 1);
     images[0].frameText = "1";
+    images[0].pathAsListed = true;
 }
 
 // Only a smaller difference changes the step: 1, 3, 6 gives 2. Differences below 1 are those of two files of one
