@@ -18,11 +18,6 @@ unsigned char mixed(unsigned char oldValue, unsigned char newValue, float amount
                                       static_cast<float>(oldValue) * (1.0f - amount));
 }
 
-// Index of the pixel in memory that is nearest to `index`, taken as signed; `count` is at least 1.
-unsigned nearestIndex(unsigned index, unsigned count) {
-    return static_cast<int>(index) < 0 ? 0 : std::min(index, count - 1);
-}
-
 }  // namespace
 
 _imgRGBABuffer_all::_imgRGBABuffer_all(unsigned wantedCapacity, unsigned char pixelBytes)
@@ -81,10 +76,6 @@ void _imgRGBABuffer_all::copyHeaderFrom(const _imgRGBABuffer_all& source) {
     bytesPerPixel = ownBytesPerPixel;
 }
 
-unsigned _imgRGBABuffer_all::pixelsInMemory() const {
-    return pixels ? std::min(pixelCount, capacity) : 0;
-}
-
 int _imgRGBABuffer_all::rowsInMemory() const {
     if (!pixels || width < 1 || height < 1) return 0;
     const unsigned rows = capacity / static_cast<unsigned>(width);
@@ -109,13 +100,6 @@ void _imgRGBABuffer_all::copyAllTo(_imgRGBABuffer_all& target) const {
     if (target.pixelCount > 0) {
         std::memcpy(target.pixels, pixels, static_cast<std::size_t>(target.pixelCount) * bytesPerPixel);
     }
-}
-
-_Rgba8 _imgRGBABuffer8::read(unsigned index) const {
-    _Rgba8 colour{};
-    const unsigned count = pixelsInMemory();
-    if (count > 0) std::memcpy(&colour, pixels + std::size_t{4} * nearestIndex(index, count), 4);
-    return colour;
 }
 
 void _imgRGBABuffer8::read(_Rgba8& p, const int& x, const int& y) const {
@@ -159,15 +143,6 @@ void _imgRGBABuffer8::copyTo(_imgRGBABuffer8& target, bool) const {
     copyAllTo(target);
 }
 
-_Rgbaf _imgRGBABufferf::read(unsigned index) const {
-    _Rgbaf colour{};
-    const unsigned count = pixelsInMemory();
-    if (count > 0) {
-        std::memcpy(&colour, pixels + sizeof(_Rgbaf) * nearestIndex(index, count), sizeof(_Rgbaf));
-    }
-    return colour;
-}
-
 void _imgRGBABufferf::write(int index, const _Rgbaf& colour) {
     if (index < 0 || static_cast<unsigned>(index) >= pixelsInMemory()) return;
     std::memcpy(pixels + sizeof(_Rgbaf) * static_cast<unsigned>(index), &colour, sizeof(_Rgbaf));
@@ -178,8 +153,3 @@ void _imgRGBABufferf::copyTo(_imgRGBABufferf& target, bool) const {
 }
 
 }  // namespace kxP
-
-float kxRand(unsigned& seed) {
-    seed = seed * 1664525u + 1013904223u;
-    return static_cast<float>(seed >> 8) * (1.0f / 16777216.0f);
-}

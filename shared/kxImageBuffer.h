@@ -15,7 +15,9 @@
 
 #include "shared/kxString.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 // Bits of _imgRGBABuffer_all::flags.
 constexpr unsigned char KX_IMG_GAMMA22 = 1;          // pixel values carry gamma 1/2.2
@@ -84,7 +86,7 @@ public:
     void copyHeaderFrom(const _imgRGBABuffer_all& source);
 
     // Pixels that are in memory under the current size: pixelCount, at most capacity; 0 without memory.
-    unsigned pixelsInMemory() const;
+    unsigned pixelsInMemory() const { return pixels ? std::min(+pixelCount, +capacity) : 0; }
     // Whole rows of `width` pixels that are in memory, at most height; 0 when the width is below 1.
     int rowsInMemory() const;
 
@@ -117,6 +119,13 @@ protected:
     _imgRGBABuffer_all(unsigned wantedCapacity, unsigned char pixelBytes);
     ~_imgRGBABuffer_all();
 
+    // First byte of the pixel in memory that is nearest to `index`, taken as signed; null when there is none.
+    const unsigned char* nearestPixel(unsigned index, std::size_t pixelBytes) const {
+        const unsigned count = pixelsInMemory();
+        if (count == 0) return nullptr;
+        const unsigned nearest = static_cast<int>(index) < 0 ? 0 : std::min(index, count - 1);
+        return pixels + pixelBytes * nearest;
+    }
     // Linear index of (x, y) when it is in the image and in memory, otherwise -1.
     long long indexOf(int x, int y) const;
     // Copies size, header and pixels; a target too small keeps as many whole rows as it has room for.
@@ -130,10 +139,14 @@ public:
     explicit _imgRGBABuffer8(const unsigned& wantedCapacity) : _imgRGBABuffer_all(wantedCapacity, 4) {}
 
     // The nearest pixel in memory (index taken as signed: below 0 the first, above the last); _Rgba8{} when empty.
-    _Rgba8 read(unsigned index) const;
+    _Rgba8 read(unsigned index) const {
+        _Rgba8 colour{};
+        if (const unsigned char* pixel = nearestPixel(index, 4)) std::memcpy(&colour, pixel, 4);
+        return colour;
+    }
     void read(_Rgba8& p, const int& x, const int& y) const;
-    void write(const int& x, const int& y, const unsigned char& r, const unsigned char& g,
-               const unsigned char& b, const unsigned char& a);
+    void write(const int& x, const int& y, const unsigned char& r, const unsigned char& g, const unsigned char& b,
+               const unsigned char& a);
     void write(const int& x, const int& y, const _Rgba8& colour);
     void write(int index, const _Rgba8& colour);
     // Copies `count` pixels from `bytes` to the pixels from `start` on; what lies beyond the capacity is left out.
@@ -152,7 +165,11 @@ public:
     explicit _imgRGBABufferf(const unsigned& wantedCapacity) : _imgRGBABuffer_all(wantedCapacity, 16) {}
 
     // As for the 8-bit buffer; all zero when empty.
-    _Rgbaf read(unsigned index) const;
+    _Rgbaf read(unsigned index) const {
+        _Rgbaf colour{};
+        if (const unsigned char* pixel = nearestPixel(index, 16)) std::memcpy(&colour, pixel, 16);
+        return colour;
+    }
     void write(int index, const _Rgbaf& colour);
     void copyTo(_imgRGBABufferf& target, bool withPixels) const;
 };
@@ -181,4 +198,7 @@ static_assert(offsetof(_imgRGBABuffer8, ownedMemory) == 564, "stored in the cach
 
 // The next pseudo-random float in [0, 1), advancing the seed; the same sequence on every platform (the linear
 // congruential generator of Numerical Recipes, upper 24 bits).
-float kxRand(unsigned& seed);
+inline float kxRand(unsigned& seed) {
+    seed = seed * 1664525u + 1013904223u;
+    return static_cast<float>(seed >> 8) * (1.0f / 16777216.0f);
+}
