@@ -1,7 +1,12 @@
 #include "image/KX_image.h"
 
+#include <algorithm>
+#include <array>
+#include <climits>
 #include <cmath>
-#include <limits>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
 
 namespace {
 
@@ -9,14 +14,18 @@ namespace {
 template <class Float>
 int truncToInt(Float value) {
     constexpr Float limit = static_cast<Float>(2147483648.0);
-    if (value >= limit) return std::numeric_limits<int>::max();
+    if (value >= limit) return INT_MAX;
     if (value > -limit) return static_cast<int>(value);
-    return value < 0 ? std::numeric_limits<int>::min() : 0;
+    return value < 0 ? INT_MIN : 0;
 }
 
-// Rounds half away from zero.
+// Truncated toward zero this is the value rounded half away from zero.
+double halfAwayFromZero(float value) {
+    return static_cast<double>(value) + (value < 0.0f ? -0.5 : 0.5);
+}
+
 int roundToInt(float value) {
-    return truncToInt(static_cast<double>(value) + (value < 0 ? -0.5 : 0.5));
+    return truncToInt(halfAwayFromZero(value));
 }
 
 }  // namespace
@@ -87,4 +96,535 @@ void kximgRGBABuffer8_undoGamma22(kxP::_imgRGBABuffer8& image) {
     invertGammaTable(inverse);
     mapColourBytes(image, inverse);
     image.flags = static_cast<unsigned char>(image.flags & ~KX_IMG_GAMMA22);
+}
+
+// --- Scaling ---------------------------------------------------------------------------------------------------
+
+namespace {
+
+// Sums of at most 256 8-bit pixels: r and b, g and a share a word each, 16 bits a channel.
+class ByteSums {
+public:
+    void add(const _Rgba8& pixel) {
+        std::uint32_t word;
+        std::memcpy(&word, &pixel, sizeof word);
+        redBlue_ += word & 0x00ff00ffu;
+        greenAlpha_ += (word >> 8) & 0x00ff00ffu;
+    }
+    template <unsigned Samples>
+    _Rgba8 average() const {
+        return {static_cast<unsigned char>((redBlue_ & 0xffffu) / Samples),
+                static_cast<unsigned char>((greenAlpha_ & 0xffffu) / Samples),
+                static_cast<unsigned char>((redBlue_ >> 16) / Samples),
+                static_cast<unsigned char>((greenAlpha_ >> 16) / Samples)};
+    }
+
+private:
+    std::uint32_t redBlue_ = 0;
+    std::uint32_t greenAlpha_ = 0;
+};
+
+// Sums of float pixels, each channel of each sample converted to an integer first, 1.0 being 255.
+class FloatSums {
+public:
+    void add(const _Rgbaf& pixel) {
+        r_ += truncToInt(pixel.r * 255.0f);
+        g_ += truncToInt(pixel.g * 255.0f);
+        b_ += truncToInt(pixel.b * 255.0f);
+        a_ += truncToInt(pixel.a * 255.0f);
+    }
+    template <unsigned Samples>
+    _Rgba8 average() const {
+        return {mean<Samples>(r_), mean<Samples>(g_), mean<Samples>(b_), mean<Samples>(a_)};
+    }
+
+private:
+    template <unsigned Samples>
+    static unsigned char mean(long long sum) {
+        return static_cast<unsigned char>(std::clamp<long long>(sum / Samples, 0, 255));
+    }
+
+    long long r_ = 0, g_ = 0, b_ = 0, a_ = 0;
+};
+
+template <class Source>
+using SumsOf = std::conditional_t<std::is_same_v<Source, kxP::_imgRGBABufferf>, FloatSums, ByteSums>;
+
+// Offsets of the samples within a target pixel, in the order of the random draws; the last is the largest.
+template <std::size_t N>
+using Offsets = std::array<float, N>;
+constexpr Offsets<4> offsets16 = {0.0f, 0.5f, 0.25f, 0.75f};
+constexpr Offsets<3> offsets9 = {0.0f, 0.333f, 0.666f};
+constexpr Offsets<2> offsets4 = {0.0f, 0.5f};
+constexpr Offsets<4> rowOffsetsFixed16 = {0.0f, 0.22f, 0.53f, 0.72f};
+constexpr Offsets<4> columnOffsetsFixed16 = {0.0f, 0.28f, 0.47f, 0.78f};
+
+// Source positions of the samples of one target coordinate on one axis.
+template <std::size_t N>
+using Positions = std::array<int, N>;
+
+// Positions beyond the source's last pixel become that pixel. Positions of -1, which jitter gives at large
+// factors, stay: the buffer's read takes the nearest pixel for them.
+template <std::size_t N>
+void clampToExtent(Positions<N>& positions, int extent) {
+    if (positions[N - 1] < extent) return;
+    for (int& position : positions) position = std::min(position, extent - 1);
+}
+
+// Samples at the offsets themselves.
+template <std::size_t N>
+struct PlainAxis {
+    Offsets<N> offsets;
+    float factor;  // source pixels per target pixel
+    int extent;    // of the source, pixels
+
+    Positions<N> operator()(int target) const {
+        Positions<N> positions;
+        for (std::size_t i = 0; i < N; ++i) {
+            positions[i] = truncToInt((static_cast<float>(target) + offsets[i]) * factor);
+        }
+        clampToExtent(positions, extent);
+        return positions;
+    }
+};
+
+// Samples scattered about the offsets by -0.4 .. 0.6 of `spread`, one draw each.
+template <std::size_t N>
+struct JitteredAxis {
+    Offsets<N> offsets;
+    float factor;
+    int extent;
+    double spread;
+    unsigned& seed;
+
+    Positions<N> operator()(int target) const {
+        Positions<N> positions;
+        for (std::size_t i = 0; i < N; ++i) {
+            const auto jitter = static_cast<float>((static_cast<double>(kxRand(seed)) - 0.4) * spread);
+            positions[i] = truncToInt((static_cast<float>(target) + offsets[i] + jitter) * factor);
+        }
+        clampToExtent(positions, extent);
+        return positions;
+    }
+};
+
+// Rounded samples from a source offset on.
+template <std::size_t N>
+struct RoundedAxis {
+    Offsets<N> offsets;
+    float step;  // source pixels per target pixel
+    int extent;
+    int start;  // first source pixel
+
+    Positions<N> operator()(int target) const {
+        Positions<N> positions;
+        for (std::size_t i = 0; i < N; ++i) {
+            const int distance = roundToInt((static_cast<float>(target) + offsets[i]) * step);
+            positions[i] = static_cast<int>(std::min<long long>(0LL + distance + start, extent));
+        }
+        clampToExtent(positions, extent);
+        return positions;
+    }
+};
+
+struct Area {
+    int x, y, width, height;
+};
+
+// The one sampling loop: every pixel of the area becomes the average of the N x N source pixels where the sample
+// rows and sample columns meet. Rows are asked for once a target row, columns for every pixel, in that order,
+// because both may draw from one random sequence. The area lies within the target's pixels.
+template <std::size_t N, class Source, class Rows, class Columns>
+void sampleArea(const Source& src, kxP::_imgRGBABuffer8& dst, const Area& area, const Rows& rowsAt,
+                const Columns& columnsAt) {
+    if (area.width < 1) return;
+    for (int y = 0; y < area.height; ++y) {
+        std::array<unsigned, N> rowStarts;
+        const Positions<N> rows = rowsAt(y);
+        for (std::size_t i = 0; i < N; ++i) {
+            rowStarts[i] = static_cast<unsigned>(rows[i]) * static_cast<unsigned>(src.width);
+        }
+        const std::size_t first =
+            static_cast<std::size_t>(area.y + y) * static_cast<unsigned>(dst.width) + static_cast<unsigned>(area.x);
+        unsigned char* target = dst.pixels + 4 * first;
+        for (int x = 0; x < area.width; ++x, target += 4) {
+            const Positions<N> columns = columnsAt(x);
+            SumsOf<Source> sums;
+            for (const unsigned rowStart : rowStarts) {
+                for (const int column : columns) sums.add(src.read(rowStart + static_cast<unsigned>(column)));
+            }
+            const _Rgba8 average = sums.template average<N * N>();
+            std::memcpy(target, &average, sizeof average);
+        }
+    }
+}
+
+// How a source is reduced into a box.
+struct Reduction {
+    float factorX, factorY;  // source pixels per target pixel
+    int width, height;       // of the target
+};
+
+// Never below 1: the box scalers only reduce. A box of size 0 gives infinity; no number is NaN.
+float reductionFactor(int extent, int box) {
+    return std::max(1.0f, static_cast<float>(extent) / static_cast<float>(box));
+}
+
+int evenExtent(int extent, float factor) {
+    float reduced = static_cast<float>(extent) / factor;
+    if (truncToInt(reduced) % 2 != 0) reduced -= 1.0f;
+    return truncToInt(reduced);
+}
+
+Reduction proportionalReduction(int sourceWidth, int sourceHeight, int w, int h) {
+    const float factor = std::max(reductionFactor(sourceWidth, w), reductionFactor(sourceHeight, h));
+    return {factor, factor, evenExtent(sourceWidth, factor), evenExtent(sourceHeight, factor)};
+}
+
+Reduction freeReduction(int sourceWidth, int sourceHeight, int w, int h) {
+    const float factorX = reductionFactor(sourceWidth, w);
+    const float factorY = reductionFactor(sourceHeight, h);
+    return {factorX, factorY, truncToInt(static_cast<float>(sourceWidth) / factorX),
+            truncToInt(static_cast<float>(sourceHeight) / factorY)};
+}
+
+bool setTargetSize(kxP::_imgRGBABuffer8& dst, const Reduction& reduction) {
+    const bool fits =
+        dst.doesImageSizeFit(static_cast<unsigned>(reduction.width), static_cast<unsigned>(reduction.height));
+    if (fits) {
+        dst.setWidth(reduction.width);
+        dst.setHeight(reduction.height);
+    }
+    return fits;
+}
+
+Area wholeArea(const kxP::_imgRGBABuffer8& image) {
+    return {0, 0, image.width, image.height};
+}
+
+int boxHeight(int w, int h) {
+    return h < 1 ? w : h;
+}
+
+// Copies a source that is smaller than the box in both axes; false when it has to be reduced. The bytes are
+// copied as they lie, whatever the source's pixels are.
+template <class Source>
+bool copySmallSource(const Source& src, kxP::_imgRGBABuffer8& dst, int w, int h) {
+    if (src.width >= w || src.height >= h) return false;
+    const auto count = static_cast<int>(std::min<unsigned>(src.pixelsInMemory(), INT_MAX));
+    dst.setWidth(src.width);
+    dst.setHeight(src.height);
+    dst.writeMulti(0, src.pixels, count);
+    return true;
+}
+
+template <std::size_t N>
+bool scaleJittered(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w, int h,
+                   const Offsets<N>& offsets, double spread) {
+    const Reduction reduction = proportionalReduction(src.width, src.height, w, h);
+    if (!setTargetSize(dst, reduction)) return false;
+    unsigned seed = 4325;
+    sampleArea<N>(src, dst, wholeArea(dst), JitteredAxis<N>{offsets, reduction.factorY, src.height, spread, seed},
+                  JitteredAxis<N>{offsets, reduction.factorX, src.width, spread, seed});
+    return true;
+}
+
+template <std::size_t N, class Source>
+bool scalePlain(const Source& src, kxP::_imgRGBABuffer8& dst, const Reduction& reduction,
+                const Offsets<N>& rowOffsets, const Offsets<N>& columnOffsets) {
+    if (!setTargetSize(dst, reduction)) return false;
+    sampleArea<N>(src, dst, wholeArea(dst), PlainAxis<N>{rowOffsets, reduction.factorY, src.height},
+                  PlainAxis<N>{columnOffsets, reduction.factorX, src.width});
+    return true;
+}
+
+template <class Source>
+bool scale4(const Source& src, kxP::_imgRGBABuffer8& dst, int w, int h) {
+    dst.copyHeaderFrom(src);
+    h = boxHeight(w, h);
+    if (copySmallSource(src, dst, w, h)) return true;
+    return scalePlain(src, dst, proportionalReduction(src.width, src.height, w, h), offsets4, offsets4);
+}
+
+// True for reductions of less than two and a half times in both axes.
+bool isSmallReduction(const kxP::_imgRGBABuffer8& src, int w, int h) {
+    return src.width < w * 5LL / 2 && src.height < h * 5LL / 2;
+}
+
+// The part of the area that lies on the target; the area's corner is not negative.
+Area clippedArea(const Area& area, const kxP::_imgRGBABuffer8& dst) {
+    const long long columns = std::min<long long>(area.width, 0LL + dst.width - area.x);
+    const long long rows = std::min<long long>(area.height, 0LL + dst.rowsInMemory() - area.y);
+    return {area.x, area.y, static_cast<int>(std::max(columns, 0LL)), static_cast<int>(std::max(rows, 0LL))};
+}
+
+// First source pixel of an axis when the other axis gives the step of both.
+int centredStart(float stepX, float stepY, int extent) {
+    return std::max(0, roundToInt((1.0f - stepX * stepY) * (static_cast<float>(extent) * 0.5f)));
+}
+
+}  // namespace
+
+bool kximgRGBABuffer8_Scale16(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool) {
+    dst.copyHeaderFrom(src);
+    h = boxHeight(w, h);
+    if (copySmallSource(src, dst, w, h)) return true;
+    return scaleJittered(src, dst, w, h, offsets16, static_cast<double>(0.14f));
+}
+
+bool kximgRGBABuffer8_Scale16_noProportions(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w,
+                                            int h) {
+    dst.copyHeaderFrom(src);
+    h = boxHeight(w, h);
+    if (copySmallSource(src, dst, w, h)) return true;
+    return scalePlain(src, dst, freeReduction(src.width, src.height, w, h), rowOffsetsFixed16,
+                      columnOffsetsFixed16);
+}
+
+bool kximgRGBABuffer8_Scale9(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool) {
+    dst.copyHeaderFrom(src);
+    h = boxHeight(w, h);
+    if (copySmallSource(src, dst, w, h)) return true;
+    if (isSmallReduction(src, w, h)) return scale4(src, dst, w, h);
+    return scaleJittered(src, dst, w, h, offsets9, static_cast<double>(0.15f));
+}
+
+bool kximgRGBABuffer8_Scale4(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool) {
+    return scale4(src, dst, w, h);
+}
+
+bool kximgRGBABuffer8_Scale4(const kxP::_imgRGBABufferf& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool) {
+    return scale4(src, dst, w, h);
+}
+
+void kximgRGBABuffer8_Scale9(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, float sx, float sy, int x,
+                             int y, bool keepAspect) {
+    dst.copyHeaderFrom(src);
+    float stepX = 1.0f / sx;
+    float stepY = 1.0f / sy;
+    const Area area{std::max(x, 0), std::max(y, 0), roundToInt(static_cast<float>(src.width) / stepX),
+                    roundToInt(static_cast<float>(src.height) / stepY)};
+    // The start multiplies the steps where one would expect their quotient: only an enlargement is centred.
+    int startX = 0;
+    int startY = 0;
+    if (keepAspect && stepX > stepY) {
+        startX = centredStart(stepX, stepY, src.width);
+        stepX = stepY;
+    } else if (keepAspect) {
+        startY = centredStart(stepX, stepY, src.height);
+        stepY = stepX;
+    }
+    const bool fits = dst.doesImageSizeFit(static_cast<unsigned>(area.x) + static_cast<unsigned>(area.width),
+                                           static_cast<unsigned>(area.y) + static_cast<unsigned>(area.height));
+    if (!fits || area.height < 1 || src.width < 1 || src.height < 1) return;
+    sampleArea<3>(src, dst, clippedArea(area, dst), RoundedAxis<3>{offsets9, stepY, src.height, startY},
+                  RoundedAxis<3>{offsets9, stepX, src.width, startX});
+}
+
+// --- Drawing ---------------------------------------------------------------------------------------------------
+
+namespace {
+
+float opacityOf(const _Rgba8& colour) {
+    return static_cast<float>(colour.a) / 255.0f;
+}
+
+// A translucent colour laid over pixels: each channel is cut to a byte twice, once for what is left of the pixel
+// and once for what the colour adds. The fourth channel keeps the pixel's alpha.
+struct Glaze {
+    explicit Glaze(const _Rgba8& colour) {
+        const float opacity = opacityOf(colour);
+        const unsigned char channels[3] = {colour.r, colour.g, colour.b};
+        for (int i = 0; i < 3; ++i) {
+            keep[i] = 1.0f - opacity;
+            add[i] = static_cast<int>(static_cast<float>(channels[i]) * opacity);
+        }
+    }
+
+    void layOver(unsigned char* pixel, std::size_t count) const {
+        for (std::size_t i = 0; i < count; ++i, pixel += 4) {
+            for (int channel = 0; channel < 4; ++channel) {
+                const auto left = static_cast<int>(static_cast<float>(pixel[channel]) * keep[channel]);
+                pixel[channel] = static_cast<unsigned char>(left + add[channel]);
+            }
+        }
+    }
+
+    float keep[4] = {0, 0, 0, 1.0f};
+    int add[4] = {0, 0, 0, 0};
+};
+
+void fillRun(unsigned char* pixel, std::size_t count, const _Rgba8& colour) {
+    for (std::size_t i = 0; i < count; ++i) std::memcpy(pixel + 4 * i, &colour, 4);
+}
+
+// Pixels of linear index beyond either end of the memory up to which a line's points are followed. Single
+// precision tells no neighbouring pixels apart beyond that distance.
+constexpr long long lineReach = 1 << 24;
+
+// A line along its major axis: `stride` is what a pixel's step adds to the linear index on that axis.
+struct LineAxis {
+    long long from, to;
+    unsigned stride;
+};
+
+// Calls put(linear index) for every point, ends included, by rising major coordinate. The index is 32-bit and
+// wraps. A line may be four thousand million points long: points whose major coordinate alone is worth more
+// than lineReach beyond the memory are left out. They could only be in memory when their minor coordinate leads
+// as far in the other direction.
+template <class Put>
+void forEachPoint(const LineAxis& major, const LineAxis& minor, unsigned pixelsInMemory, Put put) {
+    const float slope = static_cast<float>(minor.from - minor.to) / static_cast<float>(major.from - major.to);
+    const long long reach = (pixelsInMemory + lineReach) / major.stride;
+    const long long first = std::max(std::min(major.from, major.to), -reach);
+    const long long last = std::min(std::max(major.from, major.to), reach);
+    for (long long i = first; i <= last; ++i) {
+        const double offset = halfAwayFromZero(static_cast<float>(i - major.from) * slope);
+        const long long j = minor.from + static_cast<long long>(offset);
+        put(static_cast<unsigned>(i) * major.stride + static_cast<unsigned>(j) * minor.stride);
+    }
+}
+
+template <class Put>
+void forEachLinePoint(const kxP::_imgRGBABuffer8& image, int x0, int y0, int x1, int y1, Put put) {
+    const LineAxis x{x0, x1, 1};
+    const LineAxis y{y0, y1, static_cast<unsigned>(image.width)};
+    const unsigned count = image.pixelsInMemory();
+    if (x0 == x1 && y0 == y1) {
+        put(static_cast<unsigned>(y0) * y.stride + static_cast<unsigned>(x0));
+    } else if (std::llabs(y.to - y.from) < std::llabs(x.to - x.from)) {
+        forEachPoint(x, y, count, put);
+    } else {
+        forEachPoint(y, x, count, put);
+    }
+}
+
+// Calls mix(major, minor, coverage) for the two pixels beside the line at every whole major coordinate that is in
+// the image; `extent` is the image's on the major axis.
+template <class Mix>
+void forEachCoveredPair(float major0, float minor0, float major1, float minor1, long long extent, Mix mix) {
+    const int start = roundToInt(major0);
+    const int end = roundToInt(major1);
+    const float slope = (minor0 - minor1) / (major0 - major1);
+    const auto first = std::max<long long>(std::min(start, end), 0);
+    const auto last = std::min<long long>(std::max(start, end), extent - 1);
+    for (long long i = first; i <= last; ++i) {
+        const float minor = (static_cast<float>(i) - major0) * slope + minor0;
+        const float below = floorf(minor);
+        const float fraction = minor - below;
+        const int pixel = std::min(truncToInt(below), INT_MAX - 1);
+        mix(static_cast<int>(i), pixel, 1.0f - fraction);
+        mix(static_cast<int>(i), pixel + 1, fraction);
+    }
+}
+
+// Where a placed image and its target meet. The first source pixel drawn lands on (targetX, targetY).
+struct Overlap {
+    long long sourceX, sourceY, targetX, targetY, columns, rows;
+};
+
+Overlap overlapOf(const kxP::_imgRGBABuffer8& dst, const kxP::_imgRGBABuffer8& src, long long left, long long top) {
+    const long long targetX = std::max(left, 0LL);
+    const long long targetY = std::max(top, 0LL);
+    return {targetX - left,
+            targetY - top,
+            targetX,
+            targetY,
+            std::min<long long>(left + src.width, dst.width) - targetX,
+            std::min<long long>(top + src.rowsInMemory(), dst.rowsInMemory()) - targetY};
+}
+
+void placePixel(unsigned char* target, const unsigned char* source) {
+    const unsigned char alpha = source[3];
+    if (alpha == 0) return;
+    if (alpha == 255) {
+        std::memmove(target, source, 4);
+        return;
+    }
+    const float opacity = static_cast<float>(alpha) / 255.0f;
+    for (int i = 0; i < 3; ++i) {
+        target[i] = static_cast<unsigned char>(static_cast<float>(source[i]) * opacity +
+                                               static_cast<float>(target[i]) * (1.0f - opacity));
+    }
+}
+
+long long anchorOffsetX(const kxP::_imgRGBABuffer8& src, int mode) {
+    if (mode & alignRight) return -static_cast<long long>(src.width);
+    return mode & alignHorizontalCentre ? -static_cast<long long>(src.width / 2) : 0;
+}
+
+long long anchorOffsetY(const kxP::_imgRGBABuffer8& src, int mode) {
+    if (mode & alignVerticalCentre) return -static_cast<long long>(src.height / 2);
+    return mode & alignBottom ? -static_cast<long long>(src.height) : 0;
+}
+
+}  // namespace
+
+void kximgRGBABuffer8_DrawLine(kxP::_imgRGBABuffer8& image, _Rgba8 c, int x0, int y0, int x1, int y1) {
+    if (c.a == 0 || image.width < 1) return;
+    if (c.a < 255) {
+        const Glaze glaze(c);
+        const unsigned count = image.pixelsInMemory();
+        forEachLinePoint(image, x0, y0, x1, y1, [&](unsigned index) {
+            if (index < count) glaze.layOver(image.pixels + std::size_t{4} * index, 1);
+        });
+    } else if (x0 == x1 && y0 == y1) {
+        image.write(x0, y0, c);
+    } else {
+        forEachLinePoint(image, x0, y0, x1, y1, [&](unsigned index) { image.write(static_cast<int>(index), c); });
+    }
+}
+
+void kximgRGBABuffer8_DrawLineAA(kxP::_imgRGBABuffer8& image, _Rgba8 c, float x0, float y0, float x1, float y1) {
+    if (c.a == 0) return;
+    const float opacity = opacityOf(c);
+    const long long columns = std::min<long long>(image.width, image.capacity);
+    const long long rows = std::min<long long>(image.height, image.capacity);
+    if (!(fabsf(x1 - x0) >= fabsf(y1 - y0))) {
+        forEachCoveredPair(y0, x0, y1, x1, rows,
+                           [&](int y, int x, float coverage) { image.writeMix(x, y, c, coverage * opacity); });
+    } else if (roundToInt(x0) == roundToInt(x1)) {
+        image.writeMix(roundToInt(x0), roundToInt(y0), c, opacity);
+    } else {
+        forEachCoveredPair(x0, y0, x1, y1, columns,
+                           [&](int x, int y, float coverage) { image.writeMix(x, y, c, coverage * opacity); });
+    }
+}
+
+void kximgRGBABuffer8_fillRect(kxP::_imgRGBABuffer8& image, _Rgba8 c, int x, int y, unsigned w, unsigned h) {
+    if (w == 0 || h == 0 || image.width < 1 || image.height < 1) return;
+    const int left = std::clamp(x, 0, image.width - 1);
+    const int top = std::clamp(y, 0, image.height - 1);
+    const auto columns = std::min<long long>(w, image.width - left);
+    const auto rows = std::min<long long>(h, image.rowsInMemory() - top);
+    const Glaze glaze(c);
+    for (long long row = 0; row < rows; ++row) {
+        unsigned char* const start = image.pixels + 4 * ((top + row) * image.width + left);
+        if (c.a == 255) {
+            fillRun(start, static_cast<std::size_t>(columns), c);
+        } else {
+            glaze.layOver(start, static_cast<std::size_t>(columns));
+        }
+    }
+}
+
+// Column by column: that shows only when an image is placed onto itself, where pixels that were drawn before are
+// read again. All other images are walked row by row, as they lie in memory.
+void kximgRGBABuffer8_drawImage(kxP::_imgRGBABuffer8& dst, kxP::_imgRGBABuffer8& src, int x, int y,
+                                const int& mode) {
+    if (src.width < 1) return;
+    const Overlap area = overlapOf(dst, src, x + anchorOffsetX(src, mode), y + anchorOffsetY(src, mode));
+    const auto place = [&](long long column, long long row) {
+        placePixel(dst.pixels + 4 * ((area.targetY + row) * dst.width + area.targetX + column),
+                   src.pixels + 4 * ((area.sourceY + row) * src.width + area.sourceX + column));
+    };
+    if (src.pixels == dst.pixels) {
+        for (long long column = 0; column < area.columns; ++column) {
+            for (long long row = 0; row < area.rows; ++row) place(column, row);
+        }
+    } else {
+        for (long long row = 0; row < area.rows; ++row) {
+            for (long long column = 0; column < area.columns; ++column) place(column, row);
+        }
+    }
 }
