@@ -75,8 +75,8 @@ QString _SingleImageData::analyseErrorLevelAsColorString() {
 
 // --- The view --------------------------------------------------------------------------------------------------
 
-_SingleImageView::_SingleImageView() : thumbnail(nullptr) {
-    clear();
+_SingleImageView::_SingleImageView() : thumbnail(nullptr), thumbnailLoaded(0) {
+    clearDisplay();
 }
 
 _SingleImageView::~_SingleImageView() {
@@ -107,6 +107,10 @@ _SingleImageView& _SingleImageView::operator=(_SingleImageView&& other) noexcept
 void _SingleImageView::clear() {
     clearBase();
     releaseThumbnail();
+    clearDisplay();
+}
+
+void _SingleImageView::clearDisplay() {
     checkPending = 1;
     fileFound = false;
     cacheFlag = 0;

@@ -134,6 +134,10 @@ public:
     _kxString8_allSize<15> frameText;  // the frame number as written in the file name
     _kxString8_allSize<15> displayName2;
     unsigned char displayReserve[24];
+
+private:
+    // Clears what the view adds to the record, but for the thumbnail.
+    void clearDisplay();
 };
 
 // The image of a cache file in memory, see docs/cache-file-format.md. All but the image's pixels is one block:

@@ -37,7 +37,10 @@ public:
     // Zero-terminated as long as the text was written by this class.
     const char* data() const { return text_; }
     // Empties the text and zeroes its memory, so that a stored record holds nothing of the old text.
-    void clear() { *this = _kxString8_allSize(); }
+    void clear() {
+        storedLength_ = 0;
+        std::memset(text_, 0, sizeof text_);
+    }
     QString toQString() const { return QString::fromLatin1(text_, length()); }
 
     // True when the stored length fits the capacity and the terminator stands behind it.
@@ -84,7 +87,10 @@ public:
     // Units in use, 0 .. N, whatever number is stored.
     int length() const { return storedLength_ < N ? storedLength_ : N; }
     bool isEmpty() const { return length() == 0; }
-    void clear() { *this = _kxString(); }
+    void clear() {
+        storedLength_ = 0;
+        std::memset(text_, 0, sizeof text_);
+    }
     // Unit for unit; a leading byte-order mark is kept as a character.
     QString toQString() const { return QString(reinterpret_cast<const QChar*>(text_), length()); }
 
