@@ -4,6 +4,8 @@
 #include "shared/kxFileSystem.h"
 #include "shared/kxLog.h"
 
+#include <sys/mman.h>
+
 #include <QStringList>
 #include <algorithm>
 #include <cstring>
@@ -195,6 +197,20 @@ bool isTextOf(const _kxString8_allSize<15>& frameText, const QString& middle) {
 }  // namespace
 
 // --- The record ------------------------------------------------------------------------------------------------
+
+constexpr std::size_t largePage = std::size_t{1} << 21;
+
+// Construction writes all of the record. Nine large pages are had many times faster than 4500 small ones.
+void* _kxViewSequence::operator new(std::size_t size) {
+    const std::size_t rounded = (size + largePage - 1) / largePage * largePage;
+    void* const record = ::operator new (rounded, std::align_val_t{largePage});
+    madvise(record, rounded, MADV_HUGEPAGE);  // only a hint: without large pages there are small ones
+    return record;
+}
+
+void _kxViewSequence::operator delete(void* record) {
+    ::operator delete (record, std::align_val_t{largePage});
+}
 
 _kxViewSequence::_kxViewSequence() {
     std::iota(std::begin(sortOrder), std::end(sortOrder), 0U);
