@@ -1,0 +1,201 @@
+// Files and directories that fail the tool or change under it.
+#include "tests/support/FaultTest.h"
+
+#include <cerrno>
+#include <filesystem>
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+std::string number(int errnoValue) {
+    return std::to_string(errnoValue);
+}
+
+// A frame with so many channels that its header takes more than one read.
+SamplePart longHeader() {
+    Names channels;
+    for (int i = 0; i < 1000; ++i) channels.push_back("layer" + std::to_string(i) + ".R");
+    SamplePart part = samplePartOf(channels);
+    part.displayWindow = part.dataWindow = {{0, 0}, {0, 0}};
+    return part;
+}
+
+// --- Files and directories that vanish
+// -----------------------------------------------------------------------------
+
+TEST_F(FaultTest, FileVanishingBeforeItsCheckCannotBeLoaded) {
+    EXPECT_EQ(
+        runUnder({{"fopen", "shot.0002.exr", "remove"}}),
+        foundSequence("1-4, 1", {"0001: " + layers, "0002: " + unreadable, "0003: " + deleted, "0004: " + layers}));
+    EXPECT_EQ(dir.entries(), passing);
+}
+
+TEST_F(FaultTest, FileVanishingBeforeItsSizeIsAskedCannotBeLoaded) {
+    EXPECT_EQ(
+        runUnder({{"fstatat", "shot.0002.exr", "remove"}}),
+        foundSequence("1-4, 1", {"0001: " + layers, "0002: " + unreadable, "0003: " + deleted, "0004: " + layers}));
+    EXPECT_EQ(dir.entries(), passing);
+}
+
+TEST_F(FaultTest, FileVanishingBeforeItsDeletionIsReported) {
+    for (const char* call : {"lstat", "unlink"}) {
+        SetUp();
+        EXPECT_EQ(
+            runUnder({{call, "shot.0002.exr", "remove"}}),
+            foundSequence("1-4, 1", {"0001: " + layers, "0002: " + deleted, "     Error: No such file or directory",
+                                     "0003: " + deleted, "0004: " + layers}));
+        EXPECT_EQ(dir.entries(), passing);
+    }
+}
+
+TEST_F(FaultTest, DirectoryTakingTheFramesPlaceBeforeItsDeletionStays) {
+    for (const char* call : {"lstat", "unlink"}) {
+        SetUp();
+        EXPECT_EQ(runUnder({{call, "shot.0002.exr", "makeDirectory"}}),
+                  foundSequence("1-4, 1", {"0001: " + layers, "0002: " + deleted, "     Error: Is a directory",
+                                           "0003: " + deleted, "0004: " + layers}));
+        EXPECT_TRUE(std::filesystem::remove(dir.file("shot.0002.exr")));
+    }
+}
+
+TEST_F(FaultTest, PipeTakingTheFramesPlaceBeforeItsDeletionStays) {
+    EXPECT_EQ(runUnder({{"lstat", "shot.0002.exr", "makePipe"}}),
+              foundSequence("1-4, 1", {"0001: " + layers, "0002: " + deleted, "     Error: Operation not permitted",
+                                       "0003: " + deleted, "0004: " + layers}));
+    EXPECT_TRUE(std::filesystem::is_fifo(dir.file("shot.0002.exr")));
+}
+
+TEST_F(FaultTest, DirectoryTakingTheFramesPlaceBeforeItsCheckCannotBeLoaded) {
+    EXPECT_EQ(
+        runUnder({{"fopen", "shot.0002.exr", "makeDirectory"}}),
+        foundSequence("1-4, 1", {"0001: " + layers, "0002: " + unreadable, "0003: " + deleted, "0004: " + layers}));
+    EXPECT_TRUE(std::filesystem::is_directory(dir.file("shot.0002.exr")));
+}
+
+class MovedDirectoryTest : public FaultTest {
+protected:
+    MovedDirectoryTest() : moved(dir.path().substr(0, dir.path().size() - 1) + ".moved") {}
+    // Puts the directory back, so that it is removed.
+    void TearDown() override { std::filesystem::rename(moved, dir.path()); }
+
+    const std::string moved;
+};
+
+TEST_F(MovedDirectoryTest, DirectoryVanishingInTheRunLeavesTheRestUnreadAndUndeleted) {
+    EXPECT_EQ(runUnder({{"fopen", "shot.0003.exr", "moveDirectory"}}),
+              foundSequence("1-4, 1",
+                            {"0001: " + layers, "0002: " + deleted, "0003: " + unreadable, "0004: " + unreadable}));
+    EXPECT_FALSE(entryExists(dir.path()));
+    EXPECT_TRUE(entryExists(moved + "/shot.0003.exr"));
+}
+
+TEST_F(MovedDirectoryTest, DirectoryVanishingBeforeItIsListedHasNoFrames) {
+    const std::string name = std::filesystem::path(moved).stem();
+    const ProcessResult result = runUnder({{"opendir", name, "moveDirectory", 1, 1}}, deletingArguments());
+    EXPECT_EQ(result.out, toolBanner);
+    EXPECT_EQ(result.err, "\nNo file found '" + dir.path() + "shot.#.exr'\n\n");
+    EXPECT_EQ(result.exitCode, 0);
+}
+
+TEST_F(MovedDirectoryTest, DirectoryVanishingBeforeTheDeletionIsReported) {
+    EXPECT_EQ(runUnder({{"lstat", "shot.0003.exr", "moveDirectory"}}),
+              foundSequence("1-4, 1", {"0001: " + layers, "0002: " + deleted, "0003: " + deleted,
+                                       "     Error: No such file or directory", "0004: " + unreadable}));
+    EXPECT_TRUE(entryExists(moved + "/shot.0003.exr"));
+}
+
+// --- Calls that fail
+// -----------------------------------------------------------------------------------------------
+
+TEST_F(FaultTest, FileThatCannotBeOpenedIsNeitherCheckedNorDeleted) {
+    for (const int code : {EACCES, EMFILE, ENFILE, EIO, ESTALE, ETIMEDOUT, ENOMEM, EINTR}) {
+        SetUp();
+        EXPECT_EQ(runUnder({{"fopen", "shot.0002.exr", number(code)}}),
+                  foundSequence("1-4, 1",
+                                {"0001: " + layers, "0002: " + unreadable, "0003: " + deleted, "0004: " + layers}))
+            << code;
+        EXPECT_EQ(dir.entries(), (Names{"shot.0001.exr", "shot.0002.exr", "shot.0004.exr"}));
+    }
+}
+
+TEST_F(FaultTest, ReadErrorAtTheStartOfAHeaderIsNeitherCheckedNorDeleted) {
+    for (const int code : {EIO, ESTALE, ETIMEDOUT}) {
+        SetUp();
+        EXPECT_EQ(runUnder({{"read", "shot.0002.exr", number(code)}}),
+                  foundSequence("1-4, 1",
+                                {"0001: " + layers, "0002: " + unreadable, "0003: " + deleted, "0004: " + layers}))
+            << code;
+        EXPECT_EQ(dir.entries(), (Names{"shot.0001.exr", "shot.0002.exr", "shot.0004.exr"}));
+    }
+}
+
+TEST_F(FaultTest, ReadErrorInTheMiddleOfAHeaderIsNeitherCheckedNorDeleted) {
+    frame("long.0001.exr", longHeader());
+    const Names arguments{dir.file("long.0001.exr"), "-requireMultipart", "-del"};
+    for (const int reads : {1, 2}) {
+        const ProcessResult result = runUnder({{"read", "long.0001.exr", number(EIO), reads}}, arguments);
+        EXPECT_EQ(result.out, toolBanner + foundSequence("1-1, 1", {"0001: " + unreadable}));
+        EXPECT_TRUE(entryExists(dir.file("long.0001.exr")));
+    }
+    // Once the disk answers again it is found failing.
+    tool(arguments);
+    EXPECT_FALSE(entryExists(dir.file("long.0001.exr")));
+}
+
+TEST_F(FaultTest, FailedDeletionIsReportedAndTheRunGoesOn) {
+    const struct {
+        int code;
+        const char* text;
+    } table[] = {{EROFS, "Read-only file system"},   {EACCES, "Permission denied"},
+                 {EPERM, "Operation not permitted"}, {EBUSY, "Device or resource busy"},
+                 {EIO, "Input/output error"},        {ENOSPC, "No space left on device"},
+                 {ESTALE, "Stale file handle"}};
+    for (const auto& row : table) {
+        for (const char* call : {"lstat", "unlink"}) {
+            SetUp();
+            EXPECT_EQ(runUnder({{call, "shot.0002.exr", number(row.code)}}),
+                      foundSequence("1-4, 1",
+                                    {"0001: " + layers, "0002: " + deleted, std::string("     Error: ") + row.text,
+                                     "0003: " + deleted, "0004: " + layers}));
+            EXPECT_EQ(dir.entries(), (Names{"shot.0001.exr", "shot.0002.exr", "shot.0004.exr"}));
+        }
+    }
+}
+
+TEST_F(FaultTest, UnknownSizeHindersNoCheck) {
+    EXPECT_EQ(runUnder({{"fstatat", "*", number(EIO)}}), undisturbed);
+    EXPECT_EQ(dir.entries(), passing);
+}
+
+TEST_F(FaultTest, DirectoryThatCannotBeOpenedIsNamed) {
+    for (const int code : {EACCES, EMFILE, ENFILE, ENOMEM, EIO}) {
+        const ProcessResult result = runUnder({{"opendir", "*", number(code)}}, deletingArguments());
+        EXPECT_EQ(result.out, toolBanner);
+        EXPECT_EQ(result.err, "\nCannot find/access directory '" + dir.path() + "'\n\n");
+        EXPECT_EQ(result.exitCode, 0);
+    }
+    EXPECT_EQ(dir.entries(), all);
+}
+
+TEST_F(FaultTest, ReadErrorInTheListingEndsIt) {
+    const ProcessResult result = runUnder({{"readdir", "*", number(EIO)}}, deletingArguments());
+    EXPECT_EQ(result.out, toolBanner);
+    EXPECT_EQ(result.err, "\nNo file found '" + dir.path() + "shot.#.exr'\n\n");
+    EXPECT_EQ(dir.entries(), all);
+    // ".", ".." and the four frames come in any order, so that one or two frames of four entries are seen.
+    const std::string out = runUnder({{"readdir", "*", number(EIO), 4}});
+    EXPECT_EQ(out.rfind("Found Sequence ", 0), 0u);
+    for (const std::string& name : passing) EXPECT_TRUE(entryExists(dir.file(name)));
+}
+
+TEST_F(FaultTest, InterruptedCallsAreRepeated) {
+    const std::string interrupted = number(EINTR);
+    for (const char* call : {"opendir", "readdir", "fstatat", "lstat", "unlink", "read"}) {
+        SetUp();
+        EXPECT_EQ(runUnder({{call, "*", interrupted, 0, 3}}), undisturbed) << call;
+        EXPECT_EQ(dir.entries(), passing) << call;
+    }
+}
+
+}  // namespace
