@@ -59,12 +59,7 @@ void kximgRGBABuffer8_DrawLineAA(kxP::_imgRGBABuffer8& image, _Rgba8 c, float x0
 void kximgRGBABuffer8_fillRect(kxP::_imgRGBABuffer8& image, _Rgba8 c, int x, int y, unsigned w, unsigned h);
 
 // Where (x, y) lies in a placed image; none is its top-left corner. Within a pair the lower bit wins.
-enum DrawImageAlign {
-    alignVerticalCentre = 1,
-    alignBottom = 2,
-    alignRight = 4,
-    alignHorizontalCentre = 8
-};
+enum DrawImageAlign { alignVerticalCentre = 1, alignBottom = 2, alignRight = 4, alignHorizontalCentre = 8 };
 // Places src onto dst at (x, y), clipped; src may be dst itself.
 void kximgRGBABuffer8_drawImage(kxP::_imgRGBABuffer8& dst, kxP::_imgRGBABuffer8& src, int x, int y,
                                 const int& mode);
