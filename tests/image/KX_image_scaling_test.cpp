@@ -1,0 +1,561 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <functional>
+
+#include "image/KX_image.h"
+#include "tests/support/plainImage.h"
+
+using kxP::_imgRGBABuffer8;
+using kxP::_imgRGBABufferf;
+
+namespace {
+
+using Scaler = std::function<bool(const _imgRGBABuffer8&, _imgRGBABuffer8&, int, int)>;
+
+struct NamedScaler {
+    const char* name;
+    Scaler fast, plainRule;
+};
+
+bool fastScale16(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, int w, int h) {
+    return kximgRGBABuffer8_Scale16(src, dst, w, h, false);
+}
+bool fastScale9(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, int w, int h) {
+    return kximgRGBABuffer8_Scale9(src, dst, w, h, false);
+}
+bool fastScale4(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, int w, int h) {
+    return kximgRGBABuffer8_Scale4(src, dst, w, h, false);
+}
+bool plainScale4(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, int w, int h) {
+    return plain::scale4(src, dst, w, h);
+}
+
+const NamedScaler scalers[] = {
+    {"Scale16", fastScale16, plain::scale16},
+    {"Scale16_noProportions", kximgRGBABuffer8_Scale16_noProportions, plain::scale16NoProportions},
+    {"Scale9", fastScale9, plain::scale9},
+    {"Scale4", fastScale4, plainScale4}};
+
+std::string sizeOf(const _imgRGBABuffer8& image) {
+    return std::to_string(image.width) + "x" + std::to_string(image.height);
+}
+
+// Every pixel holds its own column, row and both their high parts.
+Image8 makeCoordinateImage(int width, int height) {
+    const Image8 image = makeImage(width, height);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            image->write(x, y, static_cast<unsigned char>(x), static_cast<unsigned char>(y),
+                         static_cast<unsigned char>(x / 256 * 16 + y / 256), 255);
+        }
+    }
+    return makeCopy(*image);
+}
+
+unsigned draw(unsigned& seed, int below) {
+    return static_cast<unsigned>(kxRand(seed) * static_cast<float>(below));
+}
+int drawInt(unsigned& seed, int below) {
+    return static_cast<int>(draw(seed, below));
+}
+
+// FNV-1a over the pixels of the image.
+std::uint32_t hashOf(const _imgRGBABuffer8& image) {
+    std::uint32_t hash = 2166136261u;
+    for (unsigned i = 0; i < 4 * image.pixelCount; ++i) hash = (hash ^ image.pixels[i]) * 16777619u;
+    return hash;
+}
+
+}  // namespace
+
+TEST(Scaling, SourceSmallerThanTheBoxIsCopied) {
+    const Image8 src = makeRandomImage(100, 50, 1);
+    for (const NamedScaler& scaler : scalers) {
+        _imgRGBABuffer8 dst(40000u);
+        EXPECT_TRUE(scaler.fast(*src, dst, 200, 200)) << scaler.name;
+        EXPECT_EQ(sizeOf(dst), "100x50") << scaler.name;
+        EXPECT_EQ(std::memcmp(dst.pixels, src->pixels, 20000), 0) << scaler.name;
+    }
+}
+
+TEST(Scaling, SourceThatReachesTheBoxInOneAxisIsScaled) {
+    const Image8 src = makeCoordinateImage(10, 7);
+    for (const NamedScaler& scaler : scalers) {
+        _imgRGBABuffer8 dst(100u);
+        EXPECT_TRUE(scaler.fast(*src, dst, 10, 20)) << scaler.name;
+        const bool proportional = std::strcmp(scaler.name, "Scale16_noProportions") != 0;
+        EXPECT_EQ(sizeOf(dst), proportional ? "10x6" : "10x7") << scaler.name;
+    }
+}
+
+TEST(Scaling, TargetSizes) {
+    const struct {
+        int width, height, w, h;
+        const char* even;
+        const char* each;  // each axis on its own
+    } cases[] = {{1000, 500, 300, 0, "300x150", "300x300"},
+                 {1001, 1001, 100, 100, "100x100", "100x100"},
+                 {1000, 1000, 333, 333, "332x332", "333x333"},
+                 {640, 480, 101, 101, "100x74", "101x101"},
+                 {1000, 500, 300, -7, "300x150", "300x300"},
+                 {500, 1000, 300, 0, "150x300", "300x300"},
+                 {300, 10, 100, 100, "100x2", "100x10"},
+                 {300, 1, 100, 100, "100x0", "100x1"},
+                 {12, 13, 12, 13, "12x12", "12x13"},
+                 {3, 3, 2, 2, "2x2", "2x2"},
+                 {1, 1, 1, 1, "0x0", "1x1"},
+                 {9, 9, 0, 0, "0x0", "0x0"},
+                 {9, 9, 0, 5, "0x0", "0x5"},
+                 {8, 6, -3, -3, "8x6", "8x6"}};
+    for (const auto& c : cases) {
+        const Image8 src = makeImage(c.width, c.height);
+        for (const NamedScaler& scaler : scalers) {
+            _imgRGBABuffer8 dst(200000u);
+            const bool proportional = std::strcmp(scaler.name, "Scale16_noProportions") != 0;
+            EXPECT_TRUE(scaler.fast(*src, dst, c.w, c.h));
+            EXPECT_EQ(sizeOf(dst), proportional ? c.even : c.each)
+                << scaler.name << ' ' << c.width << 'x' << c.height << " into " << c.w << 'x' << c.h;
+        }
+    }
+}
+
+TEST(Scaling, FloatTargetSizesAreThoseOfBytes) {
+    const ImageF src = makeFloatImage(640, 480);
+    _imgRGBABuffer8 dst(200000u);
+    EXPECT_TRUE(kximgRGBABuffer8_Scale4(*src, dst, 101, 0, true));
+    EXPECT_EQ(sizeOf(dst), "100x74");
+}
+
+TEST(Scaling, Scale9TakesScale4ForSmallReductions) {
+    const Image8 src = makeRandomImage(240, 240, 2);
+    const struct {
+        int box;
+        bool isScale4;
+    } cases[] = {{100, true}, {97, true}, {96, false}, {90, false}};  // 97 * 5 / 2 = 242, 96 * 5 / 2 = 240
+    for (const auto& c : cases) {
+        _imgRGBABuffer8 nine(20000u), four(20000u);
+        EXPECT_TRUE(fastScale9(*src, nine, c.box, 0));
+        EXPECT_TRUE(fastScale4(*src, four, c.box, 0));
+        EXPECT_EQ(differenceOf(nine, four).empty(), c.isScale4) << c.box;
+    }
+}
+
+TEST(Scaling, Scale9TakesScale4OnlyWhenBothReductionsAreSmall) {
+    const Image8 wide = makeRandomImage(240, 100, 3);
+    const Image8 high = makeRandomImage(100, 240, 3);
+    for (const Image8* src : {&wide, &high}) {
+        _imgRGBABuffer8 nine(20000u), four(20000u);
+        EXPECT_TRUE(fastScale9(**src, nine, 90, 90));
+        EXPECT_TRUE(fastScale4(**src, four, 90, 90));
+        EXPECT_NE(differenceOf(nine, four), "");
+    }
+}
+
+TEST(Scaling, TwoCallsGiveTheSame) {
+    const Image8 src = makeRandomImage(123, 77, 4);
+    for (const NamedScaler& scaler : scalers) {
+        _imgRGBABuffer8 first(5000u), second(5000u);
+        EXPECT_TRUE(scaler.fast(*src, first, 40, 40));
+        EXPECT_TRUE(scaler.fast(*src, second, 40, 40));
+        EXPECT_EQ(differenceOf(first, second), "") << scaler.name;
+    }
+}
+
+TEST(Scaling, OpaqueStaysOpaqueAndUniformStaysUniform) {
+    const _Rgba8 colour{12, 255, 77, 255};
+    const Image8 small = makeUniformImage(61, 47, colour);
+    const Image8 large = makeUniformImage(1700, 900, colour);
+    for (const Image8* src : {&small, &large}) {
+        for (const NamedScaler& scaler : scalers) {
+            // Factors of up to 425: beyond 18 samples left of and above the image are read.
+            for (const int box : {4, 9, 20, 40, 60, 90}) {
+                _imgRGBABuffer8 dst(10000u);
+                ASSERT_TRUE(scaler.fast(**src, dst, box, box)) << scaler.name;
+                ASSERT_GT(+dst.pixelCount, 0u);
+                for (unsigned i = 0; i < dst.pixelCount; ++i) {
+                    ASSERT_EQ(std::memcmp(dst.pixels + 4 * i, &colour, 4), 0) << scaler.name << ' ' << box;
+                }
+            }
+        }
+    }
+}
+
+TEST(Scaling, TargetThatIsTooSmallIsRefusedAndKeepsItsPixels) {
+    const Image8 src = makeRandomImage(100, 100, 5);
+    src->sourceWidth = 1234;
+    src->flags = KX_IMG_GAMMA22;
+    for (const NamedScaler& scaler : scalers) {
+        const Image8 dst = makeRandomImage(7, 9, 6, 2336);  // 2399 pixels: one too few for 48 x 50
+        const Image8 before = makeCopy(*dst);
+        before->copyHeaderFrom(*src);
+        EXPECT_FALSE(scaler.fast(*src, *dst, 50, 50)) << scaler.name;
+        EXPECT_EQ(differenceOf(*dst, *before), "") << scaler.name;
+        EXPECT_EQ(+dst->sourceWidth, 1234);
+    }
+}
+
+TEST(Scaling, HeaderIsTakenFromTheSource) {
+    const Image8 src = makeRandomImage(100, 60, 7);
+    src->valid = 1;
+    src->sourceWidth = 1920;
+    src->bitsPerChannel = 16;
+    src->flags = KX_IMG_GAMMA22 | KX_IMG_SUPERWHITE;
+    for (const NamedScaler& scaler : scalers) {
+        for (const int box : {200, 30}) {
+            _imgRGBABuffer8 dst(10000u);
+            EXPECT_TRUE(scaler.fast(*src, dst, box, 0));
+            EXPECT_EQ(dst.valid, 1);
+            EXPECT_EQ(+dst.sourceWidth, 1920);
+            EXPECT_EQ(dst.bitsPerChannel, 16);
+            EXPECT_EQ(dst.flags, KX_IMG_GAMMA22 | KX_IMG_SUPERWHITE);
+            EXPECT_EQ(+dst.capacity, 10000u);
+        }
+    }
+}
+
+TEST(Scaling, FloatSourceSmallerThanTheBoxIsCopiedAsBytes) {
+    const ImageF src = makeRandomFloatImage(5, 3, 8);
+    src->flags = KX_IMG_SUPERWHITE;
+    _imgRGBABuffer8 dst(100u);
+    EXPECT_TRUE(kximgRGBABuffer8_Scale4(*src, dst, 6, 6, false));
+    EXPECT_EQ(sizeOf(dst), "5x3");
+    EXPECT_EQ(std::memcmp(dst.pixels, src->pixels, 60), 0);
+    EXPECT_EQ(dst.pixels[60], 0);
+    EXPECT_EQ(dst.flags, KX_IMG_SUPERWHITE);
+    EXPECT_EQ(dst.bytesPerPixel, 4);
+}
+
+TEST(Scaling, FloatSamplesAreCutOneByOneAndTheirSumIsClamped) {
+    const struct {
+        float samples[4];
+        int result;
+    } cases[] = {{{1.0f, 1.0f, 1.0f, 1.2f}, 255},         {{-0.001f, -0.001f, -0.001f, -0.001f}, 0},
+                 {{1.0f, 1.0f, 1.0f, 1.0f}, 255},         {{0.5f, 0.5f, 0.5f, 0.5f}, 127},
+                 {{0.0f, 0.0f, 0.0f, 0.01f}, 0},           // 2 / 4
+                 {{0.016f, 0.0f, 0.0f, 0.0f}, 1},          // 4 / 4
+                 {{-0.016f, 0.0f, 0.0f, 0.0f}, 0},         // -4
+                 {{-0.012f, 0.0f, 0.0f, 0.0f}, 0},         // -3 / 4
+                 {{-1.0f, 3.0f, 0.0f, 0.0f}, 127},         // 510 / 4
+                 {{1.003f, 1.003f, 1.003f, 1.003f}, 255},  // 255 each
+                 {{1e30f, 0.0f, 0.0f, 0.0f}, 255},        {{-1e30f, 1.0f, 1.0f, 1.0f}, 0},
+                 {{INFINITY, -1.0f, 0.0f, 0.0f}, 255},    {{-INFINITY, 1.0f, 1.0f, 1.0f}, 0},
+                 {{NAN, 1.0f, 1.0f, 1.0f}, 191}};  // NaN is black: 765 / 4
+    for (const auto& c : cases) {
+        const ImageF src = makeFloatImage(4, 4);
+        // The four samples of the only pixel pair: a 4 x 4 source in a 2 x 2 box, sampled at every pixel.
+        for (int i = 0; i < 16; ++i) {
+            const float value = c.samples[i / 4 % 2 * 2 + i % 2];
+            src->write(i, {value, 0.0f, value, value});
+        }
+        _imgRGBABuffer8 dst(4u);
+        ASSERT_TRUE(kximgRGBABuffer8_Scale4(*src, dst, 2, 2, false));
+        const std::string value = std::to_string(c.result);
+        for (int i = 0; i < 4; ++i) {
+            EXPECT_EQ(pixelText(dst, i % 2, i / 2), value + " 0 " + value + " " + value) << c.samples[0];
+        }
+    }
+}
+
+TEST(Scaling, Scale4AveragesTwoByTwoPixelsAtHalfSize) {
+    const Image8 src = makeCoordinateImage(8, 4);
+    _imgRGBABuffer8 dst(8u);
+    ASSERT_TRUE(fastScale4(*src, dst, 4, 4));
+    EXPECT_EQ(sizeOf(dst), "4x2");
+    EXPECT_EQ(pixelText(dst, 0, 0), "0 0 0 255");  // columns 0 and 1, rows 0 and 1
+    EXPECT_EQ(pixelText(dst, 3, 1), "6 2 0 255");  // columns 6 and 7: 26 / 4
+}
+
+TEST(Scaling, KnownPictures) {
+    const Image8 src = makeCoordinateImage(300, 200);
+    const std::uint32_t hashes[] = {3092649756u, 36204417u, 212056493u, 1714005869u};
+    for (std::size_t i = 0; i < std::size(scalers); ++i) {
+        _imgRGBABuffer8 dst(10000u);
+        ASSERT_TRUE(scalers[i].fast(*src, dst, 77, 50));
+        EXPECT_EQ(hashOf(dst), hashes[i]) << scalers[i].name;
+    }
+}
+
+TEST(Scaling, AllSmallSizesAgreeWithThePlainRule) {
+    for (int width = 0; width <= 13; ++width) {
+        for (int height = 0; height <= 13; ++height) {
+            const Image8 src = makeCoordinateImage(width, height);
+            for (int box = 1; box < 200; box += 3) {
+                const int w = box / 14;
+                const int h = box % 14;
+                for (const NamedScaler& scaler : scalers) {
+                    _imgRGBABuffer8 dst(100u), expected(100u);
+                    ASSERT_EQ(scaler.fast(*src, dst, w, h), scaler.plainRule(*src, expected, w, h));
+                    ASSERT_EQ(differenceOf(dst, expected), "")
+                        << scaler.name << ' ' << width << 'x' << height << " into " << w << 'x' << h;
+                }
+            }
+        }
+    }
+}
+
+TEST(Scaling, RandomImagesAgreeWithThePlainRule) {
+    unsigned seed = 99;
+    for (int i = 0; i < 400; ++i) {
+        const Image8 src = makeRandomImage(1 + drawInt(seed, 400), 1 + drawInt(seed, 300), seed, draw(seed, 50));
+        const int w = drawInt(seed, 120) - 5;
+        const int h = drawInt(seed, 120) - 5;
+        const unsigned capacity = draw(seed, 20000);
+        for (const NamedScaler& scaler : scalers) {
+            _imgRGBABuffer8 dst(capacity), expected(capacity);
+            ASSERT_EQ(scaler.fast(*src, dst, w, h), scaler.plainRule(*src, expected, w, h));
+            ASSERT_EQ(differenceOf(dst, expected), "")
+                << scaler.name << ' ' << sizeOf(*src) << " into " << w << 'x' << h;
+        }
+    }
+}
+
+TEST(Scaling, LargeFactorsAgreeWithThePlainRule) {
+    const Image8 src = makeRandomImage(1500, 1000, 10);
+    for (const int box : {3, 10, 20, 40, 60, 80}) {
+        for (const NamedScaler& scaler : scalers) {
+            _imgRGBABuffer8 dst(10000u), expected(10000u);
+            ASSERT_TRUE(scaler.fast(*src, dst, box, 0));
+            ASSERT_TRUE(scaler.plainRule(*src, expected, box, 0));
+            ASSERT_EQ(differenceOf(dst, expected), "") << scaler.name << ' ' << box;
+        }
+    }
+}
+
+TEST(Scaling, RandomFloatImagesAgreeWithThePlainRule) {
+    unsigned seed = 98;
+    for (int i = 0; i < 200; ++i) {
+        const ImageF src = makeRandomFloatImage(drawInt(seed, 90), drawInt(seed, 90), seed);
+        const int w = drawInt(seed, 60) - 3;
+        const int h = drawInt(seed, 60) - 3;
+        _imgRGBABuffer8 dst(3000u), expected(3000u);
+        ASSERT_EQ(kximgRGBABuffer8_Scale4(*src, dst, w, h, false), plain::scale4(*src, expected, w, h));
+        ASSERT_EQ(differenceOf(dst, expected), "") << w << 'x' << h;
+    }
+}
+
+// The target's old height takes part in the clipping of its new width, as for every change of size.
+TEST(Scaling, TargetsWithAnOldSizeAgreeWithThePlainRule) {
+    const Image8 src = makeRandomImage(60, 60, 11);
+    unsigned seed = 97;
+    for (int i = 0; i < 200; ++i) {
+        const Image8 dst = makeRandomImage(1 + drawInt(seed, 30), 1 + drawInt(seed, 30), seed, draw(seed, 900));
+        const int box = 1 + drawInt(seed, 40);
+        for (const NamedScaler& scaler : scalers) {
+            const Image8 fast = makeCopy(*dst);
+            const Image8 expected = makeCopy(*dst);
+            ASSERT_EQ(scaler.fast(*src, *fast, box, box), scaler.plainRule(*src, *expected, box, box));
+            ASSERT_EQ(differenceOf(*fast, *expected), "") << scaler.name << ' ' << sizeOf(*dst);
+        }
+    }
+}
+
+TEST(Scaling, ImageMayBeScaledIntoItself) {
+    for (const NamedScaler& scaler : scalers) {
+        for (const int box : {70, 40, 15}) {
+            const Image8 fast = makeRandomImage(60, 50, 12, 10);
+            const Image8 expected = makeCopy(*fast);
+            ASSERT_EQ(scaler.fast(*fast, *fast, box, 0), scaler.plainRule(*expected, *expected, box, 0));
+            ASSERT_EQ(differenceOf(*fast, *expected), "") << scaler.name << ' ' << box;
+        }
+    }
+}
+
+TEST(Scaling, SourceWithoutPixelsGivesATargetWithoutPixels) {
+    const _imgRGBABuffer8 src(0u);
+    for (const NamedScaler& scaler : scalers) {
+        const Image8 dst = makeUniformImage(3, 3, {1, 2, 3, 4});
+        EXPECT_TRUE(scaler.fast(src, *dst, 10, 10)) << scaler.name;
+        EXPECT_EQ(sizeOf(*dst), "0x0");
+    }
+}
+
+// Run under the sanitizers: sizes and boxes of any kind stay in memory and come to an end.
+TEST(Scaling, NonsenseSizesAndBoxesAreHarmless) {
+    const int extents[] = {INT_MIN, -65537, -1, 0, 1, 24, 65537, INT_MAX};
+    const int boxes[][2] = {{INT_MIN, INT_MIN}, {-1, 0},     {0, 0}, {1, 1}, {5, 3}, {65536, 1},
+                            {INT_MAX, INT_MAX}, {INT_MAX, 2}};
+    for (const int width : extents) {
+        for (const int height : extents) {
+            _imgRGBABuffer8 src(24u);
+            _imgRGBABufferf floats(24u);
+            src.width = floats.width = width;
+            src.height = floats.height = height;
+            src.pixelCount = floats.pixelCount = UINT_MAX;
+            for (const auto& box : boxes) {
+                for (const NamedScaler& scaler : scalers) {
+                    _imgRGBABuffer8 dst(30u);
+                    dst.width = height;
+                    dst.height = width;
+                    scaler.fast(src, dst, box[0], box[1]);
+                    EXPECT_EQ(dst.pixels[119], 0);
+                    kximgRGBABuffer8_Scale4(floats, dst, box[0], box[1], false);
+                    EXPECT_EQ(dst.pixels[119], 0);
+                }
+            }
+        }
+    }
+}
+
+namespace {
+
+struct Placement {
+    float sx, sy;
+    int x, y;
+    bool keepAspect;
+};
+
+void scaleAt(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, const Placement& p) {
+    kximgRGBABuffer8_Scale9(src, dst, p.sx, p.sy, p.x, p.y, p.keepAspect);
+}
+
+void plainScaleAt(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, const Placement& p) {
+    plain::scale9At(src, dst, p.sx, p.sy, p.x, p.y, p.keepAspect);
+}
+
+}  // namespace
+
+TEST(PlacedScaling, DrawsTheScaledSizeAtThePosition) {
+    const Image8 src = makeUniformImage(10, 8, {9, 9, 9, 9});
+    const Image8 dst = makeUniformImage(20, 20, {1, 2, 3, 4});
+    scaleAt(*src, *dst, {0.5f, 0.25f, 3, 4, false});
+    for (int y = 0; y < 20; ++y) {
+        for (int x = 0; x < 20; ++x) {
+            const bool drawn = x >= 3 && x < 8 && y >= 4 && y < 6;
+            EXPECT_EQ(pixelText(*dst, x, y), drawn ? "9 9 9 9" : "1 2 3 4") << x << ", " << y;
+        }
+    }
+    EXPECT_EQ(sizeOf(*dst), "20x20");
+}
+
+TEST(PlacedScaling, NegativePositionsBecomeZero) {
+    const Image8 src = makeCoordinateImage(12, 12);
+    const Image8 at = makeImage(10, 10);
+    const Image8 negative = makeImage(10, 10);
+    scaleAt(*src, *at, {0.5f, 0.5f, 0, 0, false});
+    scaleAt(*src, *negative, {0.5f, 0.5f, -5, INT_MIN, false});
+    EXPECT_EQ(differenceOf(*at, *negative), "");
+    EXPECT_NE(pixelText(*at, 5, 5), "0 0 0 0");
+}
+
+TEST(PlacedScaling, HeaderIsCopiedEvenWhenNothingIsDrawn) {
+    const Image8 src = makeRandomImage(10, 10, 1);
+    src->sourceHeight = 555;
+    const Image8 dst = makeRandomImage(5, 5, 2);
+    const Image8 expected = makeCopy(*dst);
+    expected->sourceHeight = 555;
+    scaleAt(*src, *dst, {1.0f, 1.0f, 0, 0, false});  // 10 x 10 into 25 pixels
+    EXPECT_EQ(differenceOf(*dst, *expected), "");
+    scaleAt(*src, *dst, {0.5f, 0.04f, 0, 0, false});  // height 0
+    EXPECT_EQ(differenceOf(*dst, *expected), "");
+    scaleAt(*src, *dst, {0.5f, 0.5f, 1, 0, false});  // 6 x 5 pixels from the corner on
+    EXPECT_EQ(differenceOf(*dst, *expected), "");
+    scaleAt(*src, *dst, {0.5f, 0.5f, 0, 0, false});  // fits
+    EXPECT_NE(differenceOf(*dst, *expected), "");
+}
+
+TEST(PlacedScaling, EnlargementsThatKeepAspectStartInside) {
+    const Image8 src = makeCoordinateImage(10, 10);
+    const struct {
+        Placement at;
+        const char* first;
+    } cases[] = {// steps 0.5 and 0.25: the start is round((1 - 0.125) * 5) = 4 columns, the step 0.25
+                 {{2.0f, 4.0f, 0, 0, true}, "4 0 0 255"},
+                 {{4.0f, 2.0f, 0, 0, true}, "0 4 0 255"},
+                 // equal steps count for the rows: round(0.75 * 5) = 4
+                 {{2.0f, 2.0f, 0, 0, true}, "0 4 0 255"},
+                 {{2.0f, 2.0f, 0, 0, false}, "0 0 0 255"}};
+    for (const auto& c : cases) {
+        const Image8 dst = makeImage(40, 40);
+        scaleAt(*src, *dst, c.at);
+        EXPECT_EQ(pixelText(*dst, 0, 0), c.first) << c.at.sx << ' ' << c.at.sy;
+    }
+}
+
+TEST(PlacedScaling, ReductionsThatKeepAspectStartAtTheCorner) {
+    const Image8 src = makeCoordinateImage(40, 40);
+    const Image8 dst = makeImage(20, 20);
+    scaleAt(*src, *dst, {0.25f, 0.5f, 0, 0, true});  // steps 4 and 2 become 2
+    EXPECT_EQ(pixelText(*dst, 0, 0), "0 0 0 255");   // columns 0, 1 and 1
+    EXPECT_EQ(pixelText(*dst, 9, 19), "18 38 0 255");
+    EXPECT_EQ(pixelText(*dst, 10, 0), "0 0 0 0");  // the drawn size is that of the factors
+}
+
+TEST(PlacedScaling, PixelsBesideTheTargetAreLeftOut) {
+    const Image8 src = makeUniformImage(10, 10, {9, 9, 9, 9});
+    const Image8 dst = makeUniformImage(4, 30, {1, 2, 3, 4}, 100);
+    scaleAt(*src, *dst, {1.0f, 1.0f, 2, 1, false});
+    EXPECT_EQ(pixelText(*dst, 1, 1), "1 2 3 4");
+    EXPECT_EQ(pixelText(*dst, 3, 10), "9 9 9 9");
+    EXPECT_EQ(pixelText(*dst, 0, 2), "1 2 3 4");
+    EXPECT_EQ(pixelText(*dst, 3, 11), "1 2 3 4");
+}
+
+TEST(PlacedScaling, AgreesWithThePlainRule) {
+    unsigned seed = 96;
+    for (int i = 0; i < 600; ++i) {
+        const Image8 src = makeRandomImage(drawInt(seed, 60), drawInt(seed, 60), seed);
+        const Image8 dst = makeRandomImage(1 + drawInt(seed, 90), 1 + drawInt(seed, 90), seed, draw(seed, 900));
+        const Image8 expected = makeCopy(*dst);
+        const Placement at{0.02f + kxRand(seed) * 2, 0.02f + kxRand(seed) * 2, drawInt(seed, 50) - 10,
+                           drawInt(seed, 50) - 10, i % 2 == 0};
+        scaleAt(*src, *dst, at);
+        plainScaleAt(*src, *expected, at);
+        ASSERT_EQ(differenceOf(*dst, *expected), "") << at.sx << ' ' << at.sy << ' ' << at.x << ' ' << at.y;
+    }
+}
+
+TEST(PlacedScaling, ImageMayBePlacedOntoItself) {
+    for (const float factor : {0.3f, 0.5f, 1.0f}) {
+        const Image8 fast = makeRandomImage(40, 40, 3, 400);
+        const Image8 expected = makeCopy(*fast);
+        const Placement at{factor, factor, 3, 2, false};
+        scaleAt(*fast, *fast, at);
+        plainScaleAt(*expected, *expected, at);
+        ASSERT_EQ(differenceOf(*fast, *expected), "") << factor;
+    }
+}
+
+TEST(PlacedScaling, NonsenseFactorsDrawNothing) {
+    const Image8 src = makeRandomImage(10, 10, 4);
+    const float nonsense[] = {0.0f, -0.0f, -1.0f, -1e30f, 1e-30f, 1e30f, INFINITY, -INFINITY, NAN, 1e-45f};
+    for (const float sx : nonsense) {
+        for (const float sy : {0.5f, 0.0f, -1.0f, 1e30f, INFINITY, NAN}) {
+            for (const bool keepAspect : {false, true}) {
+                const Image8 dst = makeRandomImage(10, 10, 5);
+                const Image8 before = makeCopy(*dst);
+                before->copyHeaderFrom(*src);
+                scaleAt(*src, *dst, {sx, sy, 0, 0, keepAspect});
+                EXPECT_EQ(differenceOf(*dst, *before), "") << sx << ' ' << sy;
+                scaleAt(*src, *dst, {sy, sx, INT_MAX, INT_MAX, keepAspect});
+                EXPECT_EQ(differenceOf(*dst, *before), "") << sy << ' ' << sx;
+            }
+        }
+    }
+}
+
+// Run under the sanitizers.
+TEST(PlacedScaling, NonsenseSizesAreHarmless) {
+    const int extents[] = {INT_MIN, -65537, -1, 0, 1, 24, 65537, INT_MAX};
+    const float factors[] = {-1.0f, -1e-6f, 0.0f, 1e-9f, 0.4f, 1.0f, 3.0f, 1e9f, NAN, INFINITY};
+    for (const int width : extents) {
+        for (const int height : extents) {
+            _imgRGBABuffer8 src(24u);
+            _imgRGBABuffer8 dst(30u);
+            src.width = dst.height = width;
+            src.height = dst.width = height;
+            src.pixelCount = dst.pixelCount = UINT_MAX;
+            for (const float sx : factors) {
+                for (const float sy : factors) {
+                    for (const int at : {0, 3, INT_MAX}) {
+                        scaleAt(src, dst, {sx, sy, at, at, false});
+                        scaleAt(src, dst, {sx, sy, at, at, true});
+                        EXPECT_EQ(dst.pixels[119], 0);
+                    }
+                }
+            }
+        }
+    }
+}
