@@ -1,0 +1,242 @@
+// The calls to the system and to zlib go through the functions below (the linker wraps them): they fail, or do less
+// than asked, when told to.
+#include "shared/kxDataBuffer.h"
+#include "tests/support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+namespace {
+
+// One wrapped call.
+struct Call {
+    int calls = 0;
+    int goodFirst = 0;    // calls that go through before
+    int failures = 0;     // this many fail
+    int errorNumber = 0;  // with this reason
+
+    // True when this call must fail; errno is set then.
+    bool fails() {
+        ++calls;
+        if (goodFirst-- > 0 || failures <= 0) return false;
+        --failures;
+        errno = errorNumber;
+        return true;
+    }
+    void failWith(int error, int times = 1, int after = 0) { *this = {0, after, times, error}; }
+};
+
+struct System {
+    Call write, read, fsync, close, openat, renameat, fstat, deflateInit, inflateInit;
+    size_t largestTransfer = SIZE_MAX;  // bytes that one read or write moves
+    std::vector<std::string> created;
+};
+System theSystem;
+
+}  // namespace
+
+extern "C" {
+ssize_t __real_write(int file, const void* bytes, size_t size);
+ssize_t __real_read(int file, void* bytes, size_t size);
+int __real_fsync(int file);
+int __real_close(int file);
+int __real_openat(int directory, const char* name, int flags, ...);
+int __real_renameat(int fromDirectory, const char* from, int toDirectory, const char* to);
+int __real_fstat(int file, struct stat* status);
+int __real_deflateInit_(z_stream* stream, int level, const char* version, int size);
+int __real_inflateInit_(z_stream* stream, const char* version, int size);
+
+ssize_t __wrap_write(int file, const void* bytes, size_t size) {
+    return theSystem.write.fails() ? -1 : __real_write(file, bytes, std::min(size, theSystem.largestTransfer));
+}
+ssize_t __wrap_read(int file, void* bytes, size_t size) {
+    return theSystem.read.fails() ? -1 : __real_read(file, bytes, std::min(size, theSystem.largestTransfer));
+}
+int __wrap_fsync(int file) {
+    return theSystem.fsync.fails() ? -1 : __real_fsync(file);
+}
+int __wrap_close(int file) {
+    const int result = __real_close(file);
+    return theSystem.close.fails() ? -1 : result;
+}
+int __wrap_openat(int directory, const char* name, int flags, mode_t mode) {
+    theSystem.created.push_back(name);
+    return theSystem.openat.fails() ? -1 : __real_openat(directory, name, flags, mode);
+}
+int __wrap_renameat(int fromDirectory, const char* from, int toDirectory, const char* to) {
+    return theSystem.renameat.fails() ? -1 : __real_renameat(fromDirectory, from, toDirectory, to);
+}
+int __wrap_fstat(int file, struct stat* status) {
+    return theSystem.fstat.fails() ? -1 : __real_fstat(file, status);
+}
+int __wrap_deflateInit_(z_stream* stream, int level, const char* version, int size) {
+    return theSystem.deflateInit.fails() ? Z_MEM_ERROR : __real_deflateInit_(stream, level, version, size);
+}
+int __wrap_inflateInit_(z_stream* stream, const char* version, int size) {
+    return theSystem.inflateInit.fails() ? Z_MEM_ERROR : __real_inflateInit_(stream, version, size);
+}
+}
+
+namespace {
+
+class DataBufferFaults : public testing::Test {
+protected:
+    DataBufferFaults() {
+        theSystem = System();
+        EXPECT_EQ(save('o'), 0);
+        theSystem = System();
+    }
+    ~DataBufferFaults() override { theSystem = System(); }
+
+    int save(char value, bool compressed = true) {
+        std::string header(10, value);
+        std::string data(100000, value);
+        return _KX_DataBuffer::saveToFileCompressed(path.c_str(), compressed, header.data(), 10, data.data(),
+                                                    100000);
+    }
+    int load(bool compressed = true) {
+        std::string header(10, '-');
+        std::string data(100000, '-');
+        const int code = _KX_DataBuffer::loadFromFileCompressed(path.c_str(), compressed, header.data(), 10,
+                                                                data.data(), 100000);
+        loaded = data.back();
+        return code;
+    }
+    // The file holds this value, whole, and nothing is beside it.
+    void expectFileOf(char value) {
+        theSystem = System();
+        EXPECT_EQ(load(), 0);
+        EXPECT_EQ(loaded, value);
+        EXPECT_EQ(dir.entries(), std::vector<std::string>{"file"});
+    }
+
+    TempDir dir;
+    const std::string path = dir.file("file");
+    char loaded = '-';
+};
+
+}  // namespace
+
+TEST_F(DataBufferFaults, AnyFailedStepKeepsTheOldFileAndRemovesTheTemporaryOne) {
+    const struct {
+        const char* name;
+        Call System::*call;
+        int errorNumber;
+    } cases[] = {
+        {"create", &System::openat, EROFS},
+        {"first write", &System::write, ENOSPC},
+        {"flush", &System::fsync, EIO},
+        {"flush", &System::fsync, EDQUOT},
+        {"close", &System::close, ENOSPC},
+        {"rename", &System::renameat, EACCES},
+        {"compressor", &System::deflateInit, ENOMEM},
+    };
+    for (const auto& row : cases) {
+        (theSystem.*row.call).failWith(row.errorNumber);
+        EXPECT_EQ(save('n'), row.errorNumber) << row.name;
+        expectFileOf('o');
+    }
+}
+
+TEST_F(DataBufferFaults, AFullDiskInTheMiddleOfAFileKeepsTheOldOne) {
+    for (const bool compressed : {true, false}) {
+        theSystem.largestTransfer = compressed ? 5 : 5000;
+        ASSERT_EQ(save('o', compressed), 0);
+        const int writes = theSystem.write.calls;
+        ASSERT_GT(writes, 10);
+        for (int goodWrites = 0; goodWrites < writes; ++goodWrites) {
+            theSystem.write.failWith(ENOSPC, 1, goodWrites);
+            ASSERT_EQ(save('n', compressed), ENOSPC) << goodWrites;
+        }
+        EXPECT_EQ(load(compressed), 0);
+        EXPECT_EQ(loaded, 'o');
+        theSystem = System();
+    }
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"file"});
+}
+
+TEST_F(DataBufferFaults, AWriteThatMovesNothingEnds) {
+    theSystem.largestTransfer = 0;
+    EXPECT_EQ(save('n'), EIO);
+    expectFileOf('o');
+}
+
+TEST_F(DataBufferFaults, InterruptedCallsAreRepeated) {
+    theSystem.write.failWith(EINTR, 3);
+    theSystem.fsync.failWith(EINTR, 3);
+    theSystem.close.failWith(EINTR, 1);
+    EXPECT_EQ(save('n'), 0);
+    theSystem.read.failWith(EINTR, 3);
+    EXPECT_EQ(load(), 0);
+    EXPECT_EQ(theSystem.read.failures, 0);
+    expectFileOf('n');
+}
+
+TEST_F(DataBufferFaults, ShortTransfersAreContinued) {
+    for (const bool compressed : {true, false}) {
+        theSystem.largestTransfer = 7;
+        EXPECT_EQ(save('s', compressed), 0);
+        EXPECT_EQ(load(compressed), 0);
+        EXPECT_EQ(loaded, 's');
+    }
+}
+
+TEST_F(DataBufferFaults, TheFileIsFlushedBeforeTheDirectory) {
+    EXPECT_EQ(save('n'), 0);
+    EXPECT_EQ(theSystem.fsync.calls, 2);
+}
+
+TEST_F(DataBufferFaults, AFileSystemThatCannotFlushADirectoryIsNoFailure) {
+    for (const int error : {EINVAL, ENOTSUP, ENOSYS}) {
+        theSystem.fsync.failWith(error, 1, 1);
+        EXPECT_EQ(save('n'), 0) << error;
+        expectFileOf('n');
+    }
+}
+
+TEST_F(DataBufferFaults, ADirectoryThatFailsToFlushIsReportedThoughTheNewFileStands) {
+    theSystem.fsync.failWith(EIO, 1, 1);
+    EXPECT_EQ(save('n'), EIO);
+    expectFileOf('n');
+}
+
+TEST_F(DataBufferFaults, ATakenTemporaryNameIsPassedOver) {
+    theSystem.openat.failWith(EEXIST, 3);
+    EXPECT_EQ(save('n'), 0);
+    ASSERT_EQ(theSystem.created.size(), 4U);
+    EXPECT_NE(theSystem.created[0], theSystem.created[1]);
+    EXPECT_EQ(theSystem.created[0].substr(0, 9), ".kxCache-");
+    theSystem.openat.failWith(EEXIST, 1000000);
+    EXPECT_EQ(save('x'), EEXIST);
+    expectFileOf('n');
+}
+
+TEST_F(DataBufferFaults, AReadErrorIsReported) {
+    for (const int goodReads : {0, 1}) {
+        theSystem.read.failWith(EIO, 1, goodReads);
+        EXPECT_EQ(load(), EIO) << goodReads;
+        theSystem.read.failWith(EIO, 1, goodReads);
+        EXPECT_EQ(load(false), EIO) << goodReads;
+    }
+    ASSERT_EQ(save('p', false), 0);
+    for (const int goodReads : {0, 1, 2}) {
+        theSystem.read.failWith(EIO, 1, goodReads);
+        EXPECT_EQ(load(false), EIO) << goodReads;
+    }
+}
+
+TEST_F(DataBufferFaults, WithoutMemoryOrStatusNothingIsRead) {
+    theSystem.inflateInit.failWith(0);
+    EXPECT_EQ(load(), ENOMEM);
+    theSystem.fstat.failWith(EIO);
+    EXPECT_EQ(load(), EIO);
+    expectFileOf('o');
+}
