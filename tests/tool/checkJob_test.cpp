@@ -66,6 +66,16 @@ protected:
         ASSERT_EQ(client.load(segment), "ok\n");
     }
 
+    // Senders that all wait at the lock when the client lets go of it.
+    std::vector<std::future<std::string>> startAtOnce(const std::vector<int>& jobs) const {
+        EXPECT_EQ(client.ask("lock"), "ok\n");
+        std::vector<std::future<std::string>> senders;
+        for (const int job : jobs) senders.push_back(startSender(dir, job));
+        std::this_thread::sleep_for(milliseconds(500));
+        EXPECT_EQ(client.ask("unlock"), "ok\n");
+        return senders;
+    }
+
     TempDir dir;
     ClientProcess client{dir.path()};
 };
@@ -162,14 +172,9 @@ TEST_F(CheckJob, SenderAfterTheLastSlotFindsTheBufferFull) {
     EXPECT_EQ(client.save(), withCheckJob(readySegment(29), 7));
 }
 
-// All six wait at the lock when the client lets go of it.
 TEST_F(CheckJob, SixSendersAtOnceLoseDoubleAndTearNothing) {
     start(readySegment(0));
-    ASSERT_EQ(client.ask("lock"), "ok\n");
-    std::vector<std::future<std::string>> senders;
-    for (int job = 1; job <= 6; ++job) senders.push_back(startSender(dir, job));
-    std::this_thread::sleep_for(milliseconds(300));
-    ASSERT_EQ(client.ask("unlock"), "ok\n");
+    std::vector<std::future<std::string>> senders = startAtOnce({1, 2, 3, 4, 5, 6});
     client.tell("drain");
     for (std::future<std::string>& sender : senders) EXPECT_EQ(sender.get(), sent);
     client.tell("");
@@ -188,8 +193,7 @@ TEST_F(CheckJob, SixSendersAtOnceLoseDoubleAndTearNothing) {
 
 TEST_F(CheckJob, SixSendersAtOnceFillSixSlotsOfAClientThatSleeps) {
     start(readySegment(0));
-    std::vector<std::future<std::string>> senders;
-    for (int job = 1; job <= 6; ++job) senders.push_back(startSender(dir, job));
+    std::vector<std::future<std::string>> senders = startAtOnce({1, 2, 3, 4, 5, 6});
     for (std::future<std::string>& sender : senders) EXPECT_EQ(sender.get(), sent);
     const std::string after = client.save();
     std::string jobs = after.substr(7435, 6);
@@ -217,15 +221,12 @@ TEST_F(CheckJob, KilledHolderOfTheLockDoesNotStopLaterSenders) {
 TEST_F(CheckJob, SenderWaitsTwoSecondsWithoutTheLock) {
     start(readySegment(0));
     const auto begin = Clock::now();
-    std::future<std::string> first = startSender(dir, 1);
-    std::future<std::string> second = startSender(dir, 2);
+    std::vector<std::future<std::string>> senders = startAtOnce({1, 2});
     ASSERT_TRUE(waitForMessages(client, 2));
     EXPECT_EQ(client.ask("lock"), "ok\n");
-    EXPECT_FALSE(hasEnded(first));
-    EXPECT_FALSE(hasEnded(second));
+    for (const std::future<std::string>& sender : senders) EXPECT_FALSE(hasEnded(sender));
     EXPECT_EQ(client.ask("unlock"), "ok\n");
-    EXPECT_EQ(first.get(), sent);
-    EXPECT_EQ(second.get(), sent);
+    for (std::future<std::string>& sender : senders) EXPECT_EQ(sender.get(), sent);
     EXPECT_GE(Clock::now() - begin, milliseconds(2000));
 }
 
