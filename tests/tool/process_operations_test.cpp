@@ -1,0 +1,95 @@
+// What the tool asks of the file system, counted by a preloaded library: over a network each call is a wait.
+#include "tests/support/ToolTest.h"
+
+#include <filesystem>
+#include <map>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Counts = std::map<std::string, long>;
+
+class OperationsTest : public ToolTest {
+protected:
+    // Frames 1 .. count of one kind.
+    void writeFrames(int count, const SamplePart& part = SamplePart()) {
+        for (int i = 1; i <= count; ++i) frame("beauty." + std::to_string(i) + ".exr", part);
+    }
+
+    Counts countsOfRun(const std::vector<std::string>& options = {}) const {
+        const TempDir logs;
+        std::vector<std::string> arguments{dir.file("beauty.1.exr")};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        ProcessOptions preloaded;
+        preloaded.environment = {"LD_PRELOAD=" KX_SLOW_FILE_CALLS, "KX_CALL_COUNTS=" + logs.file("counts"),
+                                 "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0"};
+        const ProcessResult result = tool(arguments, preloaded);
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        std::istringstream lines(readFileBytes(logs.file("counts")));
+        Counts counts;
+        std::string call;
+        while (lines >> call) lines >> counts[call];
+        return counts;
+    }
+
+    // What `more` further frames like the first two add to a run.
+    Counts countsOfFurtherFrames(int more, const SamplePart& part = SamplePart()) {
+        writeFrames(2, part);
+        const Counts few = countsOfRun();
+        writeFrames(2 + more, part);
+        Counts added = countsOfRun();
+        for (auto& [call, count] : added) count -= few.at(call);
+        return added;
+    }
+};
+
+Counts onceEach(long frames) {
+    return {{"opendir", 0}, {"open", frames}, {"stat", frames}, {"read", frames}, {"close", frames}};
+}
+
+// 1000 channels: a header of some 25 KiB.
+SamplePart partWithLongHeader() {
+    std::vector<std::string> names;
+    for (int i = 0; i < 1000; ++i) names.push_back("layer" + std::to_string(i) + ".R");
+    return samplePartOf(names);
+}
+
+TEST_F(OperationsTest, OneOpenReadCloseAndStatPerFrame) {
+    EXPECT_EQ(countsOfFurtherFrames(50), onceEach(50));
+}
+
+TEST_F(OperationsTest, TiledFrameTakesNoMore) {
+    SamplePart part;
+    part.tiled = true;
+    EXPECT_EQ(countsOfFurtherFrames(50, part), onceEach(50));
+}
+
+TEST_F(OperationsTest, HeaderBeyondTheFirstReadTakesMoreReadsOnly) {
+    Counts added = countsOfFurtherFrames(10, partWithLongHeader());
+    EXPECT_GT(added["read"], 10);
+    added["read"] = 10;
+    EXPECT_EQ(added, onceEach(10));
+}
+
+TEST_F(OperationsTest, MissingFramesTakeNothing) {
+    frames({"beauty.1.exr", "beauty.2.exr"});
+    const Counts without = countsOfRun();
+    fs::rename(dir.file("beauty.2.exr"), dir.file("beauty.200.exr"));
+    EXPECT_EQ(countsOfRun(), without);
+}
+
+TEST_F(OperationsTest, FilesOfOtherSequencesTakeNothing) {
+    frames({"beauty.1.exr"});
+    const Counts alone = countsOfRun();
+    frames({"diffuse.1.exr", "diffuse.2.exr", "beauty.2.tif"});
+    EXPECT_EQ(countsOfRun(), alone);
+}
+
+TEST_F(OperationsTest, DirectoryIsOpenedToTestItAndToListIt) {
+    frames({"beauty.1.exr"});
+    EXPECT_EQ(countsOfRun().at("opendir"), 2);
+}
+
+}  // namespace
