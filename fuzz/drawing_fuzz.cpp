@@ -1,0 +1,116 @@
+// Every call that draws, scales or corrects, on images of random sizes, at random positions.
+#include "fuzz/FuzzInput.h"
+#include "image/KX_image.h"
+
+namespace {
+
+constexpr unsigned capacity = 4096;
+
+// Sizes within the capacity mostly, and nonsense set past the setters as by a damaged file.
+void resize(kxP::_imgRGBABuffer_all& image, FuzzInput& input) {
+    const auto kind = input.take<uint8_t>();
+    const int width = input.takeCoordinate();
+    const int height = input.takeCoordinate();
+    if (kind < 230) {
+        image.setWidth(kind < 180 ? width & 63 : width);
+        image.setHeight(kind < 180 ? height & 63 : height);
+    } else {
+        image.width = width;
+        image.height = height;
+        image.pixelCount = input.take<uint32_t>();
+    }
+}
+
+struct Images {
+    kxP::_imgRGBABuffer8 a{capacity};
+    kxP::_imgRGBABuffer8 b{capacity};
+    kxP::_imgRGBABufferf f{capacity};
+};
+
+_Rgba8 takeColour(FuzzInput& input) {
+    return input.take<_Rgba8>();
+}
+
+using Call = void (*)(Images&, FuzzInput&);
+
+constexpr Call calls[] = {
+    [](Images& images, FuzzInput& input) { resize(images.a, input); },
+    [](Images& images, FuzzInput& input) { resize(images.b, input); },
+    [](Images& images, FuzzInput& input) { resize(images.f, input); },
+    [](Images& images, FuzzInput& input) {
+        const int x0 = input.takeCoordinate(), y0 = input.takeCoordinate(), x1 = input.takeCoordinate();
+        kximgRGBABuffer8_DrawLine(images.a, takeColour(input), x0, y0, x1, input.takeCoordinate());
+    },
+    [](Images& images, FuzzInput& input) {
+        const auto x0 = input.take<float>(), y0 = input.take<float>(), x1 = input.take<float>();
+        kximgRGBABuffer8_DrawLineAA(images.a, takeColour(input), x0, y0, x1, input.take<float>());
+    },
+    [](Images& images, FuzzInput& input) {
+        const auto x0 = static_cast<float>(input.takeCoordinate()) / 4,
+                   y0 = static_cast<float>(input.takeCoordinate()) / 4;
+        const auto x1 = static_cast<float>(input.takeCoordinate()) / 4;
+        kximgRGBABuffer8_DrawLineAA(images.a, takeColour(input), x0, y0, x1,
+                                    static_cast<float>(input.takeCoordinate()));
+    },
+    [](Images& images, FuzzInput& input) {
+        const int x = input.takeCoordinate(), y = input.takeCoordinate();
+        const auto w = static_cast<unsigned>(input.takeCoordinate());
+        kximgRGBABuffer8_fillRect(images.a, takeColour(input), x, y, w,
+                                  static_cast<unsigned>(input.takeCoordinate()));
+    },
+    [](Images& images, FuzzInput& input) {
+        const int x = input.takeCoordinate(), y = input.takeCoordinate();
+        kximgRGBABuffer8_drawImage(images.a, input.takeBit() ? images.b : images.a, x, y, input.take<int8_t>());
+    },
+    [](Images& images, FuzzInput& input) {
+        const int w = input.takeCoordinate();
+        kximgRGBABuffer8_Scale16(images.b, images.a, w, input.takeCoordinate(), false);
+    },
+    [](Images& images, FuzzInput& input) {
+        const int w = input.takeCoordinate();
+        kximgRGBABuffer8_Scale16_noProportions(images.b, images.a, w, input.takeCoordinate());
+    },
+    [](Images& images, FuzzInput& input) {
+        const int w = input.takeCoordinate();
+        kximgRGBABuffer8_Scale9(images.b, images.a, w, input.takeCoordinate(), true);
+    },
+    [](Images& images, FuzzInput& input) {
+        const int w = input.takeCoordinate();
+        kximgRGBABuffer8_Scale4(images.b, images.a, w, input.takeCoordinate(), true);
+    },
+    [](Images& images, FuzzInput& input) {
+        const int w = input.takeCoordinate();
+        kximgRGBABuffer8_Scale4(images.f, images.a, w, input.takeCoordinate(), true);
+    },
+    [](Images& images, FuzzInput& input) {
+        const auto sx = input.take<float>(), sy = input.take<float>();
+        const int x = input.takeCoordinate(), y = input.takeCoordinate();
+        kximgRGBABuffer8_Scale9(images.b, images.a, sx, sy, x, y, input.takeBit());
+    },
+    [](Images& images, FuzzInput& input) {
+        const auto sx = static_cast<float>(input.take<uint8_t>()) / 64,
+                   sy = static_cast<float>(input.take<uint8_t>()) / 64;
+        const int x = input.takeCoordinate(), y = input.takeCoordinate();
+        kximgRGBABuffer8_Scale9(images.b, images.a, sx, sy, x, y, input.takeBit());
+    },
+    [](Images& images, FuzzInput&) { kximgRGBABuffer8_doGamma22(images.a); },
+    [](Images& images, FuzzInput&) { kximgRGBABuffer8_undoGamma22(images.a); },
+    [](Images& images, FuzzInput&) { kximgRGBABufferf_doGamma22(images.f); },
+    [](Images& images, FuzzInput& input) {
+        const int index = input.takeCoordinate();
+        const auto r = input.take<float>(), g = input.take<float>(), b = input.take<float>();
+        images.f.write(index, _Rgbaf{r, g, b, input.take<float>()});
+    },
+    [](Images& images, FuzzInput&) { images.a.copyTo(images.b, true); },
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+    constexpr int mostCalls = 32;
+    FuzzInput input(bytes, size);
+    Images images;
+    for (int i = 0; i < mostCalls && !input.empty(); ++i)
+        calls[input.take<uint8_t>() % std::size(calls)](images, input);
+    return 0;
+}

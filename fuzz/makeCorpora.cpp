@@ -1,0 +1,141 @@
+// Writes the inputs that fuzzing starts from: makeCorpora <directory>. There is one folder for each target.
+#include "examples/SampleFrames.h"
+#include "image/KX_DataTypes_image.h"
+
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A folder of numbered inputs.
+class Corpus {
+public:
+    explicit Corpus(const fs::path& directory) : directory_(directory) { fs::create_directories(directory); }
+
+    fs::path next() { return directory_ / std::to_string(count_++); }
+
+    void add(const std::string& bytes) {
+        std::ofstream file(next(), std::ios::binary);
+        file.exceptions(std::ios::failbit | std::ios::badbit);
+        file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    }
+
+private:
+    fs::path directory_;
+    int count_ = 0;
+};
+
+std::string bytesOf(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+template <class Number>
+std::string bytesOf(Number number) {
+    return {reinterpret_cast<const char*>(&number), sizeof number};
+}
+
+SamplePart smallPart() {
+    SamplePart part;
+    part.displayWindow = part.dataWindow = {{0, 0}, {3, 3}};
+    return part;
+}
+
+void writeFrames(Corpus corpus) {
+    for (int compression = 0; compression < Imf::NUM_COMPRESSION_METHODS; ++compression) {
+        SamplePart part = smallPart();
+        part.compression = static_cast<Imf::Compression>(compression);
+        writeSampleFile(corpus.next().string(), {part});
+    }
+    SamplePart layers = smallPart();
+    layers.channels = {{"a.G"}, {"a.R", Imf::FLOAT}, {"b.red"}, {"c", Imf::UINT}};
+    layers.dataWindow = {{1, 1}, {2, 2}};
+    SamplePart tiled = smallPart();
+    tiled.tiled = true;
+    SamplePart deep = smallPart();
+    deep.deep = true;
+    deep.compression = Imf::ZIPS_COMPRESSION;
+    SamplePart deepTiled = deep;
+    deepTiled.tiled = true;
+    for (const SamplePart& part : {layers, tiled, deep, deepTiled}) writeSampleFile(corpus.next().string(), {part});
+    writeSampleFile(corpus.next().string(), {smallPart(), layers});
+    writeSampleFile(corpus.next().string(), {deep, tiled, layers, deepTiled});
+}
+
+void writeSequences(Corpus corpus) {
+    corpus.add("shot.0001.exr\n-1 -1 1 0 0\n\nshot.0001.exr\nshot.0002.exr\nshot.0005.exr\nother.1.exr\n");
+    corpus.add("shot.####.exr\n1 10 2 0 3\n\nSHOT.0001.EXR\nshot.01.exr\nshot.3.exr\nshot.-3.exr\n");
+    corpus.add("shot*.exr\n-1 -1 1 0 1\n1-10, 15,20-22\nshot.0001.exr\nshot_0015.exr\nshot22.exr\n");
+    corpus.add("a_tile03_.0042.exr\n-1 -1 1 0 0\n\na_tile00_.0042.exr\na_tile01_.0042.exr\na_tile29_.0043.exr\n");
+    corpus.add("a_tile03_0042.exr\n-1 -1 1 0 2\n\na_tile03_0042.exr\na_tile04_0044.exr\n");
+    corpus.add("comp.exr\n-1 -1 1 0 2\n\ncomp.exr\n");
+    corpus.add(
+        "s.9.exr\n-2147483648 2147483647 3 1 "
+        "0\n-5,3-,-\ns.9223372036854775807.exr\ns.-9223372036854775808.exr\ns.0.exr\n");
+    corpus.add("*\n-1 -1 1 0 3\n\n1\n2\n3000000\n\xe9.1\n");
+}
+
+// The record's bytes, and the stream that the file is.
+void writeCacheFiles(Corpus corpus, const fs::path& scratch) {
+    kxCHK::_SingleImageFile file;
+    file.data.infoText = "Blade 7";
+    file.image.setWidth(40);
+    file.image.setHeight(30);
+    file.image.formatText = QStringLiteral("OpenEXR Float");
+    for (int i = 0; i < 1200; ++i) file.image.write(i, _Rgba8{static_cast<unsigned char>(i), 20, 30, 255});
+    const std::string fileName = scratch.string();
+    if (!file.saveToFile(QString::fromLatin1(fileName.c_str())).isEmpty()) throw std::runtime_error(fileName);
+    corpus.add(std::string(1, '\0') + bytesOf(scratch));
+    corpus.add("\1" + std::string(reinterpret_cast<const char*>(&file), sizeof file));
+    file.data.recordId = 3586;
+    file.image.width = 2000000000;
+    corpus.add("\1" + std::string(reinterpret_cast<const char*>(&file), sizeof file));
+    fs::remove(scratch);
+}
+
+// Every call once, on small images.
+void writeDrawings(Corpus corpus) {
+    const std::string sizes{"\0\0\x28\0\x1e\1\0\0\x14\0\x0a\2\0\0\x14\0\x0a", 18};
+    for (int call = 0; call < 32; ++call) {
+        std::string bytes = sizes + static_cast<char>(call);
+        for (int i = 0; i < 24; ++i) bytes += static_cast<char>(i % 2 ? 3 + 7 * i : 0);
+        corpus.add(bytes);
+    }
+}
+
+void writeSegments(Corpus corpus) {
+    for (const int count : {0, 1, 29, 30, 255}) {
+        corpus.add(bytesOf(257) + bytesOf(std::uint16_t{0}) + bytesOf(517u) + bytesOf(0x10c05u) +
+                   bytesOf(static_cast<unsigned char>(count)) + "filling");
+    }
+    corpus.add(bytesOf(1) + bytesOf(std::uint16_t{1}) + bytesOf(517u));
+    corpus.add(bytesOf(1) + bytesOf(std::uint16_t{0}) + bytesOf(517u) + bytesOf(0x0c05u));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fputs("Usage: makeCorpora <directory>\n", stderr);
+        return 1;
+    }
+    try {
+        const fs::path root = argv[1];
+        writeFrames(Corpus(root / "exrCheck"));
+        writeSequences(Corpus(root / "sequence"));
+        writeCacheFiles(Corpus(root / "cacheFile"), root / "scratch");
+        writeDrawings(Corpus(root / "drawing"));
+        writeSegments(Corpus(root / "checkJob"));
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "Unable to write the corpora: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}
