@@ -488,7 +488,10 @@ void upgrade(_SingleImageFile& file) {
 
 }  // namespace
 
-_SingleImageFile::_SingleImageFile() : reserved_{}, fileFlags(0), reserved2_{}, image(thumbnailCapacity) {}
+_SingleImageFile::_SingleImageFile() : reserved_{}, fileFlags(0), reserved2_{}, image(thumbnailCapacity) {
+    // The record leaves it unset; a file must not carry stray memory.
+    std::memset(data.histogram, 0, sizeof data.histogram);
+}
 
 QString _SingleImageFile::saveToFile(QString const& fileName) {
     encodePredictionFilter(&image);
