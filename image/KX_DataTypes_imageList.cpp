@@ -674,7 +674,7 @@ void _kxViewSequence::QSort_ImageDiff_des(int lo, int hi) {
 
 void _kxViewSequence::sort(_SortIDs id, const bool& descending) {
     using Sort = void (_kxViewSequence::*)(int, int);
-    constexpr Sort sorts[][2] = {
+    static constexpr Sort sorts[][2] = {
         {&_kxViewSequence::QSort_Machine, &_kxViewSequence::QSort_Machine_des},
         {&_kxViewSequence::QSort_Date, &_kxViewSequence::QSort_Date_des},
         {&_kxViewSequence::QSort_Size, &_kxViewSequence::QSort_Size_des},
