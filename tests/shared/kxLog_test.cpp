@@ -59,6 +59,18 @@ TEST(KXlog, OtherOperationsDoNothing) {
     EXPECT_EQ(recording.logFile.stream, nullptr);
 }
 
+TEST(KXlog, IsDestroyedThroughTheBase) {
+    struct CountingLog : __KXlog {
+        explicit CountingLog(int& destroyed) : destroyed_(destroyed) {}
+        ~CountingLog() override { ++destroyed_; }
+        int& destroyed_;
+    };
+    int destroyed = 0;
+    const __KXlog* log = new CountingLog(destroyed);
+    delete log;
+    EXPECT_EQ(destroyed, 1);
+}
+
 TEST(KXLogfile, FlushWritesWhatIsBuffered) {
     const TempDir dir;
     RecordingLog log;

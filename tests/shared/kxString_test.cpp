@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <random>
 #include <string>
 
@@ -70,6 +71,13 @@ TEST(KxString8, LiesInMemoryAsLengthTextAndZeros) {
     EXPECT_EQ(memoryOf(_kxString8_allSize<3>("abc")), lengthBytes(3) + std::string("abc\0", 4));
 }
 
+TEST(KxString8, LeavesNoByteOfItsMemoryUnset) {
+    using Odd = _kxString8_allSize<4>;  // text and terminator are five bytes
+    alignas(Odd) unsigned char memory[sizeof(Odd)];
+    std::memset(memory, 0xA5, sizeof memory);
+    EXPECT_EQ(memoryOf(*new (memory) Odd("abcd")), lengthBytes(4) + std::string("abcd\0\0", 6));
+}
+
 TEST(KxString8, CutsWhatDoesNotFit) {
     const struct {
         const char* given;
@@ -83,6 +91,7 @@ TEST(KxString8, CutsWhatDoesNotFit) {
         for (const Stored<Text8>* stored : {&fromChars, &fromText}) {
             EXPECT_STREQ(stored->text.data(), c.kept);
             EXPECT_EQ(stored->text.length(), static_cast<int>(std::strlen(c.kept)));
+            EXPECT_EQ(stored->text.isEmpty(), *c.kept == '\0');
             EXPECT_TRUE(stored->text.isIntact());
             EXPECT_TRUE(stored->guardIsWhole());
         }

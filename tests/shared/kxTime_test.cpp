@@ -53,9 +53,11 @@ TEST(KxTime, KeepsEveryNanosecond) {
 
 TEST(KxTime, ComparesByValue) {
     EXPECT_TRUE(_kxTime(5) == _kxTime(5));
-    EXPECT_FALSE(_kxTime(5) == _kxTime(6));
-    EXPECT_TRUE(_kxTime(5) != _kxTime(6));
     EXPECT_FALSE(_kxTime(5) != _kxTime(5));
+    for (const _kxTime& other : {_kxTime(4), _kxTime(6)}) {
+        EXPECT_FALSE(_kxTime(5) == other);
+        EXPECT_TRUE(_kxTime(5) != other);
+    }
     EXPECT_TRUE(_kxTime(5) < _kxTime(6));
     EXPECT_FALSE(_kxTime(5) < _kxTime(5));
     EXPECT_FALSE(_kxTime(6) < _kxTime(5));
