@@ -31,8 +31,9 @@ ProcessOptions preloadedWith(const std::vector<Fault>& faults, const std::string
         rules << f.call << ' ' << f.name << ' ' << f.fault << ' ' << f.skip << ' ' << f.times << ';';
     }
     ProcessOptions options;
-    options.environment = {"LD_PRELOAD=" KX_FAULTY_CALLS, rules.str(), "KX_FAULT_DIRECTORY=" + directory,
-                           "KX_FAULT_LOG=" + logPath, sanitizerOptions("verify_asan_link_order=0")};
+    options.preload = KX_FAULTY_CALLS;
+    options.environment = {rules.str(), "KX_FAULT_DIRECTORY=" + directory, "KX_FAULT_LOG=" + logPath,
+                           sanitizerOptions("verify_asan_link_order=0")};
     return options;
 }
 

@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <thread>
 
 namespace {
@@ -45,10 +46,19 @@ int waitFor(pid_t child, int secondsToLive) {
     return status;
 }
 
+// The loader takes a blank in LD_PRELOAD for the end of a name: it gets a link without one.
+void preload(const std::string& library, const std::string& link, std::vector<std::string>& environment) {
+    if (library.empty()) return;
+    std::filesystem::create_symlink(library, link);
+    environment.push_back("LD_PRELOAD=" + link);
+}
+
 }  // namespace
 
-ProcessResult runProcess(const std::vector<std::string>& arguments, const ProcessOptions& options) {
+ProcessResult runProcess(const std::vector<std::string>& arguments, const ProcessOptions& givenOptions) {
     const TempDir capture;
+    ProcessOptions options = givenOptions;
+    preload(options.preload, capture.file("preload.so"), options.environment);
     const int outFd = openForWriting(capture.file("out"));
     const int errFd = openForWriting(capture.file("err"));
     const pid_t child = fork();

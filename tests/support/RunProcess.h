@@ -14,6 +14,7 @@ struct ProcessResult {
 struct ProcessOptions {
     std::string workingDirectory;          // empty: the test's own
     std::vector<std::string> environment;  // "NAME=value", added to the test's own
+    std::string preload;                   // a library to load before all others
     int stdoutFd = -1;                     // takes the place of the captured standard output
     unsigned userId = 0;                   // not 0: run as this user (needs root)
     int secondsToLive = 120;               // then it is killed (signal 9)

@@ -23,7 +23,8 @@ protected:
         std::vector<std::string> arguments{dir.file("beauty.1.exr")};
         arguments.insert(arguments.end(), options.begin(), options.end());
         ProcessOptions preloaded;
-        preloaded.environment = {"LD_PRELOAD=" KX_SLOW_FILE_CALLS, "KX_CALL_COUNTS=" + logs.file("counts"),
+        preloaded.preload = KX_SLOW_FILE_CALLS;
+        preloaded.environment = {"KX_CALL_COUNTS=" + logs.file("counts"),
                                  "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0"};
         const ProcessResult result = tool(arguments, preloaded);
         EXPECT_EQ(result.exitCode, 0) << result.err;
