@@ -597,17 +597,30 @@ struct Slots {
     void swap(int a, int b) { std::swap(images[a], images[b]); }
 };
 
+// Keys by value where the record packs them tighter than a reference may point.
+const _kxString8_allSize<50>& machineOf(const _SingleImageView& slot) {
+    return slot.infoText;
+}
+_kxTime dateOf(const _SingleImageView& slot) {
+    return slot.fileTime;
+}
+long long sizeOf(const _SingleImageView& slot) {
+    return slot.fileSize;
+}
+float imageDiffOf(const _SingleImageView& slot) {
+    return slot.analyseValue1;
+}
+
 // Positions of sortOrder, by a key of the slot and then by its frame number.
-template <class KeyOf>
+template <auto keyOf>
 struct Positions {
     const _SingleImageView* images;
     unsigned* sortOrder;
-    KeyOf keyOf;
     Direction keyDirection;
     Direction frameDirection;
 
     struct Pivot {
-        std::decay_t<std::invoke_result_t<KeyOf, const _SingleImageView&>> key;
+        std::decay_t<decltype(keyOf(*images))> key;
         int frame;  // 32 bits, as in every program of the farm that shows the list
     };
 
@@ -624,19 +637,10 @@ struct Positions {
     void swap(int a, int b) { std::swap(sortOrder[a], sortOrder[b]); }
 };
 
-template <class KeyOf>
-void sortPositions(_kxViewSequence& sequence, int lo, int hi, KeyOf keyOf, Direction keyDirection,
-                   Direction frameDirection) {
-    quicksort(Positions<KeyOf>{sequence.images, sequence.sortOrder, keyOf, keyDirection, frameDirection}, lo, hi);
+template <auto keyOf>
+void sortPositions(_kxViewSequence& sequence, int lo, int hi, Direction keyDirection, Direction frameDirection) {
+    quicksort(Positions<keyOf>{sequence.images, sequence.sortOrder, keyDirection, frameDirection}, lo, hi);
 }
-
-// Keys by value where the record packs them tighter than a reference may point.
-const auto machineOf = [](const _SingleImageView& slot) -> const auto& {
-    return slot.infoText;
-};
-const auto dateOf = [](const _SingleImageView& slot) { return slot.fileTime; };
-const auto sizeOf = [](const _SingleImageView& slot) { return slot.fileSize; };
-const auto imageDiffOf = [](const _SingleImageView& slot) { return slot.analyseValue1; };
 
 constexpr Direction up = Direction::ascending;
 constexpr Direction down = Direction::descending;
@@ -648,41 +652,45 @@ void _kxViewSequence::QSort_files(int lo, int hi) {
 }
 
 void _kxViewSequence::QSort_Machine(int lo, int hi) {
-    sortPositions(*this, lo, hi, machineOf, up, up);
+    sortPositions<machineOf>(*this, lo, hi, up, up);
 }
 void _kxViewSequence::QSort_Machine_des(int lo, int hi) {
-    sortPositions(*this, lo, hi, machineOf, down, down);
+    sortPositions<machineOf>(*this, lo, hi, down, down);
 }
 void _kxViewSequence::QSort_Date(int lo, int hi) {
-    sortPositions(*this, lo, hi, dateOf, down, up);
+    sortPositions<dateOf>(*this, lo, hi, down, up);
 }
 void _kxViewSequence::QSort_Date_des(int lo, int hi) {
-    sortPositions(*this, lo, hi, dateOf, down, down);
+    sortPositions<dateOf>(*this, lo, hi, down, down);
 }
 void _kxViewSequence::QSort_Size(int lo, int hi) {
-    sortPositions(*this, lo, hi, sizeOf, up, up);
+    sortPositions<sizeOf>(*this, lo, hi, up, up);
 }
 void _kxViewSequence::QSort_Size_des(int lo, int hi) {
-    sortPositions(*this, lo, hi, sizeOf, down, down);
+    sortPositions<sizeOf>(*this, lo, hi, down, down);
 }
 void _kxViewSequence::QSort_ImageDiff(int lo, int hi) {
-    sortPositions(*this, lo, hi, imageDiffOf, up, up);
+    sortPositions<imageDiffOf>(*this, lo, hi, up, up);
 }
 void _kxViewSequence::QSort_ImageDiff_des(int lo, int hi) {
-    sortPositions(*this, lo, hi, imageDiffOf, down, down);
+    sortPositions<imageDiffOf>(*this, lo, hi, down, down);
 }
 
 void _kxViewSequence::sort(_SortIDs id, const bool& descending) {
-    using Sort = void (_kxViewSequence::*)(int, int);
-    static constexpr Sort sorts[][2] = {
-        {&_kxViewSequence::QSort_Machine, &_kxViewSequence::QSort_Machine_des},
-        {&_kxViewSequence::QSort_Date, &_kxViewSequence::QSort_Date_des},
-        {&_kxViewSequence::QSort_Size, &_kxViewSequence::QSort_Size_des},
-        {&_kxViewSequence::QSort_ImageDiff, &_kxViewSequence::QSort_ImageDiff_des},
-    };
     sortID = id;
     std::iota(std::begin(sortOrder), descending ? sortOrder + imageCount : std::end(sortOrder), 0U);
     if (descending) std::reverse(sortOrder, sortOrder + imageCount);
-    if (sortID < sortMachine || sortID > sortImageDiff) return;
-    (this->*sorts[sortID - sortMachine][descending ? 1 : 0])(0, imageCount - 1);
+    const int last = imageCount - 1;
+    switch (id) {
+        case sortMachine:
+            return descending ? QSort_Machine_des(0, last) : QSort_Machine(0, last);
+        case sortDate:
+            return descending ? QSort_Date_des(0, last) : QSort_Date(0, last);
+        case sortSize:
+            return descending ? QSort_Size_des(0, last) : QSort_Size(0, last);
+        case sortImageDiff:
+            return descending ? QSort_ImageDiff_des(0, last) : QSort_ImageDiff(0, last);
+        default:
+            return;
+    }
 }

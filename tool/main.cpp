@@ -454,8 +454,8 @@ void printUsage() {
         "",
         "  -seq <start> <end> <step> <offset>: restrict sequence",
         "  -del: delete files that do no match your choices ",
-        "  -requireMultiLayer: Exr files require to have multiple layers (1 main RGBA+ more "
-        "channels/elements/aovs) ",
+        ("  -requireMultiLayer: Exr files require to have multiple layers (1 main RGBA+ more "
+         "channels/elements/aovs) "),
         "  -requireMultipart:  Exr files require to have multiple parts (Exr 2.0 feature) ",
         "  -noMultipart:  Exr files should not contain multiple parts (Exr 2.0 feature) ",
         "  -showChannel: prints all channel names, grouped into exr parts",
