@@ -72,7 +72,7 @@ void readEntries(const Visit& visit) {
 void BM_bareReaddir(benchmark::State& state) {
     directoryPath();
     int entries = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         entries = 0;
         readEntries([&](int, const dirent*) { ++entries; });
     }
@@ -83,7 +83,7 @@ BENCHMARK(BM_bareReaddir)->Unit(benchmark::kMillisecond)->UseRealTime();
 void BM_bareReaddirAndFstatatOfFrames(benchmark::State& state) {
     directoryPath();
     int frames = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         frames = 0;
         long long bytes = 0;
         readEntries([&](int directory, const dirent* entry) {
@@ -111,7 +111,7 @@ void listFrames(const Visit& visit) {
 void BM_listNames(benchmark::State& state) {
     directoryPath();
     int frames = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         frames = 0;
         listFrames([&](kxDirListing& listing) {
             benchmark::DoNotOptimize(listing.fileName());
@@ -125,7 +125,7 @@ BENCHMARK(BM_listNames)->Unit(benchmark::kMillisecond)->UseRealTime();
 void BM_listNamesSizesAndTimes(benchmark::State& state) {
     directoryPath();
     int frames = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         frames = 0;
         listFrames([&](kxDirListing& listing) {
             benchmark::DoNotOptimize(listing.fileName());
@@ -140,7 +140,7 @@ BENCHMARK(BM_listNamesSizesAndTimes)->Unit(benchmark::kMillisecond)->UseRealTime
 void BM_listUnfiltered(benchmark::State& state) {
     directoryPath();
     int entries = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         entries = 0;
         kxDirListing listing;
         listing.init(QString::fromLatin1(directoryPath().c_str()) + QLatin1Char('*'), false, true, false, false);

@@ -54,7 +54,7 @@ _kxTime modificationTime(const struct stat& status) {
         fraction -= 1000000000;
     }
     long long nanoseconds = 0;
-    if (__builtin_mul_overflow(seconds, 1000000000ll, &nanoseconds) ||
+    if (__builtin_mul_overflow(seconds, 1000000000LL, &nanoseconds) ||
         __builtin_add_overflow(nanoseconds, fraction, &nanoseconds)) {
         using Limits = std::numeric_limits<long long>;
         return _kxTime(beforeEpoch ? Limits::min() : Limits::max());

@@ -332,8 +332,8 @@ TEST(KxFileExists, ExtremeTimesAreHeldInRange) {
                               {-9223372037, 0},
                               {-9223372037, 145224192},
                               {-9223372038, 5},
-                              {1ll << 60, 0},
-                              {-(1ll << 60), 0}};
+                              {1LL << 60, 0},
+                              {-(1LL << 60), 0}};
     for (const timespec& wanted : times) {
         setModificationTime(path, wanted);
         _kxTime time;

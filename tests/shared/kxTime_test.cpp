@@ -46,7 +46,7 @@ TEST(KxTime, DefaultIsTheEpoch) {
 }
 
 TEST(KxTime, KeepsEveryNanosecond) {
-    for (const long long value : {lowest, lowest + 1, -1ll, 0ll, 1ll, 1700000000123456789ll, highest}) {
+    for (const long long value : {lowest, lowest + 1, -1LL, 0LL, 1LL, 1700000000123456789LL, highest}) {
         EXPECT_EQ(_kxTime(value).nanoseconds(), value);
     }
 }
