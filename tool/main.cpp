@@ -218,25 +218,27 @@ ExrSummary readHeaders(const QString& file, bool withChannelText) {
 QString dataWindowText(const ExrSummary& summary) {
     const Imath::Box2i& corners = summary.lastDataWindow;
     return QStringLiteral("(data: [%1;%2]-[%3;%4] %5x%6) ")
-        .arg(corners.min.x)
-        .arg(corners.min.y)
-        .arg(corners.max.x)
-        .arg(corners.max.y)
-        .arg(widthOf(summary.dataWindow))
-        .arg(heightOf(summary.dataWindow));
+        .arg(QString::number(corners.min.x), QString::number(corners.min.y), QString::number(corners.max.x),
+             QString::number(corners.max.y), QString::number(widthOf(summary.dataWindow)),
+             QString::number(heightOf(summary.dataWindow)));
 }
 
+// Lines of at most this many characters are built in one piece of memory.
+constexpr int usualLineSize = 160;
+
 QString summaryLine(const ExrSummary& summary) {
-    QString line = QStringLiteral("imagesize: %1x%2 ")
-                       .arg(widthOf(summary.displayWindow))
-                       .arg(heightOf(summary.displayWindow));
+    QString line;
+    line.reserve(usualLineSize);
+    line +=
+        QStringLiteral("  imagesize: %1x%2 ")
+            .arg(QString::number(widthOf(summary.displayWindow)), QString::number(heightOf(summary.displayWindow)));
     if (summary.cropped()) line += dataWindowText(summary);
     line += summary.tiled ? QStringLiteral("tiled    ") : QStringLiteral("scanline ");
     line += QLatin1String(compressionText(summary.compression));
     line += QStringLiteral("  ");
     if (summary.cropped()) line += QStringLiteral("  cropped");
     if (summary.deep) line += QStringLiteral("  deep");
-    line += QStringLiteral("  %1 channels ").arg(summary.totalChannels);
+    line += QStringLiteral("  %1 channels ").arg(QString::number(summary.totalChannels));
     if (summary.partCount != 1) line += QStringLiteral("  %1 parts").arg(summary.partCount);
     return line;
 }
@@ -259,7 +261,7 @@ void testExr(const QString& file, const bool& requireMultiLayer, const bool& req
         return;
     }
     const bool fail = failsModes(summary, requireMultiLayer, requireMultipart, noMultipart);
-    QString line = QStringLiteral("  ") + summaryLine(summary);
+    QString line = summaryLine(summary);
     if (fail) line += QStringLiteral("   => DELETE");
     if (fail && !del) line += QStringLiteral(" (delete disabled)");
     if (showChannel) line += QStringLiteral("  ") + summary.channelText;
