@@ -16,7 +16,7 @@
 namespace {
 
 // docs/performance.md holds the measurement that chose the level.
-constexpr int compressionLevel = 6;
+constexpr int compressionLevel = 4;
 constexpr size_t chunkSize = 32768;
 
 struct Area {

@@ -9,9 +9,12 @@ PlainHistogram plainHistogram(const PlainImage& image) {
     PlainHistogram bins{};
     const int count = image.width * image.height;
     if (count == 0) return bins;
-    for (int i = 0; i < count * 4; ++i) {
-        const unsigned char value = image.bytes[i];
-        bins[static_cast<size_t>(i % 4)][value / 8]++;
+    for (int i = 0; i < count; ++i) {
+        const unsigned char* rgba = image.bytes + 4 * static_cast<size_t>(i);
+        ++bins[0][rgba[0] >> 3];
+        ++bins[1][rgba[1] >> 3];
+        ++bins[2][rgba[2] >> 3];
+        ++bins[3][rgba[3] >> 3];
     }
     float factor = 1000000.0F / static_cast<float>(count);
     if (factor < 0.01F) factor = 0.01F;
