@@ -84,7 +84,7 @@ void find(_kxViewSequence& sequence, const Options& options) {
 }
 
 void requireConsistent(const _kxViewSequence& sequence) {
-    require(sequence.isValid && sequence.imageCount >= 0 && sequence.imageCount < _kxViewSequence::slotCount);
+    require(sequence.isValid && sequence.imageCount >= 0 && sequence.imageCount <= _kxViewSequence::slotCount);
     require(sequence.fileCount == sequence.imageCount && sequence.seqStep >= 1);
     for (int i = 0; i < sequence.imageCount; ++i) {
         const kxCHK::_SingleImageView& view = sequence.images[i];

@@ -1,0 +1,220 @@
+// Damaged and hostile frames: each gives its one line within seconds and little memory, and goes only when it was
+// read and found failing.
+#include "tests/support/FaultTest.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+#include <set>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+// A run is given no more time than one file may take. The address sanitizer takes terabytes of address space for
+// itself, so that no limit can be set, and time to clear the gigabytes that damaged headers claim.
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool limitsMemory = false;
+constexpr int secondsPerRun = 100;
+constexpr size_t positionStep = 11;
+#else
+constexpr bool limitsMemory = true;
+constexpr int secondsPerRun = 5;
+constexpr size_t positionStep = 1;
+#endif
+
+// Bytes from one damaged position of a file to the next. $KX_ALL_POSITIONS takes them all under the sanitizer too.
+size_t nextPosition() {
+    return std::getenv("KX_ALL_POSITIONS") ? 1 : positionStep;
+}
+
+class HostileTest : public FaultTest {
+protected:
+    void SetUp() override {}
+
+    // Checks these contents as the frames 1000, 1001 ... of a sequence in which every readable frame fails, in runs
+    // of as many files as the time for one file is given.
+    void checkAll(const std::vector<std::string>& contents) {
+        constexpr size_t most = 100;
+        for (size_t start = 0; start < contents.size() && !HasFailure(); start += most) {
+            checkRun({contents.begin() + static_cast<long>(start),
+                      contents.begin() + static_cast<long>(std::min(start + most, contents.size()))});
+        }
+    }
+
+    void checkRun(const std::vector<std::string>& contents) {
+        for (size_t i = 0; i < contents.size(); ++i) bytes(nameOf(i), contents[i]);
+        // One more that is sound: whatever came before, the run goes on.
+        frame(nameOf(contents.size()));
+        expectOneLineEach(contents.size() + 1);
+        const std::string last = nameOf(contents.size());
+        EXPECT_FALSE(entryExists(dir.file(last)));
+        for (const std::string& name : dir.entries()) fs::remove(dir.file(name));
+    }
+
+    void expectOneLineEach(size_t count) {
+        const std::vector<std::string> lines = run(count);
+        ASSERT_EQ(lines.size(), count + 2) << "one line for the sequence, one for each frame, an empty one";
+        for (size_t i = 0; i < count; ++i) {
+            const std::string& line = lines[i + 1];
+            const std::string prefix = std::to_string(1000 + i) + ": ";
+            EXPECT_EQ(line.substr(0, prefix.size()), prefix);
+            const bool read = line.rfind(prefix + "  imagesize: ", 0) == 0;
+            EXPECT_TRUE(read || line == prefix + unreadable) << line;
+            EXPECT_EQ(read, line.find("   => DELETE") != std::string::npos) << line;
+            EXPECT_EQ(entryExists(dir.file(nameOf(i))), !read) << line;
+        }
+    }
+
+    // The lines after the banner of a run in which each readable frame fails.
+    std::vector<std::string> run(size_t count) {
+        const Names modes{"-requireMultiLayer", "-requireMultipart", "-noMultipart", "-showChannel", "-del"};
+        const std::string limits = limitsMemory ? "ulimit -v 1048576; " : "";
+        Names arguments{"/bin/bash", "-c", limits + "exec \"$@\"", "bash", toolPath(), dir.file(nameOf(0))};
+        arguments.insert(arguments.end(), modes.begin(), modes.end());
+        ProcessOptions options;
+        options.secondsToLive = secondsPerRun;
+        const ProcessResult result = runProcess(arguments, options);
+        EXPECT_EQ(result.exitCode, 0) << "signal " << result.signal << " with " << count << " files\n"
+                                      << result.err;
+        EXPECT_EQ(result.err, "");
+        std::istringstream text(result.out.substr(std::min(toolBanner.size(), result.out.size())));
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(text, line);) lines.push_back(line);
+        return lines;
+    }
+
+    static std::string nameOf(size_t i) { return "shot." + std::to_string(1000 + i) + ".exr"; }
+
+    std::string bytesOf(const std::vector<SamplePart>& parts) {
+        const TempDir scratch;
+        writeSampleFile(scratch.file("frame"), parts);
+        return readFileBytes(scratch.file("frame"));
+    }
+};
+
+SamplePart smallPart() {
+    SamplePart part;
+    part.displayWindow = part.dataWindow = {{0, 0}, {3, 3}};
+    return part;
+}
+
+// One of each kind that the tool tells apart.
+std::vector<std::vector<SamplePart>> smallFiles() {
+    SamplePart plain = smallPart();
+    plain.channels = {{"a.G"}, {"a.red"}, {"Z", Imf::FLOAT}};
+    SamplePart tiled = smallPart();
+    tiled.tiled = true;
+    SamplePart deep = smallPart();
+    deep.deep = true;
+    deep.compression = Imf::ZIPS_COMPRESSION;
+    SamplePart deepTiled = deep;
+    deepTiled.tiled = true;
+    return {{plain}, {tiled}, {deep}, {deepTiled}, {plain, tiled}};
+}
+
+// `file` with the bytes at `at` replaced.
+std::string spoiled(std::string file, size_t at, const std::string& bytes) {
+    return file.replace(at, bytes.size(), bytes);
+}
+
+std::string littleEndian(unsigned value) {
+    std::string bytes;
+    for (int i = 0; i < 4; ++i) bytes += static_cast<char>(value >> (8 * i) & 0xff);
+    return bytes;
+}
+
+// Where the value of the attribute begins: behind its name, its type's name and its size.
+size_t valueOf(const std::string& file, const std::string& name, const std::string& type) {
+    const std::string both = name + '\0' + type + '\0';
+    const size_t at = file.find(both);
+    EXPECT_NE(at, std::string::npos) << name;
+    return at + both.size() + 4;
+}
+
+constexpr unsigned limits32[] = {0,          1,          0x7fffffff, 0x7ffffffe, 0x80000000,
+                                 0x80000001, 0xffffffff, 0xfffffffe, 0x40000000, 0x00ffffff};
+
+TEST_F(HostileTest, EveryByteOfASmallFileSpoiled) {
+    for (const auto& parts : smallFiles()) {
+        const std::string good = bytesOf(parts);
+        std::vector<std::string> contents;
+        for (size_t at = 0; at < good.size(); at += nextPosition()) {
+            for (const char byte : std::set<char>{'\0', '\xff', static_cast<char>(~good[at])}) {
+                if (byte != good[at]) contents.push_back(spoiled(good, at, std::string(1, byte)));
+            }
+        }
+        checkAll(contents);
+    }
+}
+
+TEST_F(HostileTest, TruncationAtEveryLength) {
+    for (const auto& parts : smallFiles()) {
+        const std::string good = bytesOf(parts);
+        std::vector<std::string> contents;
+        for (size_t length = 0; length < good.size(); length += nextPosition())
+            contents.push_back(good.substr(0, length));
+        checkAll(contents);
+    }
+}
+
+// All four numbers of a window, each alone and all together, at the limits of 32 bits.
+TEST_F(HostileTest, WindowsAtTheLimitsOf32Bits) {
+    for (const auto& parts : smallFiles()) {
+        const std::string good = bytesOf(parts);
+        std::vector<std::string> contents;
+        for (const char* window : {"dataWindow", "displayWindow"}) {
+            const size_t at = valueOf(good, window, "box2i");
+            for (const unsigned value : limits32) {
+                for (size_t i = 0; i < 4; ++i) contents.push_back(spoiled(good, at + 4 * i, littleEndian(value)));
+                const std::string low = littleEndian(0x80000000);
+                const std::string high = littleEndian(value);
+                contents.push_back(spoiled(good, at, low + low + high + high));
+            }
+        }
+        checkAll(contents);
+    }
+}
+
+// Every aligned and unaligned group of four bytes of the header may be a size or a count.
+TEST_F(HostileTest, SizesAndCountsAtTheLimitsOf32Bits) {
+    for (const auto& parts : smallFiles()) {
+        const std::string good = bytesOf(parts);
+        std::vector<std::string> contents;
+        for (size_t at = 4; at + 4 <= good.size(); at += nextPosition()) {
+            contents.push_back(spoiled(good, at, littleEndian(limits32[2 + at % 8])));
+        }
+        checkAll(contents);
+    }
+}
+
+TEST_F(HostileTest, GarbageOfManySizes) {
+    std::mt19937 random(20240609);
+    std::vector<std::string> contents;
+    for (const size_t size : {0u, 1u, 3u, 4u, 5u, 8u, 100u, 4096u, 100000u}) {
+        for (const char* start : {"", "\x76\x2f\x31\x01\x02", "\x76\x2f\x31\x01\x02\x10"}) {
+            std::string content = start + std::string(3, '\0');
+            for (size_t i = 0; i < size; ++i) content += static_cast<char>(random() & 0xff);
+            contents.push_back(content);
+        }
+    }
+    checkAll(contents);
+}
+
+// Files that broke readers of other programs.
+TEST_F(HostileTest, CollectedDamagedFilesGiveOneLineEach) {
+    const std::string samples = realSamplesDir();
+    if (samples.empty()) GTEST_SKIP() << "the real sample files are not here";
+    int count = 0;
+    for (const fs::directory_entry& entry : fs::directory_iterator(samples + "Damaged")) {
+        SCOPED_TRACE(entry.path().filename());
+        checkRun({readFileBytes(entry.path().string())});
+        ++count;
+    }
+    EXPECT_GT(count, 0);
+}
+
+}  // namespace
