@@ -6,6 +6,7 @@
 
 #include <sys/mman.h>
 
+#include <QStringBuilder>
 #include <QStringList>
 #include <algorithm>
 #include <cstring>
@@ -246,7 +247,8 @@ bool _kxViewSequence::imageDirFileFromString(QString path) {
 
 QString _kxViewSequence::getDirFileName(const int& index) const {
     if (extension.isEmpty()) return dirName + fileName;
-    return dirName + fileName + images[index].frameText.toQString() + extension;
+    const _kxString8_allSize<15>& frameText = images[index].frameText;
+    return dirName % fileName % QLatin1String(frameText.data(), frameText.length()) % extension;
 }
 
 // --- Discovery -------------------------------------------------------------------------------------------------
