@@ -265,7 +265,8 @@ void testExr(const QString& file, const bool& requireMultiLayer, const bool& req
     if (fail) line += QStringLiteral("   => DELETE");
     if (fail && !del) line += QStringLiteral(" (delete disabled)");
     if (showChannel) line += QStringLiteral("  ") + summary.channelText;
-    print(line + "\n");
+    line += QLatin1Char('\n');
+    print(line);
 
     if (!fail || !del) return;
     std::fflush(stdout);  // no file goes whose line did not go out
