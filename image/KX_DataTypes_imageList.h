@@ -46,8 +46,8 @@ public:
     // step-th frame from the start, and to the frames of `frameList` ("1-10, 15") when it is not empty; sorted by
     // frame, with empty slots for missing frames. On a record of the same sequence the slots are refreshed instead,
     // and cached images brought to the wanted gamma state. preFill makes an empty slot per frame of the range
-    // first; the range must be bounded and fit the slots. `name` is not read, `log` may be null. The outcome is in
-    // fileCount (0: nothing found) and the fields below.
+    // first, as far as there are slots; the range should be bounded. `name` is not read, `log` may be null. The
+    // outcome is in fileCount (0: nothing found) and the fields below.
     void findSequence(const bool& gamma22, const bool& superWhite, QString name, int start, int end, int step,
                       int offset, const QString& frameList, bool preFill, __KXlog* log);
 

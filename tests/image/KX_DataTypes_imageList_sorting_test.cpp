@@ -424,7 +424,7 @@ TEST_F(SortTest, WorstPartitionsNeedLittleStack) {
     for (const long long size : sizes) addSize(size, size);
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 256 * 1024), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, size_t{256} * 1024), 0);
     const auto sortAll = [](void* record) -> void* {
         static_cast<_kxViewSequence*>(record)->QSort_Size(0, 11999);
         return nullptr;

@@ -3,7 +3,6 @@
 #include <QString>
 
 #include <algorithm>
-#include <cstdint>
 
 namespace {
 
@@ -48,15 +47,15 @@ std::string trimmed(std::string text) {
 }
 
 long long sum(long long a, long long b) {
-    return static_cast<long long>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+    return static_cast<long long>(static_cast<unsigned long long>(a) + static_cast<unsigned long long>(b));
 }
 
 long long difference(long long a, long long b) {
-    return static_cast<long long>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
+    return static_cast<long long>(static_cast<unsigned long long>(a) - static_cast<unsigned long long>(b));
 }
 
 int sum32(int a, int b) {
-    return static_cast<int>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+    return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
 }
 
 long long greatestCommonDivisor(long long a, long long b) {
@@ -152,11 +151,9 @@ bool PlainSequence::split(std::string path) {
     bool dot = true;
     const size_t marker = name.rfind("_tile");
     const bool isInside = marker != std::string::npos && marker >= 1;
-    if (endsWith(name, "_tile") || endsWith(name, "_tile00_.")) {
-        tiled = true;
-    } else if (isInside && endsWith(name, "_.") && marker + 9 == name.size()) {
-        tiled = true;
-    } else if (isInside && endsWith(name, "_") && marker + 8 == name.size()) {
+    if (endsWith(name, "_tile") || endsWith(name, "_tile00_.")) tiled = true;
+    if (isInside && endsWith(name, "_.") && marker + 9 == name.size()) tiled = true;
+    if (isInside && endsWith(name, "_") && marker + 8 == name.size()) {
         tiled = true;
         dot = false;
     }
