@@ -33,7 +33,9 @@ bool makeThumbnail(const kxP::_imgRGBABufferf& frame, kxP::_imgRGBABuffer8& thum
 // A view of the frame with a checked thumbnail.
 bool checkFrame(const QString& path, kxCHK::_SingleImageView& view) {
     view.frameText = kxGetFileName(path, PDs.at(0).unicode()).section(QLatin1Char('.'), -2, -2);
-    view.fileFound = kxFileExists(path, &view.fileTime, &view.fileSize);
+    long long size = -1;
+    view.fileFound = kxFileExists(path, &view.fileTime, &size);
+    view.fileSize = size;
     const auto frame = readFrame(path.toLatin1().toStdString());
     if (!makeThumbnail(*frame, view.ensureThumbnail())) return false;
     const unsigned short errors = kxCHK::doErrorSearch(*view.thumbnail, &view);

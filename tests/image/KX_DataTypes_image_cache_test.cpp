@@ -9,7 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <regex>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -64,18 +64,23 @@ PlainHistogram binsOf(const kxCHK::_SingleImageData& record) {
 // A byte that the format leaves open.
 constexpr int anyByte = -1;
 
-// The rows "offset  hex bytes" of the document; "--" stands for any byte, what is not listed is 0.
+bool isHexByte(const std::string& word) {
+    return word.size() == 2 && word.find_first_not_of("0123456789ABCDEF") == std::string::npos;
+}
+
+// The listing of the document, rows of "offset  hex bytes"; "--" stands for any byte, what is not listed is 0.
 std::vector<int> documentedBytes() {
     std::vector<int> bytes(wholeSize, 0);
     std::ifstream page(KX_SOURCE_DIR "/docs/cache-file-format.md");
-    const std::regex row(" *([0-9]+)  ((?: ?(?:[0-9A-F]{2}|--))+)(?:  .*)?");
-    std::smatch parts;
-    for (std::string line; std::getline(page, line);) {
-        if (!std::regex_match(line, parts, row)) continue;
-        size_t offset = std::stoul(parts[1]);
-        const std::string hex = parts[2];
-        for (size_t i = 0; i < hex.size(); i += 3) {
-            bytes.at(offset++) = hex[i] == '-' ? anyByte : std::stoi(hex.substr(i, 2), nullptr, 16);
+    std::string line;
+    while (std::getline(page, line) && line != "```") continue;
+    while (std::getline(page, line) && line != "```") {
+        std::istringstream words(line);
+        size_t offset = 0;
+        words >> offset;
+        for (std::string word; words >> word; ++offset) {
+            EXPECT_TRUE(isHexByte(word) || word == "--") << line;
+            bytes.at(offset) = word == "--" ? anyByte : std::stoi(word, nullptr, 16);
         }
     }
     return bytes;

@@ -233,13 +233,14 @@ TEST_F(DamagedCacheFile, EveryTruncationIsRefused) {
 
 // A few bits of a stream are not used: with these changed, it is still the same file.
 TEST_F(DamagedCacheFile, RandomFlipsAreRefusedOrChangeNothing) {
-    const std::string good = plainDeflate(entryBytes(), 9);
+    const std::string bytes = entryBytes();
+    const std::string good = plainDeflate(bytes, 9);
     std::mt19937 random(33);
     int refused = 0;
     for (int round = 0; round < 300; ++round) {
         const std::string damaged = withFlippedBits(good, 1 + round % 4, random);
         write(damaged);
-        const bool same = plainInflate(damaged, wholeSize) == entryBytes();
+        const bool same = plainInflate(damaged, wholeSize) == bytes;
         ASSERT_EQ(load() == 0, same) << "round " << round;
         refused += !same;
         useAll(file);
@@ -374,7 +375,8 @@ TEST(LoadFromBuffer, RefusesEveryOtherSizeWithoutLeavingTheBlock) {
 }
 
 TEST(LoadFromBuffer, RefusesEveryTruncationAndEveryDamage) {
-    const std::string good = plainDeflate(entryBytes(), 9);
+    const std::string bytes = entryBytes();
+    const std::string good = plainDeflate(bytes, 9);
     Block block;
     for (size_t length = 0; length < good.size(); length += 7) {
         ASSERT_FALSE(block.load(good.substr(0, length))) << length;
@@ -383,7 +385,7 @@ TEST(LoadFromBuffer, RefusesEveryTruncationAndEveryDamage) {
     std::mt19937 random(34);
     for (int round = 0; round < 200; ++round) {
         const std::string damaged = withFlippedBits(good, 1, random);
-        const bool same = plainInflate(damaged, wholeSize) == entryBytes();
+        const bool same = plainInflate(damaged, wholeSize) == bytes;
         ASSERT_EQ(block.load(damaged), same) << "round " << round;
         useAll(*block);
     }

@@ -46,7 +46,9 @@ protected:
         const int width = std::min(500, frame->width);
         const int height = std::min(380, frame->height);
         ASSERT_TRUE(kximgRGBABuffer8_Scale4(*frame, view.ensureThumbnail(), width, height, false));
-        ASSERT_TRUE(kxFileExists(latin1(path), &view.fileTime, &view.fileSize));
+        long long size = -1;
+        ASSERT_TRUE(kxFileExists(latin1(path), &view.fileTime, &size));
+        view.fileSize = size;
         view.frameText = "1";
         view.infoText = "real";
         kxCHK::doErrorSearch(*view.thumbnail, &view);
