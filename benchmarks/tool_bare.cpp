@@ -1,5 +1,5 @@
-// The least start of a program with the tool's libraries: tool_bare <file>
-// creates a QCoreApplication, opens one file with the same reader and prints a line.
+// The least that a program with the tool's libraries does: tool_bare <file> ...
+// creates a QCoreApplication, opens each file with the same reader and prints a line.
 #include <ImfMultiPartInputFile.h>
 #include <ImfThreading.h>
 
@@ -8,11 +8,9 @@
 
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
-    if (argc != 2) {
-        std::fputs("Usage: tool_bare <file>\n", stderr);
-        return 1;
+    for (int i = 1; i < argc; ++i) {
+        const Imf::MultiPartInputFile reader(argv[i], Imf::globalThreadCount(), true);
+        std::printf("%d: %d parts\n", i, reader.parts());
     }
-    const Imf::MultiPartInputFile reader(argv[1], Imf::globalThreadCount(), true);
-    std::printf("1: %d parts\n", reader.parts());
     return 0;
 }
