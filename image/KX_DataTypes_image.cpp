@@ -97,6 +97,7 @@ _SingleImageView& _SingleImageView::operator=(_SingleImageView&& other) noexcept
     fileFound = other.fileFound;
     cacheFlag = other.cacheFlag;
     pathAsListed = other.pathAsListed;
+    frameTextCut = other.frameTextCut;
     frameNumber = other.frameNumber;
     frameText = other.frameText;
     displayName2 = other.displayName2;
@@ -115,6 +116,7 @@ void _SingleImageView::clearDisplay() {
     fileFound = false;
     cacheFlag = 0;
     pathAsListed = false;
+    frameTextCut = false;
     frameNumber = 0;
     frameText.clear();
     displayName2.clear();

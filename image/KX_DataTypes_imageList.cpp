@@ -209,6 +209,14 @@ void* _kxViewSequence::operator new(std::size_t size) {
     return record;
 }
 
+void* _kxViewSequence::operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 void _kxViewSequence::operator delete(void* record) {
     ::operator delete (record, std::align_val_t{largePage});
 }
@@ -373,7 +381,9 @@ struct _kxViewSequence::Discovery {
         const auto prefixSize = sequence.fileName.size();
         const bool longer = listed.size() > middle.size() + prefixSize + sequence.extension.size();
         const bool separated = longer && isSeparator(listed.at(prefixSize));
-        slot.frameText = separated ? listed.at(prefixSize) + middle : middle;
+        const QString text = separated ? listed.at(prefixSize) + middle : middle;
+        slot.frameText = text;
+        slot.frameTextCut = slot.frameText.length() < text.size();
         slot.pathAsListed = isRebuilt(listed, slot.frameText);
     }
 
@@ -623,7 +633,7 @@ struct Positions {
 
     struct Pivot {
         std::decay_t<decltype(keyOf(*images))> key;
-        int frame;  // 32 bits, as in every program of the farm that shows the list
+        int frame;  // cut to 32 bits: frames beyond are told apart by QSort_files alone
     };
 
     const _SingleImageView& slotAt(int position) const { return images[sortOrder[position]]; }

@@ -25,6 +25,7 @@ public:
     ~_kxViewSequence() = default;
     // On pages of 2 MiB where the system has them: getting its pages is most of what the record costs.
     static void* operator new(std::size_t size);
+    static void* operator new(std::size_t size, const std::nothrow_t& tag) noexcept;
     static void* operator new(std::size_t, void* place) noexcept { return place; }
     static void operator delete(void* record);
     _kxViewSequence(const _kxViewSequence&) = delete;

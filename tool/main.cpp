@@ -249,27 +249,33 @@ bool failsModes(const ExrSummary& summary, bool requireMultiLayer, bool requireM
     return (summary.channelsOfFirstPart < multiLayerChannels && requireMultiLayer) || requireMultipart;
 }
 
-}  // namespace
-
-void testExr(const QString& file, const bool& requireMultiLayer, const bool& requireMultipart,
-             const bool& noMultipart, const bool& del, const bool& showChannel) {
-    ExrSummary summary;
-    try {
-        summary = readHeaders(file, showChannel);
-    } catch (...) {
-        printUnableToLoad();
-        return;
-    }
-    const bool fail = failsModes(summary, requireMultiLayer, requireMultipart, noMultipart);
+QByteArray frameLine(const ExrSummary& summary, bool fail, bool del, bool showChannel) {
     QString line = summaryLine(summary);
     if (fail) line += QStringLiteral("   => DELETE");
     if (fail && !del) line += QStringLiteral(" (delete disabled)");
     if (showChannel) line += QStringLiteral("  ") + summary.channelText;
     line += QLatin1Char('\n');
-    print(line);
+    return line.toLatin1();
+}
+
+}  // namespace
+
+void testExr(const QString& file, const bool& requireMultiLayer, const bool& requireMultipart,
+             const bool& noMultipart, const bool& del, const bool& showChannel) {
+    QByteArray line;
+    bool fail = false;
+    try {
+        const ExrSummary summary = readHeaders(file, showChannel);
+        fail = failsModes(summary, requireMultiLayer, requireMultipart, noMultipart);
+        line = frameLine(summary, fail, del, showChannel);  // hostile headers can make it larger than the memory
+    } catch (...) {
+        printUnableToLoad();
+        return;
+    }
+    std::fputs(line.constData(), stdout);
 
     if (!fail || !del) return;
-    std::fflush(stdout);  // no file goes whose line did not go out
+    std::fflush(stdout);  // a run that is killed has said which files it deleted
     const QString error = kxDeleteFile(file);
     if (!error.isEmpty()) print(QStringLiteral("     Error: ") + error + "\n");
 }
@@ -522,10 +528,12 @@ void printFoundSequence(const _kxViewSequence& sequence) {
     std::fflush(stderr);
 }
 
-// A slot that fills a gap has no file, whatever bears the name assembled for it. Matching ignores case while paths
-// are rebuilt as typed: what lies there then may be a pipe, and opening one would wait for its writer.
+// A slot that fills a gap has no file, whatever bears the name assembled for it, and neither has one whose frame
+// text was cut: "t.0000000000000007.exr" becomes the path of frame 0. Matching ignores case while paths are rebuilt
+// as typed: what lies there then may be a pipe, and opening one would wait for its writer.
 bool hasFile(const kxCHK::_SingleImageView& view, const QString& path) {
-    return view.fileFound && (view.pathAsListed || kxFileExists(path, nullptr, nullptr));
+    if (!view.fileFound || view.frameTextCut) return false;
+    return view.pathAsListed || kxFileExists(path, nullptr, nullptr);
 }
 
 // One line per slot, visible when it is done.

@@ -135,6 +135,17 @@ TEST_F(SequenceTest, LongFrameTextIsCutAndItsFileNotFound) {
     expectFrames("t.1.exr", "7-7, 1", {"-000000000000000"});
 }
 
+TEST_F(SequenceTest, CutFrameTextLeadsToNoOtherFile) {
+    const Names files{"b_tile03_.000004.exr", "b_tile03_.0000042.exr", "t.000000000000000.exr",
+                      "t.0000000000000007.exr"};
+    frames(files);
+    const Names options{"-del", "-requireMultipart", "-seq", "7", "42", "1", "0"};
+    EXPECT_EQ(verify("t.1.exr", options), foundSequence("7-7, 1", {"000000000000000: " + unreadable}));
+    EXPECT_EQ(verify("b_tile03_.1.exr", options),
+              foundSequence("30000042-42, 1", {"_tile03_.000004: " + unreadable}));
+    EXPECT_EQ(dir.entries(), files);
+}
+
 TEST_F(SequenceTest, ExtremeNumbersFillNothing) {
     frames({"s.-9223372036854775808.exr", "s.0.exr", "s.9223372036854775807.exr"});
     expectFrames("s.0.exr", "-9223372036854775808-9223372036854775807, 1",
