@@ -4,6 +4,7 @@
 
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -53,7 +54,8 @@ bool passes(int frame, const Restriction& r) {
 }
 
 // Entries that are never frames, whatever their name.
-enum class Other { directory, pipe, socket, danglingLink, linkToDirectory, linkToPipe };
+enum class Other { directory, pipe, socket, device, danglingLink, linkToDirectory, linkToPipe };
+constexpr int otherKinds = 7;
 
 void bindSocket(const std::string& path) {
     sockaddr_un address{};
@@ -63,6 +65,12 @@ void bindSocket(const std::string& path) {
     const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     ASSERT_EQ(bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << path;
     close(fd);
+}
+
+// Another /dev/null; a pipe where this user may make no devices.
+void makeDevice(const std::string& path) {
+    const bool made = mknod(path.c_str(), S_IFCHR | 0666, makedev(1, 3)) == 0 || mkfifo(path.c_str(), 0600) == 0;
+    ASSERT_TRUE(made) << path;
 }
 
 // Each seed makes other directories.
@@ -110,7 +118,7 @@ protected:
         else if (kind < 14)
             addFile(frame, anyContent(), true);
         else if (kind < 17)
-            addOther(frame, static_cast<Other>(below(6)));
+            addOther(frame, static_cast<Other>(below(otherKinds)));
         else
             addDecoy();
     }
@@ -144,6 +152,9 @@ protected:
                 break;
             case Other::socket:
                 bindSocket(path);
+                break;
+            case Other::device:
+                makeDevice(path);
                 break;
             case Other::danglingLink:
                 fs::create_symlink(outside.file("nowhere"), path);
