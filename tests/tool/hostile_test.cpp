@@ -217,4 +217,27 @@ TEST_F(HostileTest, CollectedDamagedFilesGiveOneLineEach) {
     EXPECT_GT(count, 0);
 }
 
+// Reading a header of many names takes some of the memory, building its line takes more. Wherever the memory ends,
+// the frame has a line and the run goes on.
+TEST_F(HostileTest, LineLargerThanTheMemoryDoesNotEndTheRun) {
+    if (!limitsMemory) GTEST_SKIP() << "the address sanitizer allows no memory limit";
+    std::vector<std::string> names;
+    for (int i = 0; i < 60000; ++i) names.push_back(std::to_string(100000 + i) + std::string(241, 'n'));
+    SamplePart part = samplePartOf(names);
+    part.displayWindow = part.dataWindow = Imath::Box2i({0, 0}, {0, 0});
+    frame("shot.1.exr", part);
+    frame("shot.2.exr");
+    std::set<bool> wasReadable;
+    for (int megabytes = 300; megabytes >= 130; megabytes -= 20) {
+        const ProcessResult result =
+            runProcess({"/bin/bash", "-c", "ulimit -v " + std::to_string(1024 * megabytes) + "; exec \"$@\"",
+                        "bash", toolPath(), dir.file("shot.1.exr"), "-showChannel"});
+        EXPECT_EQ(result.exitCode, 0) << megabytes << " MB: " << result.err.substr(0, 200);
+        const std::string last = "\n   2: " + plainFrame + "  [|half: A, B, G, R]\n\n";
+        EXPECT_NE(result.out.find(last), std::string::npos) << megabytes << " MB";
+        wasReadable.insert(result.out.find("\n   1: " + unreadable + "\n") == std::string::npos);
+    }
+    EXPECT_EQ(wasReadable.size(), 2U) << "the limits reach from enough memory to too little";
+}
+
 }  // namespace
