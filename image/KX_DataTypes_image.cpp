@@ -231,7 +231,7 @@ void countPairs(const unsigned short* pair, PairCounts& counts) {
 
 void countPixels(const unsigned char* rgba, size_t count, PairCounts (&counts)[2]) {
     unsigned short pairs[2 * pixelBlock];
-    for (; count > 0; rgba += 4 * pixelBlock) {
+    while (count > 0) {
         const size_t pixels = std::min(count, pixelBlock);
         findPairs(rgba, pixels, pairs);
         for (size_t i = 0; i + 1 < pixels; i += 2) {
@@ -239,6 +239,7 @@ void countPixels(const unsigned char* rgba, size_t count, PairCounts (&counts)[2
             countPairs(pairs + 2 * i + 2, counts[1]);
         }
         if (pixels % 2 == 1) countPairs(pairs + 2 * (pixels - 1), counts[0]);
+        rgba += 4 * pixels;
         count -= pixels;
     }
 }

@@ -368,8 +368,8 @@ TEST(LoadFromBuffer, RefusesEveryOtherSizeWithoutLeavingTheBlock) {
     EXPECT_FALSE(block.load(plainDeflate("")));
     EXPECT_FALSE(block.load(plainDeflate(bytes.substr(0, 1000))));
     EXPECT_FALSE(block.load(plainDeflate(bytes.substr(0, wholeSize - 1))));
-    for (const size_t extra : {1, 49, 50, 51, 4096, 50 << 20}) {
-        EXPECT_FALSE(block.load(plainDeflate(bytes + std::string(extra, 'x'), 1))) << extra;
+    for (const int extra : {1, 49, 50, 51, 4096, 50 << 20}) {
+        EXPECT_FALSE(block.load(plainDeflate(bytes + std::string(static_cast<size_t>(extra), 'x'), 1))) << extra;
     }
     useAll(*block);
 }

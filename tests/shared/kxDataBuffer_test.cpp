@@ -376,7 +376,7 @@ TEST_F(KxDataBuffer, AFileThatGrowsTooLargeLeavesTheOldOne) {
 TEST_F(KxDataBuffer, ADirectoryWithoutPermissionKeepsItsFiles) {
     if (geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
     ASSERT_EQ(save(path, uniformContent(100, 900, 'o')), 0);
-    for (const mode_t mode : {0700, 0555}) {
+    for (const mode_t mode : {mode_t{0700}, mode_t{0555}}) {
         ASSERT_EQ(chmod(dir.path().c_str(), mode), 0);
         const int code =
             inChild([&] { return setuid(65534) != 0 ? 99 : save(path, uniformContent(100, 900, 'n')); });
