@@ -406,34 +406,46 @@ TEST_F(SortTest, SortedReversedAndEqualKeysAtFullSize) {
     EXPECT_TRUE(isSorted());
 }
 
-// Sizes whose every pivot is the smallest of its range: the partition splits off one element at a time.
-std::vector<long long> worstSizes(int count) {
+// Sizes whose every pivot is the smallest (or largest) of its range: a partition splits off one element, and leaves
+// all others on the right (or left).
+std::vector<long long> worstSizes(int count, bool smallest) {
     std::vector<long long> sizes(static_cast<size_t>(count));
     std::vector<size_t> positions(sizes.size());
     std::iota(positions.begin(), positions.end(), size_t{0});
-    for (size_t lo = 0; lo < sizes.size(); ++lo) {
-        const size_t middle = (lo + sizes.size() - 1) / 2;
-        sizes[positions[middle]] = static_cast<long long>(lo);
-        std::swap(positions[lo], positions[middle]);
+    for (int lo = 0, hi = count - 1; lo <= hi;) {
+        const auto middle = static_cast<size_t>((lo + hi) / 2);
+        const auto end = static_cast<size_t>(smallest ? lo++ : hi--);
+        sizes[positions[middle]] = static_cast<long long>(end);
+        std::swap(positions[end], positions[middle]);
     }
     return sizes;
 }
 
-TEST_F(SortTest, WorstPartitionsNeedLittleStack) {
-    const std::vector<long long> sizes = worstSizes(12000);
-    for (const long long size : sizes) addSize(size, size);
+void* sortAllBySize(void* record) {
+    auto& sequence = *static_cast<_kxViewSequence*>(record);
+    sequence.QSort_Size(0, sequence.imageCount - 1);
+    return nullptr;
+}
+
+void runOnSmallStack(void* (*work)(void*), void* argument) {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     ASSERT_EQ(pthread_attr_setstacksize(&attributes, size_t{256} * 1024), 0);
-    const auto sortAll = [](void* record) -> void* {
-        static_cast<_kxViewSequence*>(record)->QSort_Size(0, 11999);
-        return nullptr;
-    };
     pthread_t thread;
-    ASSERT_EQ(pthread_create(&thread, &attributes, sortAll, record_.get()), 0);
+    ASSERT_EQ(pthread_create(&thread, &attributes, work, argument), 0);
     pthread_join(thread, nullptr);
     pthread_attr_destroy(&attributes);
-    for (unsigned i = 0; i < 12000; ++i) ASSERT_EQ(sizes[record_->sortOrder[i]], i);
+}
+
+TEST_F(SortTest, WorstPartitionsNeedLittleStack) {
+    for (const bool smallest : {true, false}) {
+        const std::vector<long long> sizes = worstSizes(12000, smallest);
+        record_->imageCount = 0;
+        for (const long long size : sizes) addSize(size, size);
+        record_->sort(sortNone, false);
+        runOnSmallStack(sortAllBySize, record_.get());
+        for (unsigned i = 0; i < 12000; ++i) ASSERT_EQ(sizes[record_->sortOrder[i]], i);
+    }
 }
 
 }  // namespace
