@@ -25,15 +25,16 @@ inline double microsecondsOf(const std::function<void()>& run) {
 }
 
 // Microseconds per unit, in the order of the jobs. The first round is not counted.
-inline std::vector<double> medianTimes(const std::vector<Job>& jobs, int rounds) {
+inline std::vector<double> medianTimes(const std::vector<Job>& jobs, long rounds) {
     std::vector<std::vector<double>> times(jobs.size());
-    for (int round = 0; round <= rounds; ++round) {
+    for (long round = 0; round <= rounds; ++round) {
         for (size_t i = 0; i < jobs.size(); ++i) {
             const double time = microsecondsOf(jobs[i].run) / jobs[i].unitsPerRun;
             if (round > 0) times[i].push_back(time);
         }
     }
     std::vector<double> medians;
+    medians.reserve(jobs.size());
     for (const auto& ofJob : times) medians.push_back(medianOf(ofJob));
     return medians;
 }

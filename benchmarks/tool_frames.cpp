@@ -20,6 +20,10 @@ namespace {
 
 using Parts = std::vector<SamplePart>;
 
+int numberFrom(const char* argument) {
+    return static_cast<int>(std::strtol(argument, nullptr, 10));
+}
+
 std::vector<Parts> smallKinds() {
     SamplePart tiled;
     tiled.tiled = true;
@@ -49,7 +53,7 @@ void writeFrames(const std::string& directory, const std::vector<Parts>& kinds, 
         if (i < kindCount) {
             writeSampleFile(path, kinds[static_cast<size_t>(i)]);
         } else {
-            fs::copy_file(entryName(directory, "beauty.", i % kindCount + 1, ".exr"), path);
+            fs::copy_file(entryName(directory, "beauty.", i + 1 - kindCount, ".exr"), path);
         }
     }
 }
@@ -67,8 +71,8 @@ int main(int argc, char** argv) {
     }
     try {
         fs::create_directories(argv[1]);
-        writeFrames(argv[1], std::strcmp(argv[2], "large") == 0 ? largeKinds() : smallKinds(), std::atoi(argv[3]));
-        writeOthers(argv[1], argc > 4 ? std::atoi(argv[4]) : 0);
+        writeFrames(argv[1], std::strcmp(argv[2], "large") == 0 ? largeKinds() : smallKinds(), numberFrom(argv[3]));
+        writeOthers(argv[1], argc > 4 ? numberFrom(argv[4]) : 0);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "tool_frames: %s\n", error.what());
         return 1;

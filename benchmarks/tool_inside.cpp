@@ -79,6 +79,7 @@ std::unique_ptr<_kxViewSequence> sequenceOf(const char* frame) {
 std::vector<std::string> pathsOf(const char* frame) {
     const auto sequence = sequenceOf(frame);
     std::vector<std::string> paths;
+    paths.reserve(static_cast<size_t>(sequence->imageCount));
     for (int i = 0; i < sequence->imageCount; ++i) {
         paths.push_back(sequence->getDirFileName(i).toLatin1().toStdString());
     }
@@ -130,7 +131,7 @@ std::vector<Job> recordJobs() {
     return {{"record", 1, [] { std::make_unique<_kxViewSequence>(); }}};
 }
 
-void printMedians(FILE* out, const std::vector<Job>& jobs, int rounds) {
+void printMedians(FILE* out, const std::vector<Job>& jobs, long rounds) {
     const std::vector<double> medians = medianTimes(jobs, rounds);
     for (size_t i = 0; i < jobs.size(); ++i) std::fprintf(out, "%s %.3f\n", jobs[i].name.c_str(), medians[i]);
 }
@@ -145,7 +146,7 @@ int main(int argc, char** argv) {
     // The tool's lines go nowhere.
     FILE* const results = fdopen(dup(STDOUT_FILENO), "w");
     if (!results || !std::freopen("/dev/null", "w", stdout)) return 1;
-    const int rounds = std::atoi(argv[1]);
+    const long rounds = std::strtol(argv[1], nullptr, 10);
     const std::vector<std::string> paths = pathsOf(argv[2]);
     std::unique_ptr<_kxViewSequence> sequence = sequenceOf(argv[3]);
     if (paths.empty() || sequence->fileCount < 1) return 1;

@@ -87,7 +87,8 @@ int main(int argc, char** argv) {
     }
     std::vector<Command> commands;
     for (int i = 2; i < argc; i += 2) commands.push_back({argv[i], argv[i + 1]});
-    for (int round = 0; round < std::atoi(argv[1]); ++round) {
+    const long rounds = std::strtol(argv[1], nullptr, 10);
+    for (long round = 0; round < rounds; ++round) {
         for (Command& command : commands) {
             if (measure(command)) continue;
             std::fprintf(stderr, "tool_process: no frame from '%s %s'\n", command.program, command.argument);

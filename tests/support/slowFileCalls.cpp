@@ -26,12 +26,19 @@ std::atomic<long> counts[callCount];
 void countAndDelay(Call call) {
     static const char* const delay = std::getenv("KX_DELAY");
     ++counts[call];
-    if (delay) usleep(static_cast<useconds_t>(std::atol(delay)));
+    if (delay) usleep(static_cast<useconds_t>(std::strtol(delay, nullptr, 10)));
 }
 
 template <class Function>
 Function original(const char* name) {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+// Counts and delays a call of the C library, then makes it.
+template <class Result, class... Arguments>
+Result callSlowly(Call call, const char* name, Arguments... arguments) {
+    countAndDelay(call);
+    return original<Result (*)(Arguments...)>(name)(arguments...);
 }
 
 __attribute__((destructor)) void writeCounts() {
@@ -45,42 +52,69 @@ __attribute__((destructor)) void writeCounts() {
 
 }  // namespace
 
-// Defines a call of the C library that is counted and delayed before it is made.
-#define KX_SLOW(call, result, name, parameters, arguments)              \
-    extern "C" result name parameters {                                 \
-        static const auto next = original<result(*) parameters>(#name); \
-        countAndDelay(call);                                            \
-        return next arguments;                                          \
-    }
+extern "C" {
 
-KX_SLOW(callOpendir, DIR*, opendir, (const char* path), (path))
-KX_SLOW(callOpen, FILE*, fopen, (const char* path, const char* mode), (path, mode))
-KX_SLOW(callOpen, FILE*, fopen64, (const char* path, const char* mode), (path, mode))
-KX_SLOW(callStat, int, stat, (const char* path, struct stat* status), (path, status))
-KX_SLOW(callStat, int, stat64, (const char* path, struct stat64* status), (path, status))
-KX_SLOW(callStat, int, lstat, (const char* path, struct stat* status), (path, status))
-KX_SLOW(callStat, int, fstat, (int file, struct stat* status), (file, status))
-KX_SLOW(callStat, int, fstatat, (int directory, const char* path, struct stat* status, int flags),
-        (directory, path, status, flags))
-KX_SLOW(callStat, int, fstatat64, (int directory, const char* path, struct stat64* status, int flags),
-        (directory, path, status, flags))
-KX_SLOW(callRead, ssize_t, read, (int file, void* bytes, size_t size), (file, bytes, size))
-KX_SLOW(callRead, ssize_t, pread, (int file, void* bytes, size_t size, off_t at), (file, bytes, size, at))
-KX_SLOW(callClose, int, close, (int file), (file))
-KX_SLOW(callClose, int, fclose, (FILE * file), (file))
-KX_SLOW(callClose, int, closedir, (DIR * directory), (directory))
+DIR* opendir(const char* path) {
+    return callSlowly<DIR*>(callOpendir, "opendir", path);
+}
 
-// open takes a third argument only when it may create the file; passing one that was not given does no harm.
-#define KX_SLOW_OPEN(name)                                                           \
-    extern "C" int name(const char* path, int flags, ...) {                          \
-        static const auto next = original<int (*)(const char*, int, mode_t)>(#name); \
-        countAndDelay(callOpen);                                                     \
-        va_list more;                                                                \
-        va_start(more, flags);                                                       \
-        const mode_t mode = va_arg(more, mode_t);                                    \
-        va_end(more);                                                                \
-        return next(path, flags, mode);                                              \
-    }
+FILE* fopen(const char* path, const char* mode) {
+    return callSlowly<FILE*>(callOpen, "fopen", path, mode);
+}
+FILE* fopen64(const char* path, const char* mode) {
+    return callSlowly<FILE*>(callOpen, "fopen64", path, mode);
+}
 
-KX_SLOW_OPEN(open)
-KX_SLOW_OPEN(open64)
+// open takes its third argument only when it may create the file; passing one that was not given does no harm.
+int open(const char* path, int flags, ...) {
+    va_list more;
+    va_start(more, flags);
+    const mode_t mode = va_arg(more, mode_t);
+    va_end(more);
+    return callSlowly<int>(callOpen, "open", path, flags, mode);
+}
+int open64(const char* path, int flags, ...) {
+    va_list more;
+    va_start(more, flags);
+    const mode_t mode = va_arg(more, mode_t);
+    va_end(more);
+    return callSlowly<int>(callOpen, "open64", path, flags, mode);
+}
+
+int stat(const char* path, struct stat* status) {
+    return callSlowly<int>(callStat, "stat", path, status);
+}
+int stat64(const char* path, struct stat64* status) {
+    return callSlowly<int>(callStat, "stat64", path, status);
+}
+int lstat(const char* path, struct stat* status) {
+    return callSlowly<int>(callStat, "lstat", path, status);
+}
+int fstat(int file, struct stat* status) {
+    return callSlowly<int>(callStat, "fstat", file, status);
+}
+int fstatat(int directory, const char* path, struct stat* status, int flags) {
+    return callSlowly<int>(callStat, "fstatat", directory, path, status, flags);
+}
+int fstatat64(int directory, const char* path, struct stat64* status, int flags) {
+    return callSlowly<int>(callStat, "fstatat64", directory, path, status, flags);
+}
+
+ssize_t read(int file, void* bytes, size_t size) {
+    return callSlowly<ssize_t>(callRead, "read", file, bytes, size);
+}
+ssize_t pread(int file, void* bytes, size_t size, off_t at) {
+    return callSlowly<ssize_t>(callRead, "pread", file, bytes, size, at);
+}
+
+int close(int file) {
+    return callSlowly<int>(callClose, "close", file);
+}
+int fclose(FILE* file) {
+    return callSlowly<int>(callClose, "fclose", file);
+}
+int closedir(DIR* directory) {
+    return callSlowly<int>(callClose, "closedir", directory);
+}
+
+}  // extern "C"
