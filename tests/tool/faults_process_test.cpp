@@ -11,8 +11,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-// --- Output
-// --------------------------------------------------------------------------------------------------------
+// --- Output ----------------------------------------------------------------------------------------------
 
 TEST_F(FaultTest, ClosedStreamsChangeNeitherChecksNorFrames) {
     const Names closings = {"<&-", ">&-", "2>&-", ">&- 2>&-", "<&- >&- 2>&-"};
@@ -56,8 +55,7 @@ TEST_F(FaultTest, SlowReaderGetsEveryByte) {
     EXPECT_EQ(slow.out, direct.out);
 }
 
-// --- Limits
-// --------------------------------------------------------------------------------------------------------
+// --- Limits ----------------------------------------------------------------------------------------------
 
 TEST_F(FaultTest, EightDescriptorsAreEnoughForAnySequence) {
     for (int i = 5; i < 100; ++i) {
@@ -74,8 +72,7 @@ TEST_F(FaultTest, EightDescriptorsAreEnoughForAnySequence) {
     EXPECT_FALSE(entryExists(dir.file("shot.0100.exr")));
 }
 
-// --- File systems
-// --------------------------------------------------------------------------------------------------
+// --- File systems ----------------------------------------------------------------------------------------
 
 class MountTest : public FaultTest {
 protected:
@@ -109,8 +106,7 @@ TEST_F(MountTest, FullFileSystemLosesOnlyFailingFrames) {
     EXPECT_EQ(result.err, "");
 }
 
-// --- Stopped and killed
-// ----------------------------------------------------------------------------------------------
+// --- Stopped and killed ----------------------------------------------------------------------------------
 
 TEST_F(FaultTest, StoppedAndContinuedRunChecksAll) {
     const ProcessResult result = runScript(

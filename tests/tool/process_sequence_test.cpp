@@ -15,9 +15,8 @@ using Names = std::vector<std::string>;
 
 class SequenceTest : public ToolTest {
 protected:
-    // The sequence of `name` is expected to be shown as `range` with these frame prefixes; a prefix that begins
-    // with
-    // "-" stands for a frame without readable file.
+    // The sequence of `name` is expected to be shown as `range` with these frame prefixes; one that begins with "-"
+    // stands for a frame without readable file.
     void expectFrames(const std::string& name, const std::string& range, const Names& prefixes) {
         Names lines;
         for (const std::string& prefix : prefixes) {
