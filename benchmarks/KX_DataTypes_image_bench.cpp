@@ -42,7 +42,7 @@ Shared uniformImage(const Size& size) {
 }
 
 Shared randomImage(const Size& size) {
-    const Shared image = uniformImage(size);
+    Shared image = uniformImage(size);
     std::mt19937 random(1);
     for (size_t i = 0; i < byteCount(*image); ++i) image->pixels[i] = static_cast<unsigned char>(random());
     return image;

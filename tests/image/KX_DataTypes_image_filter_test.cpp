@@ -175,7 +175,7 @@ TEST(PredictionFilter, LosesAtMostOneAndOnlyFromRowTwoOn) {
         decodePredictionFilter(&image);
         for (size_t i = 0; i < before.size(); ++i) {
             const int difference = image.pixels[i] - static_cast<unsigned char>(before[i]);
-            const size_t row = i / (width * 4);
+            const size_t row = i / (4 * static_cast<size_t>(width));
             const bool mayRise = row >= 2 && row < height - 1;
             ASSERT_TRUE(difference == 0 || (difference == 1 && mayRise)) << difference << " in row " << row;
             raised += difference;

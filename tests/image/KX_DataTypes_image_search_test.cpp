@@ -32,7 +32,7 @@ void resize(_imgRGBABuffer8& image, int width, int height) {
 }
 
 void fillWith(_imgRGBABuffer8& image, const _Rgba8& colour) {
-    for (unsigned i = 0; i < image.pixelCount; ++i) std::memcpy(image.pixels + 4 * i, &colour, 4);
+    for (unsigned i = 0; i < image.pixelCount; ++i) image.write(static_cast<int>(i), colour);
 }
 
 // An image of its own memory in one colour.
@@ -47,6 +47,10 @@ struct Frame : _imgRGBABuffer8 {
         for (int i = 0; i < size * size; ++i) write(left + i % size, top + i / size, colour);
     }
 };
+
+std::string bytesOf(const _imgRGBABuffer8& image) {
+    return std::string(reinterpret_cast<const char*>(image.pixels), 4 * static_cast<size_t>(image.pixelCount));
+}
 
 PlainHistogram binsOf(const _SingleImageData& record) {
     PlainHistogram bins;
@@ -138,7 +142,7 @@ TEST(CreateHistogram, AgreesWithThePlainLoop) {
         const unsigned mask = round % 3 == 0 ? 0xFFFFFFFFU : 0x07010F03U;
         for (int i = 0; i < width * height; ++i) {
             const unsigned value = static_cast<unsigned>(random()) & mask;
-            std::memcpy(image.pixels + 4 * i, &value, 4);
+            std::memcpy(image.pixels + 4 * static_cast<size_t>(i), &value, 4);
         }
         _SingleImageData record;
         record.createHistogram(&image);
@@ -310,12 +314,12 @@ TEST(AlphaHole, NeedsThreePixelsInBothAxes) {
 TEST(DoErrorSearch, WithoutRecordReturnsTheTileBitOnlyAndChangesNothing) {
     Frame image(wide, high, white, true);
     image.write(300, 150, {255, 255, 255, 200});
-    const std::string before(reinterpret_cast<char*>(image.pixels), image.pixelCount * 4);
+    const std::string before = bytesOf(image);
     EXPECT_EQ(doErrorSearch(image, nullptr), 0);
     image.square(30, 30, 8, {0, 0, 0, 0});
     EXPECT_EQ(doErrorSearch(image, nullptr), 1);
     image.square(30, 30, 8, white);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(image.pixels), image.pixelCount * 4), before);
+    EXPECT_EQ(bytesOf(image), before);
 }
 
 TEST(DoErrorSearch, StoresBothBitsAndTheHistogram) {

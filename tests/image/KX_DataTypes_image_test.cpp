@@ -228,17 +228,19 @@ TEST(SingleImageView, MovingHandsTheThumbnailOn) {
     _SingleImageView source;
     fill(source);
     const kxP::_imgRGBABuffer8* const thumbnail = source.thumbnail;
+    const _SingleImageView& sourceAfter = source;
 
     _SingleImageView constructed(std::move(source));
     EXPECT_EQ(constructed.thumbnail, thumbnail);
-    EXPECT_EQ(source.thumbnail, nullptr);
-    EXPECT_EQ(source.thumbnailLoaded, 0);
+    EXPECT_EQ(sourceAfter.thumbnail, nullptr);
+    EXPECT_EQ(sourceAfter.thumbnailLoaded, 0);
 
+    const _SingleImageView& constructedAfter = constructed;
     _SingleImageView assigned;
     assigned.ensureThumbnail();
     assigned = std::move(constructed);
     EXPECT_EQ(assigned.thumbnail, thumbnail);
-    EXPECT_EQ(constructed.thumbnail, nullptr);
+    EXPECT_EQ(constructedAfter.thumbnail, nullptr);
 }
 
 TEST(SingleImageView, MovingTakesEveryField) {
