@@ -34,19 +34,30 @@ Shared8 pictureOf(const Size& size) {
 
 // --- Gamma -----------------------------------------------------------------------------------------------------
 
+// Every run starts from the same picture, copied in its time: gamma applied over and over would leave only white.
+template <class Image, class Fast, class Plain>
+void addConversion(const std::string& name, const Size& size, const Image& image, const Image& target, Fast fast,
+                   Plain plainRule) {
+    const auto onCopy = [=](auto convert) {
+        return [=] {
+            image->copyTo(*target, true);
+            convert(*target);
+        };
+    };
+    add(name, size, size.width * size.height, onCopy(fast), onCopy(plainRule));
+}
+
 void addGamma(const Size& size) {
-    const double pixels = size.width * size.height;
     const Shared8 image = pictureOf(size);
+    const Shared8 target = pictureOf(size);
     const SharedF floats = makeRandomFloatImage(size.width, size.height, 1);
-    add(
-        "doGamma/plain", size, pixels, [=] { kximgRGBABuffer8_doGamma22(*image); },
-        [=] { plain::doGamma22(*image); });
-    add(
-        "undoGamma/plain", size, pixels, [=] { kximgRGBABuffer8_undoGamma22(*image); },
-        [=] { plain::undoGamma22(*image); });
-    add(
-        "doGammaFloat/plain", size, pixels, [=] { kximgRGBABufferf_doGamma22(*floats); },
-        [=] { plain::doGamma22(*floats); });
+    const SharedF floatTarget = makeFloatImage(size.width, size.height);
+    addConversion("doGamma/plain", size, image, target, kximgRGBABuffer8_doGamma22,
+                  [](auto& picture) { plain::doGamma22(picture); });
+    addConversion("undoGamma/plain", size, image, target, kximgRGBABuffer8_undoGamma22,
+                  [](auto& picture) { plain::undoGamma22(picture); });
+    addConversion("doGammaFloat/plain", size, floats, floatTarget, kximgRGBABufferf_doGamma22,
+                  [](auto& picture) { plain::doGamma22(picture); });
 }
 
 // --- Scaling ---------------------------------------------------------------------------------------------------
