@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -425,6 +426,7 @@ TEST_F(KxDataBuffer, AKilledWriterLeavesTheOldOrTheNewFile) {
     for (int round = 0; round < 60; ++round) {
         const pid_t writer = fork();
         if (writer == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
             for (;;) {
                 if (save(path, second) != 0 || save(path, first) != 0) _exit(1);
             }
