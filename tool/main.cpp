@@ -351,7 +351,8 @@ void writeCheckJobMessage(unsigned char* segment, int slot, int job) {
         {7465, 1, 0},
     };
     for (const auto& field : fields) {
-        writeLittleEndian(segment + field.arrayAt + slot * field.width, field.width, field.value);
+        const std::ptrdiff_t inArray = std::ptrdiff_t{slot} * field.width;
+        writeLittleEndian(segment + field.arrayAt + inArray, field.width, field.value);
     }
 }
 
