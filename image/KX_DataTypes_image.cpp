@@ -514,7 +514,7 @@ void upgrade(_SingleImageFile& file) {
 }  // namespace
 
 _SingleImageFile::_SingleImageFile() : reserved_{}, fileFlags(0), reserved2_{}, image(thumbnailCapacity) {
-    // The record leaves it unset; a file must not carry stray memory.
+    // The record leaves it unset; an entry that is filled by hand must not carry stray memory.
     std::memset(data.histogram, 0, sizeof data.histogram);
 }
 
@@ -538,7 +538,7 @@ bool _SingleImageFile::loadFromFile(QString const& fileName, int* errorCode) {
     }
     own.putBack(image);
     if (!dropImpossible(*this) && code == 0) code = _KX_DataBuffer::errorForeignLayout;
-    // Also after a failure: then the pixels are what the file held of them, or were filtered by a save.
+    // Also after a failure, when the pixels may be filtered by a save. Those of an earlier load are decoded twice then.
     if (fileFlags & pixelsFiltered) decodePredictionFilter(&image);
     if (errorCode) *errorCode = code;
     if (fileFlags & carriesCacheFlag) image.flags |= KX_IMG_CACHE_FLAG;

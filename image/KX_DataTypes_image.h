@@ -106,7 +106,7 @@ public:
     ~_SingleImageView();
     _SingleImageView(const _SingleImageView&) = delete;
     _SingleImageView& operator=(const _SingleImageView&) = delete;
-    // The source keeps its values but owns no thumbnail any more.
+    // The source keeps its values, but owns no thumbnail any more and says so.
     _SingleImageView(_SingleImageView&& other) noexcept;
     _SingleImageView& operator=(_SingleImageView&& other) noexcept;
 
@@ -165,7 +165,8 @@ public:
 
     // Reads a file. False with *errorCode (may be null) -1 for a file of another layout or with impossible sizes or
     // text lengths, or the code of the failed read. Pixel pointer, capacity and bytes per pixel survive; record and
-    // pixels may hold a part of the file, but nothing in them leads out of bounds.
+    // pixels may hold a part of the file, but nothing in them leads out of bounds. The pixels are decoded whenever
+    // bit 0 of fileFlags is set, after a failure too: a picture that was there is spoiled by it.
     bool loadFromFile(QString const& fileName, int* errorCode);
 
     // Fills this object from a zlib stream. It must have been made with createFromBuffer over a block of 761188
