@@ -538,7 +538,7 @@ bool _SingleImageFile::loadFromFile(QString const& fileName, int* errorCode) {
     }
     own.putBack(image);
     if (!dropImpossible(*this) && code == 0) code = _KX_DataBuffer::errorForeignLayout;
-    // Also after a failure, when the pixels may be filtered by a save. Those of an earlier load are decoded twice then.
+    // Also after a failure, when the pixels may be filtered by a save; those of an earlier load are decoded twice.
     if (fileFlags & pixelsFiltered) decodePredictionFilter(&image);
     if (errorCode) *errorCode = code;
     if (fileFlags & carriesCacheFlag) image.flags |= KX_IMG_CACHE_FLAG;
