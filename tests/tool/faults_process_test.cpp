@@ -57,7 +57,7 @@ TEST_F(FaultTest, SlowReaderGetsEveryByte) {
 
 // --- Limits ----------------------------------------------------------------------------------------------
 
-// Descriptors that the test inherited do not count. The sanitizers need some too: they look at memory through pipes.
+// Inherited descriptors do not count. The sanitizers need some too: they look at memory through pipes.
 TEST_F(FaultTest, EightDescriptorsAreEnoughForAnySequence) {
     for (int i = 5; i < 100; ++i) {
         bytes("shot.00" + std::to_string(100 + i).substr(1) + ".exr", i % 2 ? "damaged" : "");
