@@ -37,7 +37,7 @@ public:
     std::string takeUntil(char separator) {
         const void* found = std::memchr(bytes_, separator, size_);
         const size_t length = found ? static_cast<size_t>(static_cast<const uint8_t*>(found) - bytes_) : size_;
-        const std::string text(reinterpret_cast<const char*>(bytes_), length);
+        std::string text(reinterpret_cast<const char*>(bytes_), length);
         skip(std::min(length + 1, size_));
         return text;
     }

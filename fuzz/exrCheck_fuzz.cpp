@@ -17,9 +17,12 @@ void* orThrow(void* memory) {
 
 }  // namespace
 
+// The sanitizer's own operators delete what these give.
+// NOLINTNEXTLINE(cert-dcl54-cpp)
 void* operator new(size_t size) {
     return orThrow(size <= mostMemory ? operator new(size, std::nothrow) : nullptr);
 }
+// NOLINTNEXTLINE(cert-dcl54-cpp)
 void* operator new[](size_t size) {
     return orThrow(size <= mostMemory ? operator new[](size, std::nothrow) : nullptr);
 }

@@ -102,7 +102,7 @@ void writeCacheFiles(Corpus corpus, const fs::path& scratch) {
 
 // Every call once, on small images.
 void writeDrawings(Corpus corpus) {
-    const std::string sizes{"\0\0\x28\0\x1e\1\0\0\x14\0\x0a\2\0\0\x14\0\x0a", 18};
+    const std::string sizes{"\0\0\x28\0\x1e\1\0\0\x14\0\x0a\2\0\0\x14\0\x0a\0", 18};
     for (int call = 0; call < 32; ++call) {
         std::string bytes = sizes + static_cast<char>(call);
         for (int i = 0; i < 24; ++i) bytes += static_cast<char>(i % 2 ? 3 + 7 * i : 0);

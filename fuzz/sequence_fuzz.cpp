@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include <memory>
+#include <sstream>
 #include <vector>
 
 namespace {
@@ -64,11 +65,10 @@ struct Options {
 };
 
 Options takeOptions(FuzzInput& input) {
-    const std::string numbers = input.takeUntil('\n');
+    std::istringstream numbers(input.takeUntil('\n'));
     Options options{-1, -1, 1, 0, false, false, {}};
     int flags = 0;
-    std::sscanf(numbers.c_str(), "%d %d %d %d %d", &options.start, &options.end, &options.step, &options.offset,
-                &flags);
+    numbers >> options.start >> options.end >> options.step >> options.offset >> flags;
     options.withLog = flags & 1;
     options.refresh = flags & 2;
     options.frameList = input.takeUntil('\n');
