@@ -80,9 +80,11 @@ public:
     BareSampling(const kxP::_imgRGBABuffer_all& src, const _imgRGBABuffer8& dst, int grid)
         : pixels_(reinterpret_cast<const Value*>(src.pixels)), grid_(grid), width_(dst.width), height_(dst.height) {
         const auto positions = [grid](int extent, int targets, std::size_t unit) {
+            const long long count = 1LL * targets * grid;
             std::vector<std::size_t> result;
-            for (int i = 0; i < targets * grid; ++i) {
-                result.push_back(static_cast<std::size_t>(1LL * i * extent / (targets * grid)) * unit);
+            result.reserve(static_cast<std::size_t>(count));
+            for (long long i = 0; i < count; ++i) {
+                result.push_back(static_cast<std::size_t>(i * extent / count) * unit);
             }
             return result;
         };
@@ -101,7 +103,7 @@ public:
     }
 
 private:
-    std::size_t index(int target) const { return static_cast<std::size_t>(target * grid_); }
+    std::size_t index(int target) const { return static_cast<std::size_t>(1LL * target * grid_); }
 
     void addSamples(const std::size_t* rows, const std::size_t* columns, Sum* target) const {
         const Convert convert;

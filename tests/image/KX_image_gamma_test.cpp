@@ -211,6 +211,6 @@ TEST(Gamma, FloatsAgreeWithThePlainRule) {
         const ImageF expected = makeRandomFloatImage(13, 12, seed);
         kximgRGBABufferf_doGamma22(*image);
         plain::doGamma22(*expected);
-        ASSERT_EQ(std::memcmp(image->pixels, expected->pixels, 13 * 12 * 16), 0) << seed;
+        ASSERT_EQ(std::memcmp(image->pixels, expected->pixels, std::size_t{13} * 12 * 16), 0) << seed;
     }
 }

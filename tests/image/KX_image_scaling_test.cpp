@@ -176,7 +176,8 @@ TEST(Scaling, OpaqueStaysOpaqueAndUniformStaysUniform) {
                 ASSERT_TRUE(scaler.fast(**src, dst, box, box)) << scaler.name;
                 ASSERT_GT(+dst.pixelCount, 0u);
                 for (unsigned i = 0; i < dst.pixelCount; ++i) {
-                    ASSERT_EQ(std::memcmp(dst.pixels + std::size_t{4} * i, &colour, 4), 0) << scaler.name << ' ' << box;
+                    ASSERT_EQ(std::memcmp(dst.pixels + std::size_t{4} * i, &colour, 4), 0)
+                        << scaler.name << ' ' << box;
                 }
             }
         }

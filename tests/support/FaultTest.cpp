@@ -78,8 +78,7 @@ Names FaultTest::deletingArguments() const {
 
 ProcessResult FaultTest::runUnder(const std::vector<Fault>& faults, const Names& arguments) const {
     const TempDir logs;
-    const ProcessResult result =
-        tool(arguments, preloadedWith(faults, withoutSlash(dir.path()), logs.file("faults")));
+    ProcessResult result = tool(arguments, preloadedWith(faults, withoutSlash(dir.path()), logs.file("faults")));
     expectEachStruck(faults, readFileBytes(logs.file("faults")));
     return result;
 }

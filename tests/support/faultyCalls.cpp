@@ -114,7 +114,7 @@ int apply(const std::string& fault, const std::string& path) {
     if (fault == "remove" || fault == "makeDirectory" || fault == "makePipe") removeFile(path);
     if (fault == "makeDirectory") mkdir(path.c_str(), 0777);
     if (fault == "makePipe") mkfifo(path.c_str(), 0666);
-    return std::atoi(fault.c_str());
+    return static_cast<int>(std::strtol(fault.c_str(), nullptr, 10));
 }
 
 // True with errno set when the call has to fail.

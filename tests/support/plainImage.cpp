@@ -379,7 +379,7 @@ ImageF makeRandomFloatImage(int width, int height, unsigned seed) {
 
 Image8 makeUniformImage(int width, int height, _Rgba8 colour, unsigned spare) {
     Image8 image = makeImage(width, height, spare);
-    for (unsigned i = 0; i < image->capacity; ++i) std::memcpy(image->pixels + 4 * i, &colour, 4);
+    for (unsigned i = 0; i < image->capacity; ++i) std::memcpy(image->pixels + std::size_t{4} * i, &colour, 4);
     return image;
 }
 

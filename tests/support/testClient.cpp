@@ -85,8 +85,8 @@ void takeMessage(int s) {
     std::printf("A=%d B=%d command=%d parameter=%llu job=%d C=%d\n", b[2002 + s], b[2032 + s],
                 b[2062 + 2 * s] | b[2062 + 2 * s + 1] << 8, parameter, b[7435 + s], b[7465 + s]);
     b[2002 + s] = b[2032 + s] = b[7435 + s] = b[7465 + s] = 0xee;
-    std::memset(b + 2062 + 2 * s, 0xee, 2);
-    std::memset(b + 2124 + 8 * s, 0xee, 8);
+    std::memset(&b[2062 + 2 * s], 0xee, 2);
+    std::memset(&b[2124 + 8 * s], 0xee, 8);
 }
 
 bool takeMessages() {
@@ -114,7 +114,7 @@ bool execute(const std::string& line) {
     std::string command;
     std::string argument;
     words >> command >> argument;
-    if (command == "create") return create(std::atoi(argument.c_str()));
+    if (command == "create") return create(static_cast<int>(std::strtol(argument.c_str(), nullptr, 10)));
     if (command == "attach") return segment().attach();
     if (!segment().isAttached()) return false;
     if (command == "load") return load(argument);

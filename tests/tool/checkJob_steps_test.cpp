@@ -278,7 +278,10 @@ TEST_F(CheckJobSteps, RandomSegmentsChangeByTheFieldByFieldRule) {
         std::string segment = readySegment(static_cast<int>(random() % 40), 22984, round + 2);
         const size_t formatBytes[] = {0, 1, 2, 3, 928, 929};
         const bool wrong = random() % 4 == 0;
-        if (wrong) segment[formatBytes[random() % 6]] ^= static_cast<char>(1 + random() % 127);
+        if (wrong) {
+            char& spoiled = segment[formatBytes[random() % 6]];
+            spoiled = static_cast<char>(spoiled ^ static_cast<char>(1 + random() % 127));
+        }
         const int job = static_cast<int>(random());
         const std::string printed = send(segment, job);
         if (wrong) {
@@ -315,10 +318,13 @@ std::vector<DocumentedBytes> documentedExample() {
     std::istringstream page(readFileBytes(KX_SOURCE_DIR "/docs/client-shared-memory.md"));
     std::vector<DocumentedBytes> rows;
     for (std::string line; std::getline(page, line);) {
+        std::istringstream fields(line);
         unsigned offset = 0;
-        char before[100] = "";
-        char after[100] = "";
-        if (std::sscanf(line.c_str(), "%u | %99[0-9a-f ] | %99[0-9a-f ]", &offset, before, after) != 3) continue;
+        std::string blank;
+        std::string before;
+        std::string after;
+        if (!(fields >> offset) || !std::getline(fields, blank, '|')) continue;
+        if (!std::getline(fields, before, '|') || !std::getline(fields, after)) continue;
         rows.push_back({offset, fromHex(before), fromHex(after)});
     }
     return rows;
