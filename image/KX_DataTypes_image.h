@@ -197,6 +197,7 @@ public:
 static_assert(sizeof(_SingleImageFile) == 1188, "stored in the cache file");
 static_assert(std::is_standard_layout<_SingleImageFile>::value, "offsets below are meaningful");
 static_assert(offsetof(_SingleImageFile, data) == 0, "stored in the cache file");
+static_assert(offsetof(_SingleImageFile, reserved_) == 608, "stored in the cache file");
 static_assert(offsetof(_SingleImageFile, fileFlags) == 612, "stored in the cache file");
 static_assert(offsetof(_SingleImageFile, image) == 616, "stored in the cache file");
 

@@ -374,6 +374,19 @@ TEST_F(CacheFile, DecodesWhateverTheResult) {
     EXPECT_EQ(file.image.flags, KX_IMG_GAMMA22 | KX_IMG_CACHE_FLAG);
 }
 
+// The picture of the last good load is decoded once more.
+TEST_F(CacheFile, AFailedLoadAfterAGoodOneDecodesTwice) {
+    fillDocumentedEntry(file);
+    save();
+    ASSERT_EQ(load(), 0);
+    kxCHK::decodePredictionFilter(&file.image);
+    EXPECT_EQ(pixelsOf(loaded.image), pixelsOf(file.image));
+    EXPECT_FALSE(loaded.loadFromFile(dir.qpath() + QStringLiteral("missing"), nullptr));
+    EXPECT_NE(pixelsOf(loaded.image), pixelsOf(file.image));
+    kxCHK::decodePredictionFilter(&file.image);
+    EXPECT_EQ(pixelsOf(loaded.image), pixelsOf(file.image));
+}
+
 TEST_F(CacheFile, AnObjectOfAnotherLayoutTurnsEveryFailureIntoForeign) {
     loaded.data.recordId = 1;
     EXPECT_EQ(load(), -1);

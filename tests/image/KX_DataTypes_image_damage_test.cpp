@@ -129,25 +129,17 @@ struct SizeCase {
 };
 
 constexpr SizeCase sizeCases[] = {
-    {30, 20, 600, true},
-    {0, 0, 0, true},
-    {190000, 1, 190000, true},
-    {1, 190000, 190000, true},
-    {500, 380, 190000, true},
-    {INT_MAX, 0, 0, true},
-    {0, INT_MAX, 0, true},
-    {500, 381, 190500, false},
-    {190001, 1, 190001, false},
-    {500, 381, 100, false},
-    {30, 20, 190001, false},
-    {30, 20, 0xFFFFFFFF, false},
-    {-1, -1, 1, false},
-    {-30, 20, 0, false},
-    {30, -20, 0, false},
-    {INT_MIN, INT_MIN, 0, false},
-    {INT_MAX, INT_MAX, 1, false},
-    {65536, 65536, 0, false},
-    {INT_MAX, 2, 0xFFFFFFFE, false},
+    {30, 20, 600, true},          {0, 0, 0, true},
+    {190000, 1, 190000, true},    {1, 190000, 190000, true},
+    {500, 380, 190000, true},     {INT_MAX, 0, 0, true},
+    {0, INT_MAX, 0, true},        {30, 20, 0, true},
+    {30, 20, 599, true},          {30, 20, 190000, true},
+    {500, 381, 190500, false},    {190001, 1, 190001, false},
+    {500, 381, 100, false},       {30, 20, 190001, false},
+    {30, 20, 0xFFFFFFFF, false},  {-1, -1, 1, false},
+    {-30, 20, 0, false},          {30, -20, 0, false},
+    {INT_MIN, INT_MIN, 0, false}, {INT_MAX, INT_MAX, 1, false},
+    {65536, 65536, 0, false},     {INT_MAX, 2, 0xFFFFFFFE, false},
 };
 
 std::string withSize(std::string bytes, const SizeCase& size) {

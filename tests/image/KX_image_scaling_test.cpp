@@ -81,6 +81,17 @@ TEST(Scaling, SourceSmallerThanTheBoxIsCopied) {
     }
 }
 
+// A copy is clipped as setWidth and setHeight clip it, and counts as done: only reductions are refused.
+TEST(Scaling, CopyThatDoesNotFitIsClipped) {
+    const Image8 src = makeRandomImage(10, 8, 1);
+    for (const NamedScaler& scaler : scalers) {
+        _imgRGBABuffer8 dst(35u);
+        EXPECT_TRUE(scaler.fast(*src, dst, 20, 20)) << scaler.name;
+        EXPECT_EQ(sizeOf(dst), "10x3") << scaler.name;
+        EXPECT_EQ(std::memcmp(dst.pixels, src->pixels, 35 * 4), 0) << scaler.name;
+    }
+}
+
 TEST(Scaling, SourceThatReachesTheBoxInOneAxisIsScaled) {
     const Image8 src = makeCoordinateImage(10, 7);
     for (const NamedScaler& scaler : scalers) {
