@@ -193,18 +193,13 @@ TEST_F(SharedMemory, EmptyNameCanBeNeitherAttachedNorLocked) {
     EXPECT_FALSE(nameless.errorString().isEmpty());
 }
 
+// Taken for unsigned numbers the negative ones would last for weeks.
 TEST(Sleep, LastsAtLeastItsTime) {
-    for (const int time : {1, 20, 1100}) {
+    for (const int time : {-2147483647 - 1, -1, 0, 1, 20, 1100}) {
         const auto begin = Clock::now();
         kxSleep(time);
         EXPECT_GE(Clock::now() - begin, milliseconds(time));
     }
-}
-
-TEST(Sleep, NoTimeReturnsAtOnce) {
-    const auto begin = Clock::now();
-    for (const int time : {0, -1, -2147483647 - 1}) kxSleep(time);
-    EXPECT_LT(Clock::now() - begin, milliseconds(500));
 }
 
 TEST(Sleep, SignalsDoNotCutItShort) {

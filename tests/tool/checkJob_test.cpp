@@ -222,10 +222,8 @@ TEST_F(CheckJob, SenderWaitsTwoSecondsWithoutTheLock) {
     start(readySegment(0));
     const auto begin = Clock::now();
     std::vector<std::future<std::string>> senders = startAtOnce({1, 2});
-    const auto unlocked = Clock::now();
     ASSERT_TRUE(waitForMessages(client, 2));
     EXPECT_EQ(client.ask("lock"), "ok\n");
-    EXPECT_LT(Clock::now() - unlocked, milliseconds(2000));
     EXPECT_EQ(client.ask("unlock"), "ok\n");
     for (const std::future<std::string>& sender : senders) EXPECT_FALSE(hasEnded(sender));
     for (std::future<std::string>& sender : senders) EXPECT_EQ(sender.get(), sent);
