@@ -18,7 +18,8 @@ void gammaTable_InitNow();
 void kximgRGBABuffer8_doGamma22(kxP::_imgRGBABuffer8& image);
 // The same for floats between 0 and 1, both exclusive; other values stay.
 void kximgRGBABufferf_doGamma22(kxP::_imgRGBABufferf& image);
-// Display to linear values: the lowest index whose table entry is not below the value. Clears KX_IMG_GAMMA22.
+// Display to linear values: the lowest index whose table entry is not below the value, so that the 72 indices with
+// the entry of the one before come back as that one (white as 254). Clears KX_IMG_GAMMA22.
 void kximgRGBABuffer8_undoGamma22(kxP::_imgRGBABuffer8& image);
 
 // --- Scaling ---------------------------------------------------------------------------------------------------
