@@ -8,6 +8,11 @@
 #include <set>
 #include <sstream>
 
+// clang's question; g++ defines a macro instead.
+#ifndef __has_feature
+#define __has_feature(name) 0
+#endif
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -16,7 +21,7 @@ using Names = std::vector<std::string>;
 
 // A run is given no more time than one file may take. The address sanitizer takes terabytes of address space for
 // itself, so that no limit can be set, and time to clear the gigabytes that damaged headers claim.
-#ifdef __SANITIZE_ADDRESS__
+#if defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer)
 constexpr bool limitsMemory = false;
 constexpr int secondsPerRun = 100;
 constexpr size_t positionStep = 11;
