@@ -89,7 +89,7 @@ constexpr Offsets<4> rowOffsetsFixed16 = {0.0f, 0.22f, 0.53f, 0.72f};
 constexpr Offsets<4> columnOffsetsFixed16 = {0.0f, 0.28f, 0.47f, 0.78f};
 
 // Source positions of the samples of one target coordinate on one axis. Each kind of axis gives them for a target
-// coordinate that is not negative, and the lowest that it ever gives; `asColumns` is the axis as every row asks it.
+// coordinate that is not negative; `asColumns` is the axis as every row asks it, with the lowest position of all.
 template <std::size_t N>
 using Positions = std::array<int, N>;
 
@@ -123,7 +123,6 @@ struct PlainAxis {
     float factor;  // source pixels per target pixel
     int extent;    // of the source, pixels
 
-    int lowest() const { return 0; }
     PositionTable<N> asColumns(int count) const { return {*this, count}; }
     Positions<N> operator()(int target) const {
         Positions<N> positions;
@@ -166,7 +165,6 @@ struct RoundedAxis {
     int extent;
     int start;  // first source pixel, not negative
 
-    int lowest() const { return 0; }
     PositionTable<N> asColumns(int count) const { return {*this, count}; }
     Positions<N> operator()(int target) const {
         Positions<N> positions;
