@@ -424,8 +424,8 @@ long long _kxViewSequence::missingAfter(int slot) const {
 }
 
 void _kxViewSequence::fillGaps() {
-    const long long frames = wrappingDifference(seqEnd, seqStart) / seqStep;  // but the first
-    if (imageCount < 2 || frames < 0 || frames >= mostFrames) return;
+    // But the first; within what the slots can tell apart, so that the product below stays in range.
+    const long long frames = std::clamp<long long>(wrappingDifference(seqEnd, seqStart) / seqStep, -1, mostFrames);
     const long long wanted = (frames + 1) * (isTiled ? maxTileIndex + 1 : 1);
     if (imageCount >= wanted || wanted > mostFrames) return;
 
