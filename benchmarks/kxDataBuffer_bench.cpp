@@ -1,5 +1,6 @@
 // Saving and loading the cache entry of a real picture at every zlib level: size and time of the whole operation,
-// flushing to disk included. Takes the picture's path as its last argument; without one, a made picture.
+// flushing to disk included; a save starts with a copy of the unfiltered pixels, some 0.05 ms. Takes the picture's
+// path as its first argument that is no option; without one, a made picture.
 #include "examples/ReadFrame.h"
 #include "image/KX_DataTypes_image.h"
 #include "image/KX_image.h"
@@ -57,7 +58,8 @@ std::string bytesOfEntry(const kxCHK::_SingleImageFile& entry) {
     return bytes;
 }
 
-// The level that saves compress with, in place of the one that they ask for.
+// The level that saves compress with, in place of the one that they ask for: the call is wrapped by the linker,
+// which leaves the calls within the shared zlib alone.
 int levelOfSaves = 0;
 
 // A save filters the pixels: each run starts from the same ones.
@@ -69,14 +71,14 @@ void addSaveAndLoad(const Entry& entry, int level) {
         levelOfSaves = level;
         for (auto _ : state) {
             std::memcpy(entry->image.pixels, pixels->data(), pixels->size());
-            if (!entry->saveToFile(path).isEmpty()) state.SkipWithError("the entry can't be saved");
+            if (!entry->saveToFile(path).isEmpty()) return state.SkipWithError("the entry can't be saved");
         }
         state.counters["bytes"] = static_cast<double>(readFileBytes(dir->file("frame.kxCache")).size());
     };
     const auto load = [=](benchmark::State& state) {
         kxCHK::_SingleImageFile loaded;
         for (auto _ : state) {
-            if (!loaded.loadFromFile(path, nullptr)) state.SkipWithError("the entry can't be loaded");
+            if (!loaded.loadFromFile(path, nullptr)) return state.SkipWithError("the entry can't be loaded");
         }
     };
     const std::string label = "level" + std::to_string(level);

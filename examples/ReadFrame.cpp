@@ -12,7 +12,7 @@ std::unique_ptr<kxP::_imgRGBABufferf> readFrame(const std::string& path) {
     const Imath::Box2i window = file.header().dataWindow();
     const long long width = 1LL + window.max.x - window.min.x;
     const long long height = 1LL + window.max.y - window.min.y;
-    if (width > (1LL << 28) / height) throw std::runtime_error("the frame is too large");
+    if (height < 1 || width > (1LL << 28) / height) throw std::runtime_error("the frame is too large");
 
     auto image = std::make_unique<kxP::_imgRGBABufferf>(static_cast<unsigned>(width * height));
     if (image->capacity == 0) throw std::runtime_error("not enough memory for the frame");

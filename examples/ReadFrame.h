@@ -7,6 +7,6 @@
 #include <string>
 
 // The channels R, G, B and A of a file's first part within its data window, with the buffer's header filled; a
-// missing colour channel is 0, a missing A is 1. Throws what the EXR library throws, also for more than 2^28
-// pixels.
+// missing colour channel is 0, a missing A is 1. Throws what the EXR library throws, and std::runtime_error for
+// more than 2^28 pixels (4 GiB) and where memory for the pixels is short.
 std::unique_ptr<kxP::_imgRGBABufferf> readFrame(const std::string& path);

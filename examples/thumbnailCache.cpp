@@ -23,7 +23,7 @@ static void check(const QString& path, _SingleImageView& view) {
     // A frame smaller than the box in both axes would be copied as bytes, not converted: the box is no larger.
     const bool fits = kximgRGBABuffer8_Scale4(*frame, view.ensureThumbnail(), std::min(500, frame->width),
                                               std::min(380, frame->height), false);
-    if (!fits) throw std::runtime_error("the thumbnail is too large");
+    if (!fits) throw std::runtime_error("no room for the thumbnail");
     kximgRGBABuffer8_doGamma22(*view.thumbnail);
     const QString errors = kxCHK::imageAnalyseError2Str(kxCHK::doErrorSearch(*view.thumbnail, &view));
     std::printf("Errors: \"%s\", level \"%s\"\n", errors.toLatin1().constData(),

@@ -565,7 +565,7 @@ void _SingleImageFile::createFromBuffer(char*) {
 void _SingleImageFile::exportTo(_SingleImageView& view) {
     kxP::_imgRGBABuffer8& thumbnail = view.ensureThumbnail();
     const _kxTime oldTime = view.fileTime;
-    // The low 32 bits only: sizes of four gigabytes and more never match, so these frames are checked again.
+    // The low 32 bits only: sizes of 2^32 bytes and more never match, so these frames are checked again.
     const long long oldSize = static_cast<unsigned>(view.fileSize);
     const auto oldInfoText = view.infoText;
     const int oldRenderTime = view.averageRenderTime;

@@ -89,7 +89,8 @@ struct Reduction {
     int width, height;       // of the target
 };
 
-// Never below 1: the box scalers only reduce. A box of size 0 gives infinity; no number is NaN.
+// Never below 1: the box scalers only reduce. A box of size 0 gives infinity. A source of size 0 as well gives NaN,
+// which std::max passes over for its first argument.
 float reductionFactor(int extent, int box) {
     return std::max(1.0f, static_cast<float>(extent) / static_cast<float>(box));
 }
@@ -300,8 +301,8 @@ void fillRun(unsigned char* pixel, std::size_t count, const _Rgba8& colour) {
     for (std::size_t i = 0; i < count; ++i) std::memcpy(pixel + 4 * i, &colour, 4);
 }
 
-// Pixels of linear index beyond either end of the memory up to which a line's points are followed. Single
-// precision tells no neighbouring pixels apart beyond that distance.
+// Lines of more points are followed only up to so many pixels of linear index beyond either end of the memory.
+constexpr long long longestLine = 1 << 25;
 constexpr long long lineReach = 1 << 24;
 
 // One axis of a line: `stride` is what a step of one pixel adds to the linear index.
@@ -311,15 +312,19 @@ struct LineAxis {
 };
 
 // Calls put(linear index) for every point, ends included, by rising major coordinate. The index is 32-bit and
-// wraps. A line may be four thousand million points long: points whose major coordinate alone is worth more
-// than lineReach beyond the memory are left out. They could only be in memory when their minor coordinate leads
-// as far in the other direction.
+// wraps. A line may be four thousand million points long: of such lines the points whose major coordinate alone is
+// worth more than lineReach beyond the memory are left out. They could only be in memory when their minor
+// coordinate leads as far in the other direction.
 template <class Put>
 void forEachPoint(const LineAxis& major, const LineAxis& minor, unsigned pixelsInMemory, Put put) {
     const float slope = static_cast<float>(minor.from - minor.to) / static_cast<float>(major.from - major.to);
-    const long long reach = (pixelsInMemory + lineReach) / major.stride;
-    const long long first = std::max(std::min(major.from, major.to), -reach);
-    const long long last = std::min(std::max(major.from, major.to), reach);
+    long long first = std::min(major.from, major.to);
+    long long last = std::max(major.from, major.to);
+    if (last - first >= longestLine) {
+        const long long reach = (pixelsInMemory + lineReach) / major.stride;
+        first = std::max(first, -reach);
+        last = std::min(last, reach);
+    }
     for (long long i = first; i <= last; ++i) {
         const double offset = halfAwayFromZero(static_cast<float>(i - major.from) * slope);
         const long long j = minor.from + static_cast<long long>(offset);

@@ -26,11 +26,11 @@ void kximgRGBABuffer8_undoGamma22(kxP::_imgRGBABuffer8& image);
 //
 // The number in a name is the number of point samples averaged for one target pixel. The box scalers only reduce:
 // a source smaller than the box in both axes is copied (the float source's bytes as they lie). h below 1 means a
-// square box. The header of src is copied first, in every case. The result of a reduction is false, and dst
-// otherwise unchanged, when the target size does not fit dst; a copy is clipped instead. Width and height of dst
-// are set one after the other, each clipped to the capacity as by setWidth: a dst that was used before can come out
-// narrower unless its capacity has room for the new width at its old height. src being dst itself is harmless, but
-// the picture is not the scaled one. The trailing flag has no effect.
+// square box. The header of src, all but its bytesPerPixel, is copied first, in every case. The result of a
+// reduction is false, and dst otherwise unchanged, when the target size does not fit dst; a copy is clipped
+// instead. Width and height of dst are set one after the other, each clipped to the capacity as by setWidth: a dst
+// that was used before can come out narrower unless its capacity has room for the new width at its old height. src
+// being dst itself is harmless, but the picture is not the scaled one. The trailing flag has no effect.
 
 // 4 x 4 samples with jitter; fits into w x h, proportions kept, even size.
 bool kximgRGBABuffer8_Scale16(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool);
@@ -57,8 +57,8 @@ void kximgRGBABuffer8_Scale9(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffe
 // rectangles and image pixels store the whole colour.
 
 // Line between two pixels, both included. Points are bounded by the linear index only: an x beyond a side lands on
-// the neighbouring row. Points whose coordinate on the longer axis alone is worth more than 2^24 pixels of linear
-// index beyond the memory are left out, so that no line takes more than a moment.
+// the neighbouring row. A line of more than 2^25 points leaves out those whose coordinate on the longer axis alone
+// is worth more than 2^24 pixels of linear index beyond the memory, so that no line takes more than a moment.
 void kximgRGBABuffer8_DrawLine(kxP::_imgRGBABuffer8& image, _Rgba8 c, int x0, int y0, int x1, int y1);
 // Anti-aliased line between two real positions, clipped to the image.
 void kximgRGBABuffer8_DrawLineAA(kxP::_imgRGBABuffer8& image, _Rgba8 c, float x0, float y0, float x1, float y1);

@@ -14,9 +14,11 @@
 
 namespace kxSampling {
 
-// Sums of at most 256 8-bit pixels: r and b, g and a share a word each, 16 bits a channel.
+// Sums of 8-bit pixels: r and b, g and a share a word each, 16 bits a channel.
 template <unsigned Samples>
 class ByteSums {
+    static_assert(Samples <= 257, "so many bytes fit 16 bits");
+
 public:
     static constexpr unsigned pixelBytes = 4;
 
@@ -38,13 +40,15 @@ private:
     std::uint32_t greenAlpha_ = 0;
 };
 
-// Four channels at once, in the vector types that g++ and clang++ share: neither finds them by itself here.
+// Four channels at once, in the vector types that g++ and clang++ share: neither of them
+// vectorises these sums by itself.
 using FourFloats = float __attribute__((vector_size(16)));
 using FourInts = int __attribute__((vector_size(16)));
 using FourUnsigned = unsigned __attribute__((vector_size(16)));
 
 // Sums of at most four float pixels, each channel of each sample converted to an integer first, 1.0 being 255.
-// Channels beyond two million times white, and NaN, count as the limit, so that the sums stay within int.
+// Channels beyond two million times white count as the limit, NaN as the lower one, so that the sums stay within
+// int.
 template <unsigned Samples>
 class FloatSums {
     static_assert(Samples <= 4, "the limit is a quarter of the range of int");
@@ -89,12 +93,14 @@ constexpr Offsets<4> rowOffsetsFixed16 = {0.0f, 0.22f, 0.53f, 0.72f};
 constexpr Offsets<4> columnOffsetsFixed16 = {0.0f, 0.28f, 0.47f, 0.78f};
 
 // Source positions of the samples of one target coordinate on one axis. Each kind of axis gives them for a target
-// coordinate that is not negative; `asColumns` is the axis as every row asks it, with the lowest position of all.
+// coordinate that is not negative; `asColumns` is the axis as every row asks it, which also
+// knows a bound that none of its positions is below.
 template <std::size_t N>
 using Positions = std::array<int, N>;
 
-// Positions beyond the source's last pixel become that pixel. Positions of -1, which jitter gives at large
-// factors, stay: the buffer's read takes the nearest pixel for them.
+// Positions beyond the source's last pixel become that pixel. Negative positions, which jitter gives at large
+// factors, stay: left of a row lies the end of the row above, and an index below 0 is read as the buffer's first
+// pixel.
 template <std::size_t N>
 void clampToExtent(Positions<N>& positions, int extent) {
     if (positions[N - 1] < extent) return;

@@ -3,8 +3,8 @@
 // A compressed file is exactly one zlib stream of the header's bytes followed by the data's; a file that is not
 // compressed is these bytes as they are. Files are written beside their target under a temporary name
 // (".kxCache-<process>-<time>-<number>.tmp"), flushed to disk and renamed: a reader sees the old file or the new
-// one and never a part, and a failed write leaves the old file as it was. A process that is killed while it writes
-// leaves its temporary file behind; nothing ever reads it.
+// one and never a part, and a write that fails before the rename leaves the old file as it was. A process that is
+// killed while it writes leaves its temporary file behind; nothing ever reads it.
 #pragma once
 
 #include "shared/kxString.h"

@@ -50,6 +50,9 @@ bool isSame(const char* first, const char* second) {
 
 TEST(SequenceRecordTest, ConstructorSetsTheStatedValues) {
     const auto record = newRecord();
+    EXPECT_EQ(record->seqStart, 0);
+    EXPECT_EQ(record->seqEnd, 0);
+    EXPECT_EQ(record->seqStep, 0);
     EXPECT_EQ(record->viewStart, 1);
     EXPECT_EQ(record->viewEnd, 100);
     EXPECT_EQ(record->viewStep, 1);

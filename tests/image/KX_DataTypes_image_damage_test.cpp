@@ -324,9 +324,14 @@ TEST(LoadFromBuffer, RefusesAnObjectWhosePixelsLieElsewhere) {
     _SingleImageFile file;
     fillEntry(file);
     std::string stream = plainDeflate(entryBytes());
-    const std::string before(reinterpret_cast<char*>(&file), headerSize);
+    const auto wholeObject = [&file] {
+        const size_t pixelBytes = size_t{4} * file.image.capacity;
+        return std::string(reinterpret_cast<char*>(&file), headerSize) +
+               std::string(reinterpret_cast<char*>(file.image.pixels), pixelBytes);
+    };
+    const std::string before = wholeObject();
     EXPECT_FALSE(file.loadFromBuffer(stream.data(), static_cast<int>(stream.size())));
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(&file), headerSize), before);
+    EXPECT_EQ(wholeObject(), before);
 }
 
 TEST(LoadFromBuffer, CreateFromBufferDoesNotLookAtItsArgument) {

@@ -291,7 +291,7 @@ protected:
         EXPECT_EQ(bytesOf(entry.file.saveToFile(path)), "");
     }
     void expectRefused(View& view) {
-        // Every byte of the view, but for the padding that no one sets, is compared as it lies.
+        // Every byte of the view is compared as it lies.
         const std::string before(reinterpret_cast<char*>(&view), sizeof view);
         EXPECT_FALSE(view.testNloadFromFile(path));
         EXPECT_EQ(std::string(reinterpret_cast<char*>(&view), sizeof view), before);
@@ -343,6 +343,14 @@ TEST_F(TestNloadFromFile, RefusesAFileOfAnotherTimeSizeOrLayout) {
     View id;
     id.recordId = 3586;
     expectRefused(id);
+}
+
+TEST_F(TestNloadFromFile, RefusesAFileOfAForeignLayout) {
+    Entry entry;
+    entry.file.data.recordId = 3588;
+    ASSERT_EQ(bytesOf(entry.file.saveToFile(path)), "");
+    View view;
+    expectRefused(view);
 }
 
 TEST_F(TestNloadFromFile, RefusesAnUnreadableFile) {

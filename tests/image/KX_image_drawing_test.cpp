@@ -194,17 +194,27 @@ TEST(DrawLine, ExtremeCoordinatesTakeAMomentAndReachTheImage) {
     }
 }
 
-// Every point of these lines is in the middle of the image by its linear index. Those whose x alone is further
-// beyond the memory than 2^24 are left out.
-TEST(DrawLine, PointsBeyondTheReachAreLeftOut) {
-    const int reach = (1 << 24) + 100;
+// All points of these lines are in the middle of the image by their linear index, however far their x is.
+TEST(DrawLine, LinesFarBesideTheImageAreFollowed) {
+    for (const int from : {-2147483640, -100000000, -20000000, 20000000, 100000000, 2147483600}) {
+        const Image8 image = makeUniformImage(10, 10, white);
+        kximgRGBABuffer8_DrawLine(*image, opaque, from, 5 - from / 10, from + 40, 5 - (from + 40) / 10);
+        EXPECT_NE(drawnPixels(*image, white).find('#'), std::string::npos) << from;
+    }
+}
+
+// In lines of more than 2^25 points those that are further beyond the memory than 2^24 by their x alone are left
+// out.
+TEST(DrawLine, LongestLinesEndBeyondTheirReach) {
+    const int far = (1 << 24) + 1000, points = 1 << 25;
     const struct {
         int from, to;
         bool drawn;
-    } rows[] = {{reach - 10, reach, true},
-                {reach + 10, reach + 20, false},
-                {-reach, 10 - reach, true},
-                {-reach - 20, -reach - 10, false}};
+    } rows[] = {{far, far + points, false},
+                {far, far + points - 1, true},
+                {-far, -far - points, false},
+                {-far, -far - points + 1, true},
+                {far - 2000, far + points, true}};
     for (const auto& row : rows) {
         const Image8 image = makeUniformImage(10, 10, white);
         kximgRGBABuffer8_DrawLine(*image, opaque, row.from, 5 - row.from / 10, row.to, 5 - row.to / 10);

@@ -6,6 +6,8 @@
 #include <ImfRgbaFile.h>
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -68,9 +70,16 @@ TEST_F(ThumbnailCacheTest, FindsTheMissingTile) {
 
 TEST_F(ThumbnailCacheTest, TellsWhatItCanNotDo) {
     bytes("broken.exr", "not a frame");
-    const ProcessResult result = example(dir.file("broken.exr"));
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.out, "");
-    EXPECT_NE(result.err, "");
+    const ProcessResult broken = example(dir.file("broken.exr"));
+    EXPECT_EQ(broken.exitCode, 1);
+    EXPECT_EQ(broken.out, "");
+    EXPECT_NE(broken.err, "");
     EXPECT_FALSE(std::filesystem::exists(dir.file("frame.kxCache")));
+
+    std::filesystem::create_directory(dir.file("frame.kxCache"));
+    const ProcessResult unwritable = example(greyFrame("beauty.0007.exr", {{0, 0}, {0, 0}}));
+    EXPECT_EQ(unwritable.exitCode, 1);
+    EXPECT_EQ(unwritable.err, "Is a directory\n");
+
+    EXPECT_EQ(runProcess({KX_THUMBNAIL_CACHE}).exitCode, 1);
 }

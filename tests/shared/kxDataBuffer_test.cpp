@@ -280,6 +280,16 @@ TEST_F(KxDataBuffer, ReadsRegularFilesOnlyAndNeverWaits) {
     for (const auto& [name, code] : cases) EXPECT_EQ(loadCode(name, 10, 10), code) << name;
 }
 
+// Of a program that was started without standard input, the first file opened has descriptor 0.
+TEST_F(KxDataBuffer, DescriptorZeroIsAsGoodAsAnyOther) {
+    const int failures = inChild([this] {
+        close(STDIN_FILENO);
+        const bool saved = save(path, randomContent(20, 500, 1)) == 0;
+        return saved && loadCode(path, 20, 500) == 0 ? 0 : 1;
+    });
+    EXPECT_EQ(failures, 0);
+}
+
 TEST_F(KxDataBuffer, ReadsThroughALink) {
     ASSERT_EQ(save(path, uniformContent(10, 10, 'l')), 0);
     ASSERT_EQ(symlink("frame.kxCache", dir.file("link").c_str()), 0);

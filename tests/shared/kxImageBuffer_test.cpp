@@ -82,6 +82,15 @@ void expectSize(const Buffer& image, int width, int height) {
 
 }  // namespace
 
+// The numbers are stored in cache files.
+TEST(ImageBuffer, FlagsAreBitsOneByOne) {
+    EXPECT_EQ(KX_IMG_GAMMA22, 1);
+    EXPECT_EQ(KX_IMG_SUPERWHITE, 2);
+    EXPECT_EQ(KX_IMG_FROM_CACHE, 4);
+    EXPECT_EQ(KX_IMG_CACHE_REWRITTEN, 8);
+    EXPECT_EQ(KX_IMG_CACHE_FLAG, 16);
+}
+
 TEST(ImageBuffer, IsBornBlackWithoutSizeAndWithAClearedHeader) {
     const _imgRGBABuffer8 image(50u);
     expectSize(image, 0, 0);

@@ -18,15 +18,13 @@ protected:
         for (int i = 1; i <= count; ++i) frame("beauty." + std::to_string(i) + ".exr", part);
     }
 
-    Counts countsOfRun(const std::vector<std::string>& options = {}) const {
+    Counts countsOfRun(const std::string& name = "beauty.1.exr") const {
         const TempDir logs;
-        std::vector<std::string> arguments{dir.file("beauty.1.exr")};
-        arguments.insert(arguments.end(), options.begin(), options.end());
         ProcessOptions preloaded;
         preloaded.preload = KX_SLOW_FILE_CALLS;
         preloaded.environment = {"KX_CALL_COUNTS=" + logs.file("counts"),
                                  "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0"};
-        const ProcessResult result = tool(arguments, preloaded);
+        const ProcessResult result = tool({dir.file(name)}, preloaded);
         EXPECT_EQ(result.exitCode, 0) << result.err;
         std::istringstream lines(readFileBytes(logs.file("counts")));
         Counts counts;
@@ -86,6 +84,15 @@ TEST_F(OperationsTest, FilesOfOtherSequencesTakeNothing) {
     const Counts alone = countsOfRun();
     frames({"diffuse.1.exr", "diffuse.2.exr", "beauty.2.tif"});
     EXPECT_EQ(countsOfRun(), alone);
+}
+
+TEST_F(OperationsTest, SingleFileIsAskedForOnceAndNothingIsListed) {
+    frames({"still.exr"});
+    const Counts counts = countsOfRun("still.exr");
+    EXPECT_EQ(counts.at("opendir"), 1);
+    EXPECT_EQ(counts.at("open"), 1);
+    EXPECT_EQ(counts.at("stat"), 1);
+    EXPECT_EQ(counts.at("read"), 1);
 }
 
 TEST_F(OperationsTest, DirectoryIsOpenedToTestItAndToListIt) {
