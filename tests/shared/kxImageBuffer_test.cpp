@@ -309,6 +309,17 @@ TEST(ImageBuffer, CopyTakesSizeHeaderAndPixels) {
     }
 }
 
+TEST(ImageBuffer, CopyTakesASinglePixelAndNone) {
+    const Image8 pixel = makeUniformImage(1, 1, {1, 2, 3, 4});
+    _imgRGBABuffer8 target(100u);
+    pixel->copyTo(target, true);
+    expectSize(target, 1, 1);
+    EXPECT_EQ(std::memcmp(target.pixels, pixel->pixels, 4), 0);
+    const _imgRGBABuffer8 empty(0u);
+    empty.copyTo(target, true);
+    expectSize(target, 0, 0);
+}
+
 TEST(ImageBuffer, CopyOfFloatsTakesAllBytes) {
     const ImageF image = makeRandomFloatImage(5, 3, 3);
     _imgRGBABufferf target(15u);
