@@ -27,6 +27,11 @@ struct Images {
     kxP::_imgRGBABufferf f{capacity};
 };
 
+// An image may be scaled into itself.
+kxP::_imgRGBABuffer8& takeSource(Images& images, FuzzInput& input) {
+    return input.takeBit() ? images.b : images.a;
+}
+
 _Rgba8 takeColour(FuzzInput& input) {
     return input.take<_Rgba8>();
 }
@@ -60,23 +65,23 @@ constexpr Call calls[] = {
     },
     [](Images& images, FuzzInput& input) {
         const int x = input.takeCoordinate(), y = input.takeCoordinate();
-        kximgRGBABuffer8_drawImage(images.a, input.takeBit() ? images.b : images.a, x, y, input.take<int8_t>());
+        kximgRGBABuffer8_drawImage(images.a, takeSource(images, input), x, y, input.take<int8_t>());
     },
     [](Images& images, FuzzInput& input) {
         const int w = input.takeCoordinate();
-        kximgRGBABuffer8_Scale16(images.b, images.a, w, input.takeCoordinate(), false);
+        kximgRGBABuffer8_Scale16(takeSource(images, input), images.a, w, input.takeCoordinate(), false);
     },
     [](Images& images, FuzzInput& input) {
         const int w = input.takeCoordinate();
-        kximgRGBABuffer8_Scale16_noProportions(images.b, images.a, w, input.takeCoordinate());
+        kximgRGBABuffer8_Scale16_noProportions(takeSource(images, input), images.a, w, input.takeCoordinate());
     },
     [](Images& images, FuzzInput& input) {
         const int w = input.takeCoordinate();
-        kximgRGBABuffer8_Scale9(images.b, images.a, w, input.takeCoordinate(), true);
+        kximgRGBABuffer8_Scale9(takeSource(images, input), images.a, w, input.takeCoordinate(), true);
     },
     [](Images& images, FuzzInput& input) {
         const int w = input.takeCoordinate();
-        kximgRGBABuffer8_Scale4(images.b, images.a, w, input.takeCoordinate(), true);
+        kximgRGBABuffer8_Scale4(takeSource(images, input), images.a, w, input.takeCoordinate(), true);
     },
     [](Images& images, FuzzInput& input) {
         const int w = input.takeCoordinate();
@@ -85,13 +90,13 @@ constexpr Call calls[] = {
     [](Images& images, FuzzInput& input) {
         const auto sx = input.take<float>(), sy = input.take<float>();
         const int x = input.takeCoordinate(), y = input.takeCoordinate();
-        kximgRGBABuffer8_Scale9(images.b, images.a, sx, sy, x, y, input.takeBit());
+        kximgRGBABuffer8_Scale9(takeSource(images, input), images.a, sx, sy, x, y, input.takeBit());
     },
     [](Images& images, FuzzInput& input) {
         const auto sx = static_cast<float>(input.take<uint8_t>()) / 64,
                    sy = static_cast<float>(input.take<uint8_t>()) / 64;
         const int x = input.takeCoordinate(), y = input.takeCoordinate();
-        kximgRGBABuffer8_Scale9(images.b, images.a, sx, sy, x, y, input.takeBit());
+        kximgRGBABuffer8_Scale9(takeSource(images, input), images.a, sx, sy, x, y, input.takeBit());
     },
     [](Images& images, FuzzInput&) { kximgRGBABuffer8_doGamma22(images.a); },
     [](Images& images, FuzzInput&) { kximgRGBABuffer8_undoGamma22(images.a); },
