@@ -118,7 +118,8 @@ TEST_F(DocumentsTest, VersionIsTheSameEverywhere) {
 }
 
 TEST_F(DocumentsTest, LinksLeadToFilesOfTheProject) {
-    std::vector<fs::path> documents = {sourceDir / "README.md", sourceDir / "CONTRIBUTING.md"};
+    std::vector<fs::path> documents = {sourceDir / "README.md", sourceDir / "CONTRIBUTING.md",
+                                       sourceDir / "SECURITY.md"};
     for (const fs::path& path : fs::directory_iterator(sourceDir / "docs")) {
         if (path.extension() == ".md") documents.push_back(path);
     }

@@ -21,8 +21,7 @@ SamplePart longHeader() {
     return part;
 }
 
-// --- Files and directories that vanish
-// -----------------------------------------------------------------------------
+// --- Files and directories that vanish -----------------------------------------------------------------------
 
 TEST_F(FaultTest, FileVanishingBeforeItsCheckCannotBeLoaded) {
     EXPECT_EQ(
@@ -105,8 +104,7 @@ TEST_F(MovedDirectoryTest, DirectoryVanishingBeforeTheDeletionIsReported) {
     EXPECT_TRUE(entryExists(moved + "/shot.0003.exr"));
 }
 
-// --- Calls that fail
-// -----------------------------------------------------------------------------------------------
+// --- Calls that fail -----------------------------------------------------------------------------------------
 
 TEST_F(FaultTest, FileThatCannotBeOpenedIsNeitherCheckedNorDeleted) {
     for (const int code : {EACCES, EMFILE, ENFILE, EIO, ESTALE, ETIMEDOUT, ENOMEM, EINTR}) {
@@ -183,7 +181,7 @@ TEST_F(FaultTest, ReadErrorInTheListingEndsIt) {
     EXPECT_EQ(result.out, toolBanner);
     EXPECT_EQ(result.err, "\nNo file found '" + dir.path() + "shot.#.exr'\n\n");
     EXPECT_EQ(dir.entries(), all);
-    // ".", ".." and the four frames come in any order, so that one or two frames of four entries are seen.
+    // ".", ".." and the four frames come in any order, so that two to four of the frames are seen.
     const std::string out = runUnder({{"readdir", "*", number(EIO), 4}});
     EXPECT_EQ(out.rfind("Found Sequence ", 0), 0u);
     for (const std::string& name : passing) EXPECT_TRUE(entryExists(dir.file(name)));

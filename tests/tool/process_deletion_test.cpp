@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <thread>
@@ -200,6 +201,36 @@ TEST_F(DeletionTest, ClosedOutputEndsTheRunQuietly) {
     EXPECT_EQ(result.signal, SIGPIPE);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(dir.entries(), all);
+}
+
+bool isFull(int pipeEnd) {
+    pollfd waiting{pipeEnd, POLLOUT, 0};
+    return poll(&waiting, 1, 0) == 0;
+}
+
+// The pipe holds some of the lines of 2000 frames, then the run waits for its reader, which leaves.
+TEST_F(DeletionTest, ReaderThatLeavesInTheMiddleEndsTheRunBeforeTheNextDeletion) {
+    for (int i = 1; i <= 2000; ++i) frame("long." + std::to_string(i) + ".exr");
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    ProcessOptions options;
+    options.stdoutFd = ends[1];
+    ProcessResult result;
+    std::thread run([&] { result = tool({dir.file("long.1.exr"), "-requireMultipart", "-del"}, options); });
+    // A full pipe may have room for some more lines.
+    Names beforeItLeft;
+    while (!isFull(ends[1]) || beforeItLeft != dir.entries()) {
+        beforeItLeft = dir.entries();
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    }
+    EXPECT_FALSE(entryExists(dir.file("long.1.exr")));
+    close(ends[0]);
+    run.join();
+    close(ends[1]);
+    EXPECT_EQ(result.signal, SIGPIPE);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(dir.entries(), beforeItLeft);
+    EXPECT_TRUE(entryExists(dir.file("long.2000.exr")));
 }
 
 }  // namespace
