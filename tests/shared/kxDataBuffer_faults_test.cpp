@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
@@ -38,6 +39,7 @@ struct System {
     Call write, read, fsync, close, openat, renameat, fstat, deflateInit, inflateInit;
     size_t largestTransfer = SIZE_MAX;  // bytes that one read or write moves
     std::vector<std::string> created;
+    int createFlags = 0;
 };
 System theSystem;
 
@@ -69,6 +71,7 @@ int __wrap_close(int file) {
 }
 int __wrap_openat(int directory, const char* name, int flags, mode_t mode) {
     theSystem.created.push_back(name);
+    theSystem.createFlags = flags;
     return theSystem.openat.fails() ? -1 : __real_openat(directory, name, flags, mode);
 }
 int __wrap_renameat(int fromDirectory, const char* from, int toDirectory, const char* to) {
@@ -217,6 +220,11 @@ TEST_F(DataBufferFaults, ATakenTemporaryNameIsPassedOver) {
     theSystem.openat.failWith(EEXIST, 1000000);
     EXPECT_EQ(save('x'), EEXIST);
     expectFileOf('n');
+}
+
+TEST_F(DataBufferFaults, TheTemporaryFileIsNewAndNotHandedToOtherPrograms) {
+    EXPECT_EQ(save('n'), 0);
+    EXPECT_EQ(theSystem.createFlags, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC);
 }
 
 TEST_F(DataBufferFaults, AReadErrorIsReported) {

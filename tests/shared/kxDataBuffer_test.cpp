@@ -479,6 +479,7 @@ TEST_F(KxDataBuffer, OfTwoWritersAtOnceOneWinsWhole) {
 TEST(KxDataBufferErrorString, NamesEveryCode) {
     const std::pair<int, const char*> cases[] = {
         {0, ""},
+        {EPERM, "Operation not permitted"},
         {ENOENT, "No such file or directory"},
         {EACCES, "Permission denied"},
         {ENOSPC, "No space left on device"},
