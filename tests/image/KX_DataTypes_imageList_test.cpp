@@ -53,6 +53,8 @@ TEST(SequenceRecordTest, ConstructorSetsTheStatedValues) {
     EXPECT_EQ(record->seqStart, 0);
     EXPECT_EQ(record->seqEnd, 0);
     EXPECT_EQ(record->seqStep, 0);
+    EXPECT_EQ(record->minDigits, 0);
+    EXPECT_EQ(record->maxTileIndex, 0);
     EXPECT_EQ(record->viewStart, 1);
     EXPECT_EQ(record->viewEnd, 100);
     EXPECT_EQ(record->viewStep, 1);
