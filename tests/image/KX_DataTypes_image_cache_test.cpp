@@ -1,5 +1,6 @@
 // The cache file as it lies on disk, and what comes back from it.
 #include "image/KX_DataTypes_image.h"
+#include "tests/support/RecordBytes.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/plainCheck.h"
 
@@ -47,16 +48,8 @@ void fillDocumentedEntry(_SingleImageFile& file) {
     file.data.createHistogram(&file.image);
 }
 
-std::string pixelsOf(const kxP::_imgRGBABuffer8& image) {
-    return std::string(reinterpret_cast<const char*>(image.pixels), 4 * static_cast<size_t>(image.pixelCount));
-}
-
 std::string headerOf(const _SingleImageFile& file) {
     return std::string(reinterpret_cast<const char*>(&file), headerSize);
-}
-
-std::string bytesOf(const kxCHK::_SingleImageData& record) {
-    return std::string(reinterpret_cast<const char*>(&record), sizeof record);
 }
 
 PlainHistogram binsOf(const kxCHK::_SingleImageData& record) {
@@ -162,7 +155,7 @@ TEST_F(CacheFile, TheDocumentedBytesLoad) {
     writeRaw(bytes);
     ASSERT_EQ(load(), 0);
     fillDocumentedEntry(file);
-    EXPECT_EQ(bytesOf(loaded.data), bytesOf(file.data));
+    EXPECT_EQ(recordBytes(loaded.data), recordBytes(file.data));
     EXPECT_EQ(loaded.image.formatText.toQString(), QStringLiteral("EXR"));
     EXPECT_EQ(loaded.image.flags, KX_IMG_GAMMA22 | KX_IMG_CACHE_FLAG);
     kxCHK::encodePredictionFilter(&file.image);
@@ -255,7 +248,7 @@ TEST_F(CacheFile, GivesBackRecordAndPicture) {
     fillDocumentedEntry(file);
     save();
     ASSERT_EQ(load(), 0);
-    EXPECT_EQ(bytesOf(loaded.data), bytesOf(file.data));
+    EXPECT_EQ(recordBytes(loaded.data), recordBytes(file.data));
     EXPECT_EQ(loaded.image.width, 2);
     EXPECT_EQ(loaded.image.height, 4);
     EXPECT_EQ(loaded.image.pixelCount, 8U);

@@ -3,6 +3,7 @@
 #include "image/KX_DataTypes_image.h"
 #include "image/KX_image.h"
 #include "shared/kxFileSystem.h"
+#include "tests/support/RecordBytes.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/plainCheck.h"
 
@@ -18,14 +19,6 @@ using kxCHK::_SingleImageFile;
 using kxCHK::_SingleImageView;
 
 namespace {
-
-std::string pixelsOf(const kxP::_imgRGBABuffer8& image) {
-    return std::string(reinterpret_cast<const char*>(image.pixels), 4 * static_cast<size_t>(image.pixelCount));
-}
-
-std::string recordBytes(const kxCHK::_SingleImageData& record) {
-    return std::string(reinterpret_cast<const char*>(&record), sizeof record);
-}
 
 std::vector<std::string> sampleFrames(const std::string& root) {
     std::vector<std::string> paths;

@@ -1,4 +1,5 @@
 #include "image/KX_DataTypes_image.h"
+#include "tests/support/RecordBytes.h"
 #include "tests/support/plainCheck.h"
 
 #include <gtest/gtest.h>
@@ -47,10 +48,6 @@ struct Frame : _imgRGBABuffer8 {
         for (int i = 0; i < size * size; ++i) write(left + i % size, top + i / size, colour);
     }
 };
-
-std::string bytesOf(const _imgRGBABuffer8& image) {
-    return std::string(reinterpret_cast<const char*>(image.pixels), 4 * static_cast<size_t>(image.pixelCount));
-}
 
 PlainHistogram binsOf(const _SingleImageData& record) {
     PlainHistogram bins;
@@ -314,12 +311,12 @@ TEST(AlphaHole, NeedsThreePixelsInBothAxes) {
 TEST(DoErrorSearch, WithoutRecordReturnsTheTileBitOnlyAndChangesNothing) {
     Frame image(wide, high, white, true);
     image.write(300, 150, {255, 255, 255, 200});
-    const std::string before = bytesOf(image);
+    const std::string before = pixelsOf(image);
     EXPECT_EQ(doErrorSearch(image, nullptr), 0);
     image.square(30, 30, 8, {0, 0, 0, 0});
     EXPECT_EQ(doErrorSearch(image, nullptr), 1);
     image.square(30, 30, 8, white);
-    EXPECT_EQ(bytesOf(image), before);
+    EXPECT_EQ(pixelsOf(image), before);
 }
 
 TEST(DoErrorSearch, StoresBothBitsAndTheHistogram) {

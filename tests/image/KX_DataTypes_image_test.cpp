@@ -1,4 +1,5 @@
 #include "image/KX_DataTypes_image.h"
+#include "tests/support/RecordBytes.h"
 
 #include <gtest/gtest.h>
 
@@ -17,10 +18,6 @@ namespace {
 
 std::string text(const QString& value) {
     return value.toLatin1().toStdString();
-}
-
-std::string bytesOfRecord(const _SingleImageData& record) {
-    return std::string(reinterpret_cast<const char*>(&record), sizeof record);
 }
 
 // A record with a number of its own in every field, and the same bytes written by hand.
@@ -167,7 +164,7 @@ TEST(ErrorLevel, HasAColourNameForEachLevelAndAQuestionMarkAbove) {
 TEST(SingleImageData, LiesInMemoryAsWrittenByHand) {
     const std::string byHand = filledRecordByHand();
     ASSERT_EQ(byHand.size(), 608U);
-    EXPECT_EQ(bytesOfRecord(filledRecord()), byHand);
+    EXPECT_EQ(recordBytes(filledRecord()), byHand);
 }
 
 TEST(SingleImageData, StartsClearedWithTheCurrentId) {
@@ -188,7 +185,7 @@ TEST(SingleImageData, ClearBaseKeepsIdAndHistogram) {
 TEST(SingleImageData, ClearBaseLeavesNothingOfTheInfoText) {
     _SingleImageData record = filledRecord();
     record.clearBase();
-    EXPECT_EQ(bytesOfRecord(record).substr(26, 54), std::string(54, '\0'));
+    EXPECT_EQ(recordBytes(record).substr(26, 54), std::string(54, '\0'));
 }
 
 // --- The view --------------------------------------------------------------------------------------------------
@@ -248,7 +245,7 @@ TEST(SingleImageView, MovingTakesEveryField) {
     fill(source);
     _SingleImageView view;
     view = std::move(source);
-    EXPECT_EQ(bytesOfRecord(view), filledRecordByHand());
+    EXPECT_EQ(recordBytes(view), filledRecordByHand());
     EXPECT_EQ(view.checkPending, 0);
     EXPECT_EQ(view.thumbnailLoaded, 1);
     EXPECT_TRUE(view.fileFound);

@@ -1,4 +1,5 @@
 #include "image/KX_DataTypes_image.h"
+#include "tests/support/RecordBytes.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -16,14 +17,6 @@ namespace {
 
 const _kxTime oldTime(1111);
 const _kxTime newTime(2222);
-
-std::string pixelsOf(const kxP::_imgRGBABuffer8& image) {
-    return std::string(reinterpret_cast<const char*>(image.pixels), 4 * static_cast<size_t>(image.pixelCount));
-}
-
-std::string recordBytes(const _SingleImageData& record) {
-    return std::string(reinterpret_cast<const char*>(&record), sizeof record);
-}
 
 void makePicture(kxP::_imgRGBABuffer8& image, int width, int height) {
     image.setWidth(width);
