@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <cstring>
 
+using namespace kxRounding;
+
 // --- Gamma 2.2 -------------------------------------------------------------------------------------------------
 
 unsigned char gammaTable[256];

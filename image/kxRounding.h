@@ -1,6 +1,8 @@
 // Floats to whole numbers, saturating: no float is out of range.
 #pragma once
 
+namespace kxRounding {
+
 // Truncates toward zero what lies within the limits; what lies beyond becomes the limit, NaN the lower one.
 template <class Float>
 inline int truncWithin(Float lowest, Float highest, Float value) {
@@ -25,3 +27,5 @@ inline double halfAwayFromZero(float value) {
 inline int roundToInt(float value) {
     return truncToInt(halfAwayFromZero(value));
 }
+
+}  // namespace kxRounding

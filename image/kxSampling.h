@@ -14,6 +14,9 @@
 
 namespace kxSampling {
 
+using kxRounding::roundToInt;
+using kxRounding::truncToInt;
+
 // Sums of 8-bit pixels: r and b, g and a share a word each, 16 bits a channel.
 template <unsigned Samples>
 class ByteSums {
@@ -40,8 +43,7 @@ private:
     std::uint32_t greenAlpha_ = 0;
 };
 
-// Four channels at once, in the vector types that g++ and clang++ share: neither of them
-// vectorises these sums by itself.
+// Four channels at once, in the vector types that g++ and clang++ share: neither vectorises these sums by itself.
 using FourFloats = float __attribute__((vector_size(16)));
 using FourInts = int __attribute__((vector_size(16)));
 using FourUnsigned = unsigned __attribute__((vector_size(16)));
@@ -93,8 +95,8 @@ constexpr Offsets<4> rowOffsetsFixed16 = {0.0f, 0.22f, 0.53f, 0.72f};
 constexpr Offsets<4> columnOffsetsFixed16 = {0.0f, 0.28f, 0.47f, 0.78f};
 
 // Source positions of the samples of one target coordinate on one axis. Each kind of axis gives them for a target
-// coordinate that is not negative; `asColumns` is the axis as every row asks it, which also
-// knows a bound that none of its positions is below.
+// coordinate that is not negative. `asColumns` is the axis as every row asks it, with a bound that no position is
+// below.
 template <std::size_t N>
 using Positions = std::array<int, N>;
 
