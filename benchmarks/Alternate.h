@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Runs jobs in turn, so that a change of the machine's load strikes all of them, and gives each one's median time.
 #pragma once
 

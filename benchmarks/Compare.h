@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // One operation beside another on the same pixels. Both run in turn, so that a change of the machine's load strikes
 // both; "ratio" is the other's time divided by the operation's. The fastest run counts: load only ever adds time.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The sequence record's operations at full size, each beside what it can't do without or what it is measured
 // against; "ratio" is the operation's time divided by the other's.
 #include "benchmarks/Alternate.h"

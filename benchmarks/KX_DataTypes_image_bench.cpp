@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The histogram, the searches and the filter beside their plain rules; the filter also beside memcpy of the same
 // bytes. The alpha search has no entry of its own: it is measured as what the whole check takes beyond histogram
 // and tile search.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Every image operation beside its plain rule, and beside the least that its memory traffic costs: the scalers
 // beside a bare loop over the same samples, the fills beside memset.
 #include "image/KX_image.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A directory of 100000 entries of which 24999 are frames of one sequence, and the bare calls that reading it
 // takes.
 #pragma once

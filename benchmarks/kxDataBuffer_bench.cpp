@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Saving and loading the cache entry of a real picture at every zlib level: size and time of the whole operation,
 // flushing to disk included; a save starts with a copy of the unfiltered pixels, some 0.05 ms. Takes the picture's
 // path as its first argument that is no option; without one, a made picture.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The listing beside the bare calls that it can't do without, on a directory of 100000 entries of which 24999 are
 // frames of the sequence.
 #include "benchmarks/LargeDirectory.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The least that a program with the tool's libraries does: tool_bare <file> ...
 // creates a QCoreApplication, opens each file with the same reader and prints a line.
 #include <ImfMultiPartInputFile.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The least that any program does which looks into files: tool_floor <file> ...
 // opens each, asks for its size, reads its first 4 KiB and closes it.
 #include <fcntl.h>

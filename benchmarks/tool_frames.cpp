@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Fills a directory with frames for scripts/bench:
 //
 //   tool_frames <directory> small|large <frames> [<other entries>]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The tool's steps one by one, each beside what it can't do without:
 //
 //   tool_inside <rounds> <first frame of a sequence> <first frame in a large directory>

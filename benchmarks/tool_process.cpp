@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Programs from outside: tool_process <rounds> <command> <argument> [<command> <argument> ...]
 //
 // Starts each command with its one argument in turn. Prints, per command, the median microseconds from its start to

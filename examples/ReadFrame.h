@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Reads the pixels of an EXR frame into a float buffer. For the examples, tests and benchmarks.
 #pragma once
 

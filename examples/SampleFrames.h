@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Writes small real EXR files of every kind the tool tells apart. For the examples, tests and benchmarks.
 #pragma once
 

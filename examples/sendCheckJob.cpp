@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Asks the render-farm server, through the local client, to check a job: sendCheckJob <job>
 // docs/client-shared-memory.md shows how to try it without a client.
 #include "tool/main.h"

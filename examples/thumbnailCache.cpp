@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The image modules in one go: a frame's pixels become a thumbnail, the thumbnail is searched for render errors,
 // the result is kept in a cache file, and a second view of the same frame is filled from there.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Writes a small sequence with a frame of every kind that the tool tells apart into a directory, and prints the
 // name of its first file:
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // What the fuzz targets share: the bytes of an input read as numbers, and a file in memory.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Loading a cache file, from a file and from a buffer, and everything that is done with a loaded one. An input
 // whose first byte is even is the stream as it stands; otherwise its rest is the start of the record, packed into a
 // sound stream, so that damaged records are reached too.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The check-job command on a random segment, given by this program's own kxSharedMemory. The input is the segment's
 // announced size, the job, the format fields and the message count; the rest fills the segment over and over.
 #include "fuzz/FuzzInput.h"

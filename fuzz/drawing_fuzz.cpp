@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Every call that draws, scales or corrects, on images of random sizes, at random positions.
 #include "fuzz/FuzzInput.h"
 #include "image/KX_image.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The whole check of a file's bytes, in every mode but deletion.
 #include "fuzz/FuzzInput.h"
 #include "tool/main.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Writes the inputs that fuzzing starts from: makeCorpora <directory>. There is one folder for each target.
 #include "examples/SampleFrames.h"
 #include "image/KX_DataTypes_image.h"

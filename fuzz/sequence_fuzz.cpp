@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Splitting a path and finding its sequence. The input is lines: the path's last part, two lines of options, the
 // names of the directory's files.
 #include "fuzz/FuzzInput.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // What the farm knows about one rendered frame: the check record, the view that shows it with its thumbnail, and
 // the cache file that keeps both so that a frame is not checked twice.
 #pragma once

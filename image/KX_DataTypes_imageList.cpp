@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "image/KX_DataTypes_imageList.h"
 
 #include "image/KX_image.h"

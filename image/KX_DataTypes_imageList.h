@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // An image sequence on disk: one file per frame, the frame number in the file name.
 //
 // The record is made once per run on the heap (it holds 25000 frame slots in place, about 18 MB), told the file

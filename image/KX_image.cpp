@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "image/KX_image.h"
 
 #include "image/kxRounding.h"

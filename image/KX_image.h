@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Gamma, scaling and drawing on the pixel buffers.
 //
 // All operations work on buffers that the caller owns, keep nothing between calls (but for the gamma table, which

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Which frames of a sequence a discovery takes: a range, a step and a list.
 #pragma once
 

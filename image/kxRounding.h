@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Floats to whole numbers, saturating: no float is out of range.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The sampling loop of the scalers: which source pixels a target pixel is made of, and how they are averaged.
 #pragma once
 

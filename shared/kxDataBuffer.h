@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Compressed data files: a header and a data area, stored together as one file.
 //
 // A compressed file is exactly one zlib stream of the header's bytes followed by the data's; a file that is not

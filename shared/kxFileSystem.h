@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // File-system and directory services.
 //
 // Paths and names are bytes: every byte of a name on disk is one Latin-1 character of the QString and goes back

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // RGBA pixel buffers of fixed capacity.
 //
 // A buffer is created with room for `capacity` pixels and never grows: every size change is clipped to that. The

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The interface of the farm's log object. Callers own the log; nothing here keeps a pointer to it.
 #pragma once
 

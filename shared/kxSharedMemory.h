@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A named shared-memory segment with an inter-process lock, made by another process.
 #pragma once
 

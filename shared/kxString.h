@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Fixed-capacity strings of the farm's records.
 //
 // A record that is copied and stored byte for byte cannot hold growing strings, so its texts have a fixed

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The system's reason for an error number, in English whatever the locale of the process.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A point in time: nanoseconds since the Unix epoch, UTC, in one signed 64-bit number (years 1677 to 2262).
 #pragma once
 

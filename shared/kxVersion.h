@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The version string and the copyright notice of the banner. Both begin with a blank: they follow a name.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // kxVerifyExrModes: finds the image sequence of one file name, checks every frame's EXR headers against the
 // modes asked for and, with -del, deletes the frames that fail. docs/architecture.md shows the way of a run.
 //

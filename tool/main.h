@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The operations of the command module beside the entry point.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Which files of a directory become slots, and with what.
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The detected step, and the empty slots for missing frames.
 #include <gtest/gtest.h>
 

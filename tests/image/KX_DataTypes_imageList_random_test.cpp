@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Discovery beside a plain account of it, on random directories.
 #include <fcntl.h>
 #include <gtest/gtest.h>

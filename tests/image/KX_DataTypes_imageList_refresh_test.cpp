@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Discovery on a record that holds the sequence already, and pre-filled slots.
 #include <gtest/gtest.h>
 

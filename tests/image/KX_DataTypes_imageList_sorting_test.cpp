@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Orders of the slots and of the display list.
 #include <gtest/gtest.h>
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The record of a sequence, the splitting of paths and the name tests.
 #include "image/KX_DataTypes_imageList.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The cache file as it lies on disk, and what comes back from it.
 #include "image/KX_DataTypes_image.h"
 #include "tests/support/RecordBytes.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Cache files and streams that can't be trusted: nothing they say leads out of the receiving buffer.
 #include "image/KX_DataTypes_image.h"
 #include "tests/support/TempDir.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Thumbnails of real pictures, from their pixels to the cache file and back.
 #include "examples/ReadFrame.h"
 #include "image/KX_DataTypes_image.h"

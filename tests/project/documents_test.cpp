@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The documents say what is true today: their examples are run, and what they repeat is compared with its source.
 #include "shared/kxVersion.h"
 #include "tests/support/ToolTest.h"

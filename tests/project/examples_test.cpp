@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The example of the image modules as a process.
 #include "shared/kxFileSystem.h"
 #include "tests/support/ToolTest.h"

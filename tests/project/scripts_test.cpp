@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // scripts/verify as a process. Only the tests of build/release, the folder that the script builds in, run this: it
 // must find all built and start nothing.
 #include "tests/support/ToolTest.h"

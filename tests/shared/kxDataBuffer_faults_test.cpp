@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The calls to the system and to zlib go through the functions below (the linker wraps them): they fail, or do less
 // than asked, when told to.
 #include "shared/kxDataBuffer.h"

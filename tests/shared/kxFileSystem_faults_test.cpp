@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The calls to the system go through the functions below (the linker wraps them): they count, and fail when told
 // to.
 #include "shared/kxFileSystem.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "shared/kxString.h"
 
 #include "tests/support/TempDir.h"

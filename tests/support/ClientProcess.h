@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The test client (testClient.cpp) as a second process, and the segment that it keeps.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The client's segment as plain bytes.
 #pragma once
 

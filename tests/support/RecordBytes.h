@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Records and pictures as their bytes, to be compared whole.
 #pragma once
 

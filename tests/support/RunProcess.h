@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Runs a program to its end and keeps all that it wrote.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A directory of made frames and the record of a sequence in it.
 #pragma once
 

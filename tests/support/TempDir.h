@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A directory of the test's own, removed with all it holds when the object goes.
 #pragma once
 

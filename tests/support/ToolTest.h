@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The tool as a process on a directory of the test's own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Preloaded into a program under test: lets chosen file-system calls fail, or changes the disk right before them.
 //
 // $KX_FAULTS holds rules separated by ";", each "<call> <name> <fault> <skip> <times>":

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The image checks and the cache file once more, written as simply as their rules read, and independent of the
 // system's own headers: the fast code is compared with this, bit for bit.
 #pragma once

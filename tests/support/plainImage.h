@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The image operations once more, as simply as their rules read: what the fast ones are compared and measured with.
 // Also pictures for tests.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The lister's name filter, written as the rule reads.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A second, plain account of how a sequence is split, found, refreshed, completed and sorted: quadratic and
 // obvious, sharing nothing with the code under test. Text is bytes, the directory a list of entries.
 #pragma once

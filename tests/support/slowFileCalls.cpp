@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Preloaded into a program: counts its calls of the file system and makes each slower, as over a network.
 //
 //   $KX_DELAY         microseconds that every call takes longer; unset is none

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Stands in for the local render client: owns the shared-memory segment "kxClientSharedMemory" and does what the
 // lines of its standard input say. Every command ends its answer with a line "ok" or "error <why>".
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The check-job command step by step. kxSharedMemory and kxSleep are replaced in this program, so that every step
 // can be made to fail and nothing waits.
 #include "shared/kxSharedMemory.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The check-job command between real processes: senders and a client, each test with a segment of its own.
 #include "shared/kxVersion.h"
 #include "tests/support/ClientProcess.h"

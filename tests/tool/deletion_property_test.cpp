@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // What every run holds, over random directories, modes and restrictions: without -del nothing changes; with it
 // exactly the failing, readable frames are gone.
 #include "tests/support/FaultTest.h"

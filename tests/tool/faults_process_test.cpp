@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The tool as a process in trouble: its output closed, full or slow, few descriptors, read-only and full file
 // systems, stopped, killed.
 #include "tests/support/FaultTest.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Files and directories that fail the tool or change under it.
 #include "tests/support/FaultTest.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Damaged and hostile frames: each gives its one line within seconds and little memory, and goes only when it was
 // read and found failing.
 #include "tests/support/FaultTest.h"

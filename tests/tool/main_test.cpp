@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The operations of the command module, called as other front ends call them.
 
 // As the module itself: its operator+ takes the place of Qt's.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // What a run deletes and what it leaves alone.
 #include "tests/support/ToolTest.h"
 

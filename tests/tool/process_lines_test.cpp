@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The line of a frame: sizes, storage, compression, channels, parts and the decision.
 #include "tests/support/ToolTest.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // What the tool asks of the file system, counted by a preloaded library: over a network each call is a wait.
 #include "tests/support/ToolTest.h"
 

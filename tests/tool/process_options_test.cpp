@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The command line: options, messages, exit codes and streams.
 #include "tests/support/ToolTest.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Which files of a directory a run shows, in which order, with which gaps.
 #include "tests/support/ToolTest.h"
 
