@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// What looking into one file by itself said: which file it was, its headers, and what is wrong with it as a file.
+//
+// A reader makes it without knowing the other frames of the sequence; what follows from those (likeness,
+// neighbours, modes, expectations) is judged later. Values only; each thread may use its own.
+#pragma once
+
+#include "check/kxFinding.h"
+#include "image/kxExrPart.h"
+
+#include <QByteArray>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace kxCheck {
+
+// Which file it was, as the system told it through the descriptor that was read.
+struct FileIdentity {
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    std::int64_t size = 0;      // bytes
+    std::int64_t modified = 0;  // nanoseconds since the Unix epoch, UTC
+};
+
+inline bool operator==(const FileIdentity& a, const FileIdentity& b) {
+    return a.device == b.device && a.inode == b.inode && a.size == b.size && a.modified == b.modified;
+}
+inline bool operator!=(const FileIdentity& a, const FileIdentity& b) {
+    return !(a == b);
+}
+
+// Chunks of one part.
+struct ChunkCounts {
+    std::int64_t chunks = 0;   // that the header announces
+    std::int64_t present = 0;  // that have a place in the chunk table, wholly within the file as far as was looked
+};
+
+// The headers of one file. Most frames of a sequence share one such value.
+using Headers = std::vector<kxExr::Part>;
+
+struct FileReport {
+    bool hasIdentity = false;  // false: the file could not be opened
+    FileIdentity identity;
+    std::shared_ptr<const Headers> headers;  // null when they could not be read
+    std::vector<ChunkCounts> chunks;         // per part; empty below level structure or without headers
+    bool decoded = false;                    // level pixels, and every chunk could be decoded
+    std::vector<Finding> findings;           // of the file by itself, at most mostFindings, in the order found
+    double seconds = 0;                      // that the check took
+};
+
+// How far and within which bounds a file is looked at.
+struct FileCheck {
+    QByteArray path;  // bytes, as given to the system
+    Level level = Level::pixels;
+};
+
+}  // namespace kxCheck
