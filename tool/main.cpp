@@ -22,18 +22,28 @@
 #include <ImfMultiPartInputFile.h>
 #include <ImfPartType.h>
 #include <ImfThreading.h>
+#if __has_include(<ImfContextInit.h>)
+#include <ImfContextInit.h>
+#endif
 
 #include <QCoreApplication>
+#include <QLoggingCategory>
 #include <atomic>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 void KXMessageOutput_none(QtMsgType /*type*/, const char* /*message*/) {}
 
 QString operator+(const QString& text, const char* suffix) {
     return text + QString::fromLatin1(suffix);
+}
+
+QString operator+(QString&& text, const char* suffix) {
+    text += QString::fromLatin1(suffix);
+    return std::move(text);
 }
 
 namespace {

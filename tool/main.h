@@ -20,6 +20,8 @@ void sendClientCheckJob(int& job);
 void KXMessageOutput_none(QtMsgType type, const char* message);
 
 #ifdef QT_NO_CAST_FROM_ASCII
-// The string followed by the text read as Latin-1. (Qt has its own without that macro.)
+// The string followed by the text read as Latin-1. (Qt has its own without that macro.) The second one is for
+// temporaries: beside Qt 6.8's operator+(QString&&, const QString&) the first alone would be ambiguous.
 QString operator+(const QString& text, const char* suffix);
+QString operator+(QString&& text, const char* suffix);
 #endif

@@ -109,7 +109,7 @@ void moveDirectory() {
 }
 
 // The errno value that the call fails with, or 0 when it goes through.
-int apply(const std::string& fault, const std::string& path) {
+int carryOut(const std::string& fault, const std::string& path) {
     if (fault == "kill") raise(SIGKILL);
     if (fault == "moveDirectory") moveDirectory();
     if (fault == "remove" || fault == "makeDirectory" || fault == "makePipe") removeFile(path);
@@ -124,7 +124,7 @@ bool failing(const char* call, const std::string& path) {
     for (Rule& rule : rules) {
         if (rule.call != call || (rule.name != "*" && rule.name != nameOf(path)) || !rule.strikes()) continue;
         log(rule, path);
-        const int code = apply(rule.fault, path);
+        const int code = carryOut(rule.fault, path);
         errno = code;
         return code != 0;
     }

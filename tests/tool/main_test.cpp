@@ -13,6 +13,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 namespace {
 
 struct Modes {
@@ -130,6 +132,17 @@ TEST(StringPlusBytes, AppendsBytesAsLatinOne) {
               "b\xc3\xa9");
     EXPECT_EQ(bytesOf(latin1("a") + ""), "a");
     EXPECT_EQ(bytesOf(QString() + "b"), "b");
+}
+
+TEST(StringPlusBytes, KeepsTheStringUnlessItIsATemporary) {
+    const QString constant = latin1("a");
+    QString variable = latin1("b");
+    EXPECT_EQ(bytesOf(constant + "\xe9"), "a\xe9");
+    EXPECT_EQ(bytesOf(variable + "\xe9"), "b\xe9");
+    EXPECT_EQ(bytesOf(constant), "a");
+    EXPECT_EQ(bytesOf(variable), "b");
+    EXPECT_EQ(bytesOf(constant + "1" + "2"), "a12");
+    EXPECT_EQ(bytesOf(std::move(variable) + "\xe9"), "b\xe9");
 }
 
 }  // namespace
