@@ -591,6 +591,13 @@ int run(const Settings& settings) {
     return 0;
 }
 
+// Only the tool's own messages go to standard error. From 6.8 on Qt warns there of every locale that is not UTF-8
+// when the application object is made; the locale means nothing here, because names are bytes. QT_LOGGING_RULES in
+// the environment still brings the warnings back.
+void silenceQtWarnings() {
+    QLoggingCategory::setFilterRules(QStringLiteral("default.warning=false"));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -601,6 +608,7 @@ int main(int argc, char** argv) {
         printUsage();
         return 0;
     }
+    silenceQtWarnings();
     const QCoreApplication application(argc, argv);
     Settings settings;
     if (!parseArguments(argc, argv, settings)) {
