@@ -207,9 +207,26 @@ void readFirstHeader(const Imf::Header& header, ExrSummary& summary) {
     summary.deep = header.hasType() && Imf::isDeepData(header.type());
 }
 
+#if __has_include(<ImfContextInit.h>)
+void discardError(exr_const_context_t /*context*/, exr_result_t /*code*/, const char* /*message*/) {}
+
+// From 3.3 on the EXR library prints each error before it throws it, unless it is told what else to do. The other
+// settings are those of the constructor without settings.
+Imf::MultiPartInputFile openExr(const QByteArray& path) {
+    const auto settings =
+        Imf::ContextInitializer().silentHeaderParse(true).strictHeaderValidation(false).setErrorHandler(
+            discardError);
+    return Imf::MultiPartInputFile(path.constData(), settings, Imf::globalThreadCount());
+}
+#else
+Imf::MultiPartInputFile openExr(const QByteArray& path) {
+    return Imf::MultiPartInputFile(path.constData(), Imf::globalThreadCount(), true);
+}
+#endif
+
 // Throws what the EXR library throws. The file is closed when the summary is there.
 ExrSummary readHeaders(const QString& file, bool withChannelText) {
-    const Imf::MultiPartInputFile reader(file.toLatin1().constData(), Imf::globalThreadCount(), true);
+    const Imf::MultiPartInputFile reader = openExr(file.toLatin1());
     ExrSummary summary;
     ChannelTextWriter writer;
     summary.partCount = reader.parts();
