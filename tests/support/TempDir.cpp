@@ -58,6 +58,7 @@ bool entryExists(const std::string& path) {
 }
 
 std::string realSamplesDir() {
-    const fs::path dir = fs::path(KX_SOURCE_DIR).parent_path() / "shared" / "exr-samples";
+    const char* const named = std::getenv("KX_EXR_SAMPLES");
+    const fs::path dir = named ? fs::path(named) : fs::path(KX_SOURCE_DIR).parent_path() / "shared" / "exr-samples";
     return fs::is_directory(dir) ? dir.string() + "/" : std::string();
 }

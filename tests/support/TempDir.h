@@ -38,5 +38,6 @@ std::string bytesOf(const QString& text);
 // True when something, a dangling link included, is there.
 bool entryExists(const std::string& path);
 
-// The folder of real sample files beside the checkout; empty when it is missing.
+// The folder of real sample files, ending with "/": the one that the environment's KX_EXR_SAMPLES names, or
+// ../shared/exr-samples beside the checkout; empty when it is missing.
 std::string realSamplesDir();
