@@ -5,8 +5,10 @@
 #include "image/kxSampling.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -18,10 +20,30 @@ unsigned char gammaTable[256];
 
 namespace {
 
+using Table = std::array<unsigned char, 256>;
+
 // The quotient of the two floats, one unit in the last place below the float nearest to 1 / 2.2.
 constexpr float gammaExponent = 1.0f / 2.2f;
 
-void mapColourBytes(kxP::_imgRGBABuffer8& image, const unsigned char (&table)[256]) {
+Table makeDisplayValues() {
+    Table table;
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        const float linear = static_cast<float>(i) / 255.0f;
+        table[i] = static_cast<unsigned char>(roundToInt(powf(linear, gammaExponent) * 255.0f));
+    }
+    std::copy(table.begin(), table.end(), gammaTable);
+    return table;
+}
+
+// The contents of gammaTable, which anyone may write to, made once. The first call fills gammaTable; the others
+// write to it only when it was changed, so that conversions in several threads do not disturb each other.
+const Table& displayValues() {
+    static const Table table = makeDisplayValues();
+    if (!std::equal(table.begin(), table.end(), gammaTable)) std::copy(table.begin(), table.end(), gammaTable);
+    return table;
+}
+
+void mapColourBytes(kxP::_imgRGBABuffer8& image, const Table& table) {
     unsigned char* const end = image.pixels + std::size_t{4} * image.pixelsInMemory();
     for (unsigned char* pixel = image.pixels; pixel != end; pixel += 4) {
         pixel[0] = table[pixel[0]];
@@ -30,14 +52,16 @@ void mapColourBytes(kxP::_imgRGBABuffer8& image, const unsigned char (&table)[25
     }
 }
 
-// For every value the lowest index whose gammaTable entry is not below it. The table never falls and ends at
-// 255, so the index only moves forward and always stops.
-void invertGammaTable(unsigned char (&inverse)[256]) {
+// For every value the lowest index whose entry is not below it. The table never falls and ends at 255, so the index
+// only moves forward and always stops.
+Table inverseOf(const Table& table) {
+    Table inverse;
     unsigned char index = 0;
-    for (unsigned value = 0; value < 256; ++value) {
-        while (gammaTable[index] < value) ++index;
+    for (std::size_t value = 0; value < inverse.size(); ++value) {
+        while (table[index] < value) ++index;
         inverse[value] = index;
     }
+    return inverse;
 }
 
 float withGamma(float value) {
@@ -47,15 +71,11 @@ float withGamma(float value) {
 }  // namespace
 
 void gammaTable_InitNow() {
-    for (int i = 0; i < 256; ++i) {
-        const float linear = static_cast<float>(i) / 255.0f;
-        gammaTable[i] = static_cast<unsigned char>(roundToInt(powf(linear, gammaExponent) * 255.0f));
-    }
+    displayValues();
 }
 
 void kximgRGBABuffer8_doGamma22(kxP::_imgRGBABuffer8& image) {
-    gammaTable_InitNow();
-    mapColourBytes(image, gammaTable);
+    mapColourBytes(image, displayValues());
     image.flags |= KX_IMG_GAMMA22;
 }
 
@@ -73,10 +93,7 @@ void kximgRGBABufferf_doGamma22(kxP::_imgRGBABufferf& image) {
 }
 
 void kximgRGBABuffer8_undoGamma22(kxP::_imgRGBABuffer8& image) {
-    gammaTable_InitNow();
-    unsigned char inverse[256];
-    invertGammaTable(inverse);
-    mapColourBytes(image, inverse);
+    mapColourBytes(image, inverseOf(displayValues()));
     image.flags = static_cast<unsigned char>(image.flags & ~KX_IMG_GAMMA22);
 }
 
@@ -149,7 +166,7 @@ bool scaleJittered(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, i
                    const Offsets<N>& offsets, double spread) {
     const Reduction reduction = proportionalReduction(src.width, src.height, w, h);
     if (!setTargetSize(dst, reduction)) return false;
-    unsigned seed = 4325;
+    unsigned seed = jitterSeed;
     sampleArea<N>(src, dst, wholeArea(dst), JitteredAxis<N>{offsets, reduction.factorY, src.height, spread, seed},
                   JitteredAxis<N>{offsets, reduction.factorX, src.width, spread, seed});
     return true;

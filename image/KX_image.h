@@ -1,16 +1,21 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Gamma, scaling and drawing on the pixel buffers.
 //
-// All operations work on buffers that the caller owns, keep nothing between calls (but for the gamma table, which
-// every gamma call fills with the same contents) and touch no memory outside a buffer's capacity, whatever sizes
-// and positions they are given. Results are the same bits on every machine: single precision, no fused operations.
+// All operations work on buffers that the caller owns, keep nothing between calls but the gamma table, and touch no
+// memory outside a buffer's capacity, whatever sizes and positions they are given. Results are the same bits on
+// every machine: single precision, no fused operations.
+//
+// Threads: calls that work on different target buffers may run at the same time, also when they read one source.
 #pragma once
 
 #include "shared/kxImageBuffer.h"
 
 // --- Gamma 2.2 -------------------------------------------------------------------------------------------------
 
-// gammaTable[i] = round(255 * (i / 255) ^ (1 / 2.2)): linear 8-bit value to display value.
+// gammaTable[i] = round(255 * (i / 255) ^ (1 / 2.2)): linear 8-bit value to display value. Filled by the first
+// gamma call or gammaTable_InitNow(); later ones put it right when it was changed, and otherwise only read it. The
+// conversions do not depend on it: reading it in several threads is safe after one such call, changing it is not
+// while others read it or convert.
 extern unsigned char gammaTable[256];
 void gammaTable_InitNow();
 

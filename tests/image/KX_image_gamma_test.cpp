@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <cstring>
+#include <thread>
+#include <vector>
 
 #include "image/KX_image.h"
 #include "tests/support/plainImage.h"
@@ -126,6 +129,33 @@ TEST(Gamma, EveryConversionFillsTheTableFirst) {
     std::memset(gammaTable, 0, sizeof gammaTable);
     kximgRGBABufferf_doGamma22(*floats);
     EXPECT_TRUE(isFilled());
+}
+
+// Thread checkers see whether a thread writes to what another one reads. All start together, and with the table's
+// first filling: no conversion may come before.
+TEST(Gamma, BuffersAreConvertedInSeveralThreadsAtOnce) {
+    std::vector<std::string> results(4);
+    std::atomic<std::size_t> ready{0};
+    std::vector<std::thread> threads;
+    for (std::string& result : results) {
+        threads.emplace_back([&] {
+            const Image8 bytes = makeImage(1, 1);
+            const ImageF floats = makeFloatImage(1, 1);
+            ready.fetch_add(1, std::memory_order_relaxed);
+            while (ready.load(std::memory_order_relaxed) < results.size()) std::this_thread::yield();
+            for (int round = 0; round < 1000; ++round) {
+                bytes->write(0, {0, 1, 255, 7});
+                kximgRGBABuffer8_doGamma22(*bytes);
+                kximgRGBABufferf_doGamma22(*floats);
+                result = pixelText(*bytes, 0, 0);
+                kximgRGBABuffer8_undoGamma22(*bytes);
+                result += ", " + pixelText(*bytes, 0, 0);
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (const std::string& result : results) EXPECT_EQ(result, "0 21 255 7, 0 1 254 7");
+    EXPECT_EQ(gammaTable[1], 21);
 }
 
 TEST(Gamma, FloatsBetweenBlackAndWhiteAreRaised) {
