@@ -489,20 +489,17 @@ int pixelMemorySize(const kxP::_imgRGBABuffer8& image) {
     return static_cast<int>(image.bytesPerPixel * image.capacity);
 }
 
-// Empties what can't be right in a loaded object and would lead out of bounds; true when there was nothing.
-bool dropImpossible(_SingleImageFile& file) {
+// Empties what would lead out of bounds in a loaded object. The rest of the entry is as good as it was.
+void dropImpossible(_SingleImageFile& file) {
     kxP::_imgRGBABuffer8& image = file.image;
     const bool sizeFits = image.width >= 0 && image.height >= 0 && image.pixelCount <= image.capacity &&
                           static_cast<long long>(image.width) * image.height <= image.capacity;
-    const bool infoIntact = file.data.infoText.isIntact();
-    const bool formatIntact = image.formatText.isIntact();
     if (!sizeFits) {
         image.setHeight(0);
         image.setWidth(0);
     }
-    if (!infoIntact) file.data.infoText.clear();
-    if (!formatIntact) image.formatText.clear();
-    return sizeFits && infoIntact && formatIntact;
+    if (!file.data.infoText.isIntact()) file.data.infoText.clear();
+    if (!image.formatText.isIntact()) image.formatText.clear();
 }
 
 // The texts of the previous layout mean something else.
@@ -538,7 +535,7 @@ bool _SingleImageFile::loadFromFile(QString const& fileName, int* errorCode) {
         code = _KX_DataBuffer::errorForeignLayout;
     }
     own.putBack(image);
-    if (!dropImpossible(*this) && code == 0) code = _KX_DataBuffer::errorForeignLayout;
+    dropImpossible(*this);
     // Also after a failure, when the pixels may be filtered by a save; those of an earlier load are decoded twice.
     if (fileFlags & pixelsFiltered) decodePredictionFilter(&image);
     if (errorCode) *errorCode = code;
@@ -556,7 +553,8 @@ bool _SingleImageFile::loadFromBuffer(char* source, int sourceLength) {
                           produced == wholeSize;
     const bool sameLayout = own.hasFormatOf(image) && data.recordId == _SingleImageData::currentRecordId;
     own.putBack(image);
-    return dropImpossible(*this) && inflated && sameLayout;
+    dropImpossible(*this);
+    return inflated && sameLayout;
 }
 
 void _SingleImageFile::createFromBuffer(char*) {
