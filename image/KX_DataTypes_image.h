@@ -161,18 +161,22 @@ public:
     _SingleImageFile();
 
     // Filters the image in place, sets bit 0 of fileFlags and writes the file safely (old file or new file, never a
-    // part). Empty on success, otherwise the reason. The image stays filtered: reload or decode it to show it.
+    // part). A path of more than 500 characters is cut to them, and that file is written. Empty on success,
+    // otherwise the reason. The image stays filtered: reload or decode it to show it.
     QString saveToFile(QString const& fileName);
 
-    // Reads a file. False with *errorCode (may be null) -1 for a file of another layout or with impossible sizes or
-    // text lengths, or the code of the failed read. Pixel pointer, capacity and bytes per pixel survive; record and
-    // pixels may hold a part of the file, but nothing in them leads out of bounds. The pixels are decoded whenever
-    // bit 0 of fileFlags is set, after a failure too: a picture that was there is spoiled by it.
+    // Reads a file; its path is cut as by saveToFile. False with *errorCode (may be null) -1 for a file of another
+    // layout, or the code of the failed read. A size beyond the capacity empties the image (0 x 0), a text that
+    // can't be right is emptied, and neither is a failure. Pixel pointer, capacity and bytes per pixel survive;
+    // after a failure record and pixels may hold a part of the file, but nothing in them leads out of bounds. The
+    // pixels are decoded whenever bit 0 of fileFlags is set, after a failure too: a picture that was there is
+    // spoiled by it.
     bool loadFromFile(QString const& fileName, int* errorCode);
 
     // Fills this object from a zlib stream. It must have been made with createFromBuffer over a block of 761188
-    // bytes, otherwise false and untouched. False for a damaged stream, one of another size and another layout. The
-    // pixels are left as they were stored (see decodePredictionFilter).
+    // bytes, otherwise false and untouched. False for a damaged stream, one of another size and another layout;
+    // impossible sizes and texts are emptied as by loadFromFile. The pixels are left as they were stored (see
+    // decodePredictionFilter).
     bool loadFromBuffer(char* source, int sourceLength);
 
     // Points the image at the pixel memory right behind this object, as in a raw block of 761188 bytes that it is
@@ -182,7 +186,8 @@ public:
     // Hands record and thumbnail to a view; its file time, size, info text and render time decide whether the frame
     // needs a new check.
     void exportTo(_SingleImageView& view);
-    // The same, but the view keeps its file time, size, frame text and number.
+    // The same, but the view keeps its file time, frame text and number, and of its file size the low 32 bits,
+    // taken as signed: 3000000000 becomes -1294967296.
     void exportToImageOnly(_SingleImageView& view);
     // Takes record and thumbnail from a view, to be saved.
     void ImportFrom(_SingleImageView& view);

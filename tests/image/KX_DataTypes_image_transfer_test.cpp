@@ -223,8 +223,12 @@ TEST(ExportToImageOnly, TakesTheRecordAlsoWhereItIsEmpty) {
 }
 
 TEST(ExportToImageOnly, KeepsTheLow32BitsOfTheSizeSigned) {
-    const std::pair<long long, long long> cases[] = {
-        {7000, 7000}, {-1, -1}, {(1LL << 32) + 7, 7}, {0x80000000LL, -2147483648LL}, {4200000000LL, -94967296LL}};
+    const std::pair<long long, long long> cases[] = {{7000, 7000},
+                                                     {-1, -1},
+                                                     {(1LL << 32) + 7, 7},
+                                                     {0x80000000LL, -2147483648LL},
+                                                     {3000000000LL, -1294967296LL},
+                                                     {4200000000LL, -94967296LL}};
     for (const auto& [before, after] : cases) {
         Entry entry;
         View view;
