@@ -449,10 +449,19 @@ void _kxViewSequence::fillGaps() {
     imageCount = filled;
 }
 
+// A null name is an empty one here, other than for QString::startsWith.
+static bool beginsWith(const QString& name, const QString& prefix) {
+    return prefix.isEmpty() || name.startsWith(prefix);
+}
+
+static bool endsWith(const QString& name, const QString& suffix) {
+    return suffix.isEmpty() || name.endsWith(suffix);
+}
+
 bool kxcjFileNameIsRight(QString& name, const QString& prefix, const QString& suffix, const bool& keepSeparator) {
     if (name.size() < prefix.size() + suffix.size()) return false;
     name = name.toLower();
-    if (!name.startsWith(prefix) || !name.endsWith(suffix)) return false;
+    if (!beginsWith(name, prefix) || !endsWith(name, suffix)) return false;
     auto first = prefix.size();
     const auto end = name.size() - suffix.size();
     if (!keepSeparator && first < end && isSeparator(name.at(first))) ++first;
@@ -461,7 +470,7 @@ bool kxcjFileNameIsRight(QString& name, const QString& prefix, const QString& su
 }
 
 bool kxcjStartsWith(QString& name, const QString& prefix) {
-    if (!name.startsWith(prefix)) return false;
+    if (!beginsWith(name, prefix)) return false;
     auto first = prefix.size();
     if (first < name.size() && isSeparator(name.at(first))) ++first;
     name.remove(0, first);

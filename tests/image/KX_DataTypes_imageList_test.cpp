@@ -355,4 +355,25 @@ TEST(NameTest, StartsWith) {
     }
 }
 
+// Null and empty texts are the same to both tests, other than to QString::startsWith.
+TEST(NameTest, NullIsEmpty) {
+    const QString texts[] = {QString(), QStringLiteral("")};
+    for (const QString& empty : texts) {
+        for (const QString& other : texts) {
+            QString name = empty;
+            EXPECT_TRUE(kxcjStartsWith(name, other));
+            EXPECT_TRUE(name.isEmpty());
+            EXPECT_TRUE(kxcjFileNameIsRight(name, other, other, false));
+            EXPECT_TRUE(name.isEmpty());
+        }
+        QString name = empty;
+        EXPECT_FALSE(kxcjStartsWith(name, QStringLiteral("a")));
+        EXPECT_FALSE(kxcjFileNameIsRight(name, QStringLiteral("a"), QString(), false));
+        QString text = QStringLiteral("1");
+        EXPECT_TRUE(kxcjStartsWith(text, empty));
+        EXPECT_TRUE(kxcjFileNameIsRight(text, empty, empty, false));
+        EXPECT_EQ(text, QStringLiteral("1"));
+    }
+}
+
 }  // namespace
