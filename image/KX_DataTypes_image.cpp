@@ -97,8 +97,6 @@ _SingleImageView& _SingleImageView::operator=(_SingleImageView&& other) noexcept
     thumbnailLoaded = std::exchange(other.thumbnailLoaded, static_cast<unsigned char>(0));
     fileFound = other.fileFound;
     cacheFlag = other.cacheFlag;
-    pathAsListed = other.pathAsListed;
-    frameTextCut = other.frameTextCut;
     frameNumber = other.frameNumber;
     frameText = other.frameText;
     displayName2 = other.displayName2;
@@ -116,8 +114,6 @@ void _SingleImageView::clearDisplay() {
     checkPending = 1;
     fileFound = false;
     cacheFlag = 0;
-    pathAsListed = false;
-    frameTextCut = false;
     frameNumber = 0;
     frameText.clear();
     displayName2.clear();

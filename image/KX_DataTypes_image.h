@@ -130,8 +130,6 @@ public:
     unsigned char thumbnailLoaded;    // 1 when the thumbnail holds a picture from the cache
     bool fileFound;                   // a file on disk, or a cache file, backs the view
     unsigned char cacheFlag;          // bit 1 of a cache file's flags
-    bool pathAsListed;                // the path rebuilt for the slot is the one found on disk
-    bool frameTextCut;                // frameText lacks characters: the rebuilt path is another file's
     long long frameNumber;
     _kxString8_allSize<15> frameText;  // the frame number as written in the file name
     _kxString8_allSize<15> displayName2;

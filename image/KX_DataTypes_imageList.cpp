@@ -110,11 +110,6 @@ void resetToFile(_SingleImageView& slot, _kxTime time, long long size, long long
     slot.fileFound = true;
 }
 
-void resetToEmpty(_SingleImageView& slot, long long frame) {
-    slot.clear();
-    slot.frameNumber = frame;
-}
-
 // True when the slot was filled from a name with this middle part, put down with or without a "." in front.
 bool isTextOf(const _kxString8_allSize<15>& frameText, const QString& middle) {
     QLatin1String text(frameText.data(), frameText.length());
@@ -186,6 +181,17 @@ QString _kxViewSequence::getDirFileName(const int& index) const {
     return dirName % fileName % QLatin1String(frameText.data(), frameText.length()) % extension;
 }
 
+bool _kxViewSequence::hasFile(const int& index) const {
+    if (!images[index].fileFound || slotPaths_[index] == SlotPath::cut) return false;
+    return slotPaths_[index] == SlotPath::asListed || kxFileExists(getDirFileName(index), nullptr, nullptr);
+}
+
+void _kxViewSequence::resetToEmpty(int slot, long long frame) {
+    images[slot].clear();
+    images[slot].frameNumber = frame;
+    slotPaths_[slot] = SlotPath::unknown;
+}
+
 // --- Discovery -------------------------------------------------------------------------------------------------
 
 // One scan of a sequence's directory into its slots.
@@ -249,7 +255,7 @@ struct _kxViewSequence::Discovery {
         const int step = std::max(restriction.step, 1);
         for (long long frame = restriction.start; frame <= restriction.end && sequence.imageCount < slotCount;
              frame += step)
-            resetToEmpty(sequence.images[sequence.imageCount++], frame);
+            sequence.resetToEmpty(sequence.imageCount++, frame);
     }
 
     void indexSlots() {
@@ -295,23 +301,25 @@ struct _kxViewSequence::Discovery {
 
     void add(long long key, const QString& listed, const QString& middle) {
         if (sequence.imageCount >= mostFrames) return;
-        _SingleImageView& slot = sequence.images[sequence.imageCount];
-        resetToFile(slot, listing.fileTime(), listing.fileSize(), key);
+        const int slot = sequence.imageCount;
+        resetToFile(sequence.images[slot], listing.fileTime(), listing.fileSize(), key);
         setFrameText(slot, listed, middle);
-        if (sequence.sameSequence) slotsOfFrame.emplace(key, sequence.imageCount);
+        if (sequence.sameSequence) slotsOfFrame.emplace(key, slot);
         ++sequence.imageCount;
     }
 
     // The middle part lacks the separator behind a prefix that ends without one; the path can't be rebuilt without
     // it: ".0001" of "beauty.0001.exr" under the prefix "beauty".
-    void setFrameText(_SingleImageView& slot, const QString& listed, const QString& middle) {
+    void setFrameText(int slot, const QString& listed, const QString& middle) {
         const auto prefixSize = sequence.fileName.size();
         const bool longer = listed.size() > middle.size() + prefixSize + sequence.extension.size();
         const bool separated = longer && isSeparator(listed.at(prefixSize));
         const QString text = separated ? listed.at(prefixSize) + middle : middle;
-        slot.frameText = text;
-        slot.frameTextCut = slot.frameText.length() < text.size();
-        slot.pathAsListed = isRebuilt(listed, slot.frameText);
+        _kxString8_allSize<15>& frameText = sequence.images[slot].frameText;
+        frameText = text;
+        const bool isCut = frameText.length() < text.size();
+        const bool isListed = isRebuilt(listed, frameText);
+        sequence.slotPaths_[slot] = isCut ? SlotPath::cut : isListed ? SlotPath::asListed : SlotPath::unknown;
     }
 
     // Case ignored in matching and texts that were cut make the rebuilt path another one than the listed.
@@ -336,7 +344,7 @@ struct _kxViewSequence::Discovery {
                 bringToGamma(*slot.thumbnail);
                 continue;
             }
-            if (preFill) setFrameText(slot, listed, middle);
+            if (preFill) setFrameText(entry->second, listed, middle);
             setTimeAndSize(slot, listing.fileTime(), listing.fileSize());
         }
         return found;
@@ -391,7 +399,7 @@ void _kxViewSequence::findSingleFile() {
     imageCount = 1;
     resetToFile(images[0], time, size, 1);
     images[0].frameText = "1";
-    images[0].pathAsListed = true;
+    slotPaths_[0] = SlotPath::asListed;
 }
 
 // Only a smaller difference changes the step: 1, 3, 6 gives 2. Differences below 1 are those of two files of one
@@ -442,9 +450,10 @@ void _kxViewSequence::fillGaps() {
     int target = filled - 1;
     for (int slot = imageCount - 1; slot < target; --slot) {
         long long missing = missingAfter(slot - 1);
-        images[target--] = std::move(images[slot]);
+        images[target] = std::move(images[slot]);
+        slotPaths_[target--] = slotPaths_[slot];
         const long long frame = images[slot - 1].frameNumber;
-        for (; missing > 0; --missing) resetToEmpty(images[target--], wrappingSum(frame, missing * seqStep));
+        for (; missing > 0; --missing) resetToEmpty(target--, wrappingSum(frame, missing * seqStep));
     }
     imageCount = filled;
 }
@@ -533,8 +542,10 @@ void quicksort(Elements elements, int lo, int hi) {
 }
 
 // The slots themselves, by frame number and then by the length of its text.
+template <class Path>
 struct Slots {
     _SingleImageView* images;
+    Path* paths;
 
     std::pair<long long, int> pivotAt(int position) const {
         return {images[position].frameNumber, images[position].frameText.length()};
@@ -542,7 +553,10 @@ struct Slots {
     Order orderAt(int position, const std::pair<long long, int>& pivot) const {
         return orderOf(pivotAt(position), pivot);
     }
-    void swap(int a, int b) { std::swap(images[a], images[b]); }
+    void swap(int a, int b) {
+        std::swap(images[a], images[b]);
+        std::swap(paths[a], paths[b]);
+    }
 };
 
 // Keys by value where the record packs them tighter than a reference may point.
@@ -596,7 +610,7 @@ constexpr Direction down = Direction::descending;
 }  // namespace
 
 void _kxViewSequence::QSort_files(int lo, int hi) {
-    quicksort(Slots{images}, lo, hi);
+    quicksort(Slots<SlotPath>{images, slotPaths_}, lo, hi);
 }
 
 void _kxViewSequence::QSort_Machine(int lo, int hi) {

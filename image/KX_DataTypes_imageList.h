@@ -44,6 +44,12 @@ public:
     // Full path of slot `index` (0 .. imageCount - 1): dirName + fileName + frameText + extension.
     QString getDirFileName(const int& index) const;
 
+    // True when a file backs slot `index` and getDirFileName names it. A slot that fills a gap has none, whatever
+    // bears the name assembled for it, and neither has one whose frame text was cut: "t.0000000000000007.exr"
+    // becomes the path of frame 0. Discovery ignores letter case while paths are rebuilt as typed; where they
+    // differ the disk is asked, because what bears the rebuilt name may be a pipe that a reader would wait for.
+    bool hasFile(const int& index) const;
+
     // Lists the directory and fills the slots: restricted to start + offset .. end + offset (-1 is open), to every
     // step-th frame from the start, and to the frames of `frameList` ("1-10, 15") when it is not empty; sorted by
     // frame, with empty slots for missing frames. On a record of the same sequence the slots are refreshed instead,
@@ -105,6 +111,12 @@ public:
 
 private:
     struct Discovery;
+    // What discovery saw of the path that getDirFileName gives for a slot.
+    enum class SlotPath : unsigned char {
+        unknown,   // spelled in another letter case than the file, or the slot was not found by a discovery
+        asListed,  // it is the path of the file that was found
+        cut        // the frame text lacks characters: it is the path of another file
+    };
 
     // Fills slot 0 from the one file of a name without a frame number, when it exists.
     void findSingleFile();
@@ -114,6 +126,10 @@ private:
     void fillGaps();
     // Slots to insert between `slot` and the next one.
     long long missingAfter(int slot) const;
+    // Empties a slot of which nothing but the frame number is known.
+    void resetToEmpty(int slot, long long frame);
+
+    SlotPath slotPaths_[slotCount] = {};  // goes with `images`
 };
 
 // True when `name` begins with `prefix` and ends with `suffix` (both lower case), case ignored; then `name` becomes

@@ -557,23 +557,14 @@ void printFoundSequence(const _kxViewSequence& sequence) {
     std::fflush(stderr);
 }
 
-// A slot that fills a gap has no file, whatever bears the name assembled for it, and neither has one whose frame
-// text was cut: "t.0000000000000007.exr" becomes the path of frame 0. Matching ignores case while paths are rebuilt
-// as typed: what lies there then may be a pipe, and opening one would wait for its writer.
-bool hasFile(const kxCHK::_SingleImageView& view, const QString& path) {
-    if (!view.fileFound || view.frameTextCut) return false;
-    return view.pathAsListed || kxFileExists(path, nullptr, nullptr);
-}
-
 // One line per slot, visible when it is done.
 void verifyFrames(const Settings& settings, const _kxViewSequence& sequence) {
     for (int i = 0; i < sequence.imageCount; ++i) {
         const kxCHK::_SingleImageView& view = sequence.images[sequence.sortOrder[i]];
         print(QStringLiteral("%1: ").arg(view.frameText.toQString(), 4));
-        const QString path = sequence.getDirFileName(i);
-        if (hasFile(view, path)) {
-            testExr(path, settings.requireMultiLayer, settings.requireMultipart, settings.noMultipart, settings.del,
-                    settings.showChannel);
+        if (sequence.hasFile(i)) {
+            testExr(sequence.getDirFileName(i), settings.requireMultiLayer, settings.requireMultipart,
+                    settings.noMultipart, settings.del, settings.showChannel);
         } else {
             printUnableToLoad();
         }
