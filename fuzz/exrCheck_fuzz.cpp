@@ -8,7 +8,7 @@
 namespace {
 
 // The EXR library makes room for whatever size a damaged header claims. It finds too little memory here, as under
-// the limit that a farm sets: clearing gigabytes would take all the time.
+// the limit that the tool sets itself: clearing gigabytes would take all the time.
 constexpr size_t mostMemory = 64 << 20;
 
 void* orThrow(void* memory) {

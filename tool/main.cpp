@@ -14,6 +14,7 @@
 
 #include "image/KX_DataTypes_imageList.h"
 #include "shared/kxFileSystem.h"
+#include "shared/kxMemoryLimit.h"
 #include "shared/kxSharedMemory.h"
 #include "shared/kxVersion.h"
 
@@ -575,6 +576,9 @@ void verifyFrames(const Settings& settings, const _kxViewSequence& sequence) {
     std::fflush(stderr);
 }
 
+// Reading the headers of a sound sequence takes less than a tenth of it.
+constexpr long long mostAddressSpace = 1LL << 30;
+
 // The process's exit code: 1 only when the file name can't be split.
 int run(const Settings& settings) {
     const auto sequence = std::make_unique<_kxViewSequence>();
@@ -623,5 +627,6 @@ int main(int argc, char** argv) {
         printUsage();
         return 0;
     }
+    kxLimitAddressSpace(mostAddressSpace);
     return run(settings);
 }

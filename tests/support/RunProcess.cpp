@@ -4,6 +4,7 @@
 #include "tests/support/TempDir.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,11 +37,11 @@ int openForWriting(const std::string& path) {
     _exit(127);
 }
 
-// The wait status; the child is killed when its time is up.
-int waitFor(pid_t child, int secondsToLive) {
+// The wait status, and what the child used; it is killed when its time is up.
+int waitFor(pid_t child, int secondsToLive, rusage& usage) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(secondsToLive);
     int status = 0;
-    while (waitpid(child, &status, WNOHANG) == 0) {
+    while (wait4(child, &status, WNOHANG, &usage) == 0) {
         if (std::chrono::steady_clock::now() > end) kill(child, SIGKILL);
         std::this_thread::sleep_for(std::chrono::microseconds(500));
     }
@@ -66,8 +67,10 @@ ProcessResult runProcess(const std::vector<std::string>& arguments, const Proces
     if (child == 0) runChild(arguments, options, outFd, errFd);
     close(outFd);
     close(errFd);
-    const int status = waitFor(child, options.secondsToLive);
+    rusage usage{};
+    const int status = waitFor(child, options.secondsToLive, usage);
     ProcessResult result;
+    result.peakMemory = usage.ru_maxrss;
     if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
     if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
     result.out = readFileBytes(capture.file("out"));

@@ -10,6 +10,7 @@ struct ProcessResult {
     int signal = 0;     // that ended it, otherwise 0
     std::string out;
     std::string err;
+    long peakMemory = 0;  // KiB that were resident at most
 };
 
 struct ProcessOptions {

@@ -20,9 +20,8 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-// A run is given five seconds for each of its files. The address sanitizer takes terabytes of address space for
-// itself, so that no limit can be set, and time to clear the gigabytes that damaged headers claim: it sees some of
-// the positions.
+// A run is given five seconds for each of its files. Under the address sanitizer the tool sets itself no limit of
+// memory, and clearing the gigabytes that damaged headers claim takes time: it sees some of the positions.
 #if defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer)
 constexpr bool limitsMemory = false;
 constexpr size_t positionStep = 11;
@@ -77,12 +76,11 @@ protected:
     // The lines after the banner of a run in which each readable frame fails.
     std::vector<std::string> run(size_t count) {
         const Names modes{"-requireMultiLayer", "-requireMultipart", "-noMultipart", "-showChannel", "-del"};
-        const std::string limits = limitsMemory ? "ulimit -v 1048576; " : "";
-        Names arguments{"/bin/bash", "-c", limits + "exec \"$@\"", "bash", toolPath(), dir.file(nameOf(0))};
+        Names arguments{dir.file(nameOf(0))};
         arguments.insert(arguments.end(), modes.begin(), modes.end());
         ProcessOptions options;
         options.secondsToLive = static_cast<int>(5 * count);
-        const ProcessResult result = runProcess(arguments, options);
+        const ProcessResult result = tool(arguments, options);
         EXPECT_EQ(result.exitCode, 0) << "signal " << result.signal << " with " << count << " files\n"
                                       << result.err;
         EXPECT_EQ(result.err, "");
@@ -222,13 +220,38 @@ TEST_F(HostileTest, EveryLimitInEverySizeOfAnAttribute) {
 }
 
 // The shortest files that make the library ask for two gigabytes: magic number, version, one attribute.
+std::string claimingAllMemory(const std::string& type) {
+    const std::string start("\x76\x2f\x31\x01\x02\0\0\0a\0", 10);
+    return start + type + '\0' + littleEndian(0x7fffffff);
+}
+
 TEST_F(HostileTest, AttributesThatClaimAllMemory) {
     std::vector<std::string> contents;
     for (const char* type : {"string", "floatvector", "stringvector", "chlist", "preview", "timecode", "unknown"}) {
-        const std::string start("\x76\x2f\x31\x01\x02\0\0\0a\0", 10);
-        contents.push_back(start + type + '\0' + littleEndian(0x7fffffff));
+        contents.push_back(claimingAllMemory(type));
     }
     checkAll(contents);
+}
+
+// The tool limits itself: to a gigabyte, whatever more the caller allows, or to less where the caller says so.
+TEST_F(HostileTest, ClaimedMemoryIsNotTaken) {
+    if (!limitsMemory) GTEST_SKIP() << "the address sanitizer allows no memory limit";
+    frame("shot.2.exr");
+    const std::string sound = "   2: " + plainFrame;
+    long ordinaryPeak = 0;
+    for (const std::string& content : {bytesOf({SamplePart()}), claimingAllMemory("string")}) {
+        bytes("shot.1.exr", content);
+        const std::string line = ordinaryPeak == 0 ? "   1: " + plainFrame : "   1: " + unreadable;
+        for (const char* limits : {"", "ulimit -v 4194304; ", "ulimit -S -v 4194304; ", "ulimit -v 524288; "}) {
+            const ProcessResult result = runProcess({"/bin/bash", "-c", limits + std::string("exec \"$@\""), "bash",
+                                                     toolPath(), dir.file("shot.1.exr")});
+            EXPECT_EQ(result.exitCode, 0) << limits;
+            EXPECT_EQ(result.err, "") << limits;
+            EXPECT_EQ(result.out, toolBanner + foundSequence("1-2, 1", {line, sound})) << limits;
+            if (ordinaryPeak == 0) ordinaryPeak = result.peakMemory;
+            EXPECT_LT(result.peakMemory, 2 * ordinaryPeak) << limits;
+        }
+    }
 }
 
 TEST_F(HostileTest, GarbageOfManySizes) {
