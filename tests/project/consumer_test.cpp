@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Another project takes this one in with add_subdirectory. Two builds of the library: only the tests of
+// build/release run this.
+#include "tests/support/RunProcess.h"
+#include "tests/support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class ConsumerTest : public ::testing::Test {
+protected:
+    static void run(const std::vector<std::string>& arguments) {
+        const ProcessResult result = runProcess(arguments);
+        ASSERT_EQ(result.exitCode, 0) << result.out << result.err;
+    }
+
+    void configure(const std::vector<std::string>& definitions) const {
+        std::vector<std::string> arguments = {KX_CMAKE,
+                                              "-G",
+                                              "Ninja",
+                                              "-S",
+                                              KX_SOURCE_DIR "/tests/project/consumer",
+                                              "-B",
+                                              build,
+                                              "-DKX_DIR=" KX_SOURCE_DIR,
+                                              "-DKX_QT=" KX_QT_MAJOR};
+        arguments.insert(arguments.end(), definitions.begin(), definitions.end());
+        run(arguments);
+    }
+
+    void buildAndInstall(const std::string& target) const {
+        run({KX_CMAKE, "--build", build, "--target", target});
+        run({KX_CMAKE, "--install", build, "--prefix", prefix});
+    }
+
+    std::vector<std::string> installedFiles() const {
+        std::vector<std::string> files;
+        for (const fs::directory_entry& entry : fs::recursive_directory_iterator(prefix)) {
+            if (entry.is_regular_file()) files.push_back(fs::relative(entry.path(), prefix).string());
+        }
+        std::sort(files.begin(), files.end());
+        return files;
+    }
+
+    TempDir dir;
+    std::string build = dir.file("build");
+    std::string prefix = dir.file("prefix");
+};
+
+}  // namespace
+
+TEST_F(ConsumerTest, InstallsOnlyItsOwnProgramUnlessItAsksForMore) {
+    ASSERT_NO_FATAL_FAILURE(configure({}));
+    ASSERT_NO_FATAL_FAILURE(buildAndInstall("splitName"));
+    EXPECT_EQ(installedFiles(), std::vector<std::string>{"bin/splitName"});
+    EXPECT_EQ(runProcess({prefix + "/bin/splitName", "/r/beauty.0042.exr"}).out, ".exr\n");
+
+    ASSERT_NO_FATAL_FAILURE(configure({"-DKX_INSTALL=ON"}));
+    ASSERT_NO_FATAL_FAILURE(buildAndInstall("all"));
+    EXPECT_EQ(installedFiles(), (std::vector<std::string>{"bin/kxVerifyExrModes", "bin/splitName",
+                                                          "share/man/man1/kxVerifyExrModes.1"}));
+}
