@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// What holds for every source file of the project.
+#include "tests/support/Documents.h"
+#include "tests/support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <set>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool isBuildOrRepository(const fs::path& dir) {
+    return dir.filename() == ".git" || dir == projectDir() / "build" || fs::exists(dir / "CMakeCache.txt");
+}
+
+// Calls `look` with the path from the top folder and the text of every file.
+void forEachFile(const std::function<void(const fs::path& path, const std::string& text)>& look) {
+    for (fs::recursive_directory_iterator entry(projectDir()), end; entry != end; ++entry) {
+        if (entry->is_directory() && isBuildOrRepository(entry->path())) entry.disable_recursion_pending();
+        if (!entry->is_regular_file()) continue;
+        look(fs::relative(entry->path(), projectDir()), readFileBytes(entry->path().string()));
+    }
+}
+
+bool isCpp(const fs::path& path) {
+    return path.extension() == ".h" || path.extension() == ".cpp";
+}
+
+bool isSource(const fs::path& path, const std::string& text) {
+    return isCpp(path) || path.filename() == "CMakeLists.txt" || text.substr(0, 2) == "#!";
+}
+
+std::string topFolder(const fs::path& path) {
+    return path.begin()->string();
+}
+
+std::set<std::string> includedFolders(const std::string& text) {
+    std::set<std::string> folders;
+    for (const std::string& path : textsBetween("\n#include \"", "\"", "\n" + text))
+        folders.insert(topFolder(path));
+    return folders;
+}
+
+}  // namespace
+
+TEST(SourcesTest, NameTheirLicence) {
+    std::map<std::string, int> count;
+    forEachFile([&](const fs::path& path, const std::string& text) {
+        if (!isSource(path, text)) return;
+        ++count[path.extension()];
+        const size_t firstLines = text.find('\n', text.find('\n') + 1);
+        EXPECT_TRUE(contains(text.substr(0, firstLines), " SPDX-License-Identifier: BSD-3-Clause")) << path;
+    });
+    for (const char* kind : {".h", ".cpp", ".txt", ""}) EXPECT_GT(count[kind], 3) << kind;
+    EXPECT_TRUE(contains(document("LICENSE"), "BSD 3-Clause License"));
+}
+
+// The arrows of docs/architecture.md.
+TEST(SourcesTest, IncludeOnlyFoldersThatTheirsMayUse) {
+    const std::map<std::string, std::set<std::string>> allowed = {
+        {"shared", {"shared"}}, {"image", {"image", "shared"}}, {"tool", {"tool", "image", "shared"}}};
+    std::map<std::string, int> count;
+    forEachFile([&](const fs::path& path, const std::string& text) {
+        const auto row = allowed.find(topFolder(path));
+        if (!isCpp(path) || row == allowed.end()) return;
+        ++count[row->first];
+        for (const std::string& folder : includedFolders(text))
+            EXPECT_TRUE(row->second.count(folder)) << path << folder;
+    });
+    EXPECT_EQ(count.size(), allowed.size());
+}
+
+TEST(SourcesTest, IncludePrivateHeadersOnlyFromTheirFolderAndTests) {
+    forEachFile([](const fs::path& path, const std::string& text) {
+        if (!isCpp(path) || topFolder(path) == "tests") return;
+        for (const std::string& included : textsBetween("\n#include \"", "\"", "\n" + text)) {
+            if (!contains(included, "/private/")) continue;
+            EXPECT_EQ(topFolder(included), topFolder(path)) << path << ": " << included;
+        }
+    });
+}
+
+TEST(SourcesTest, KeepTheExrLibraryOutOfSharedCodeAndOfHeaders) {
+    forEachFile([](const fs::path& path, const std::string& text) {
+        const bool isHeader = path.extension() == ".h" && (topFolder(path) == "image" || topFolder(path) == "tool");
+        if (!isHeader && topFolder(path) != "shared") return;
+        EXPECT_FALSE(contains(text, "#include <Im")) << path;
+        EXPECT_FALSE(contains(text, "#include <openexr")) << path;
+    });
+}
