@@ -1,19 +1,92 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The documents say what is true today: their examples are run, and what they repeat is compared with its source.
 #include "tests/support/Documents.h"
+#include "image/KX_DataTypes_imageList.h"
 #include "shared/kxVersion.h"
 #include "tests/support/ToolTest.h"
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
+#include <regex>
+#include <set>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string withoutBackslashes(std::string text) {
-    text.erase(std::remove(text.begin(), text.end(), '\\'), text.end());
+std::string without(const std::string& characters, std::string text) {
+    const auto isOne = [&characters](char c) { return contains(characters, std::string(1, c)); };
+    text.erase(std::remove_if(text.begin(), text.end(), isOne), text.end());
     return text;
+}
+
+// "a, b" or "`a`, `b`" as {"a", "b"}.
+std::vector<std::string> listedIn(const std::string& cell) {
+    std::vector<std::string> items = textsBetween(", ", ",", ", " + without("`", cell));
+    for (std::string& item : items) item = item.substr(0, item.find(" and others"));
+    return items;
+}
+
+std::set<std::string> readmeOptions() {
+    std::set<std::string> options;
+    for (const std::string& text : textsBetween("\n| `-", "`", document("README.md"))) {
+        options.insert("-" + without("<>", text));
+    }
+    return options;
+}
+
+// A section of the manual page as one line of plain text, without fonts.
+std::string manualSection(const std::string& title) {
+    const std::string page = document("docs/kxVerifyExrModes.1");
+    const size_t begin = page.find("\n.SH " + title + "\n") + 5;
+    const std::string section = without("\\\"", page.substr(begin, page.find("\n.SH ", begin) - begin));
+    return std::regex_replace(section, std::regex("\n([.]B[RI]? )?| +"), " ");
+}
+
+// Each option is what follows ".TP" up to the sentence about it.
+std::set<std::string> manualOptions() {
+    std::set<std::string> options;
+    const std::regex option("[.]TP (-[A-Za-z]+(?: [a-z]+)*) +[A-Z]");
+    const std::string text = manualSection("OPTIONS");
+    for (std::sregex_iterator match(text.begin(), text.end(), option), end; match != end; ++match) {
+        options.insert((*match)[1]);
+    }
+    return options;
+}
+
+// The printed texts by the names of the compressions.
+std::map<std::string, std::string> readmeCompressions() {
+    std::map<std::string, std::string> texts;
+    const std::string readme = document("README.md");
+    const size_t begin = readme.find("| compression | printed as |");
+    const std::string rows = readme.substr(begin, readme.find("\n\n", begin) - begin);
+    const std::regex row("\n[|] ([^-|]+) [|] (`[^|]+`) [|]");
+    for (std::sregex_iterator match(rows.begin(), rows.end(), row), end; match != end; ++match) {
+        const std::vector<std::string> names = listedIn((*match)[1]);
+        const std::vector<std::string> printed = listedIn((*match)[2]);
+        for (size_t i = 0; i < names.size(); ++i) texts[names[i]] = printed[std::min(i, printed.size() - 1)];
+    }
+    return texts;
+}
+
+std::map<std::string, std::string> manualCompressions() {
+    std::map<std::string, std::string> texts;
+    const std::string text = manualSection("OUTPUT");
+    const size_t begin = text.find("compression ") + 11;
+    const std::string items = text.substr(begin, text.find(".TP", begin) - begin);
+    const std::regex item(" ([^()]+) [(]([^()]+)[)][,.]");
+    for (std::sregex_iterator match(items.begin(), items.end(), item), end; match != end; ++match) {
+        for (const std::string& name : listedIn((*match)[2])) texts[name] = (*match)[1];
+    }
+    return texts;
+}
+
+// What stands behind "## " in the CHANGELOG, but for what is not released yet.
+std::vector<std::string> releases() {
+    std::vector<std::string> headings = textsBetween("\n## ", "\n", document("CHANGELOG.md"));
+    if (headings.at(0) == "Not yet released") headings.erase(headings.begin());
+    return headings;
 }
 
 class DocumentsTest : public ToolTest {
@@ -23,6 +96,14 @@ protected:
         const ProcessResult result = runProcess({KX_SAMPLE_WRITER, dir.path()});
         EXPECT_EQ(result.exitCode, 0) << result.err;
         return result.out.substr(0, result.out.find('\n'));
+    }
+
+    std::string printedCompression(Imf::Compression compression) {
+        SamplePart part;
+        part.compression = compression;
+        frame("f.0001.exr", part);
+        const std::string text = textsBetween("scanline ", "\n", verify("f.0001.exr")).at(0);
+        return std::regex_replace(text, std::regex("^ *(.*?)  .*"), "$1");
     }
 };
 
@@ -35,25 +116,87 @@ TEST_F(DocumentsTest, ReadmeShowsTheRunOfTheSampleSequence) {
     EXPECT_EQ(blockAfter(document("README.md"), "$ scripts/verify"), result.out);
 }
 
-TEST_F(DocumentsTest, ReadmeAndManualPageHaveEveryOption) {
-    std::vector<std::string> options = textsBetween("\n  -", " :", tool({}).out);
-    EXPECT_EQ(options.size(), 6U);
-    options.insert(options.end(), {"threadID", "kxRoot"});
-    const std::string readme = document("README.md");
-    const std::string manual = withoutBackslashes(document("docs/kxVerifyExrModes.1"));
-    for (const std::string& option : options) {
-        EXPECT_TRUE(contains(readme, "\n| `-" + option + "`") || contains(readme, "\n| `-" + option + " "))
-            << option;
-        EXPECT_TRUE(contains(manual, "\n.B -" + option + "\n") || contains(manual, "\n.BI \"-" + option + " \""))
-            << option;
+// An option is written as its name and the names of its values: "-seq start end step offset".
+TEST_F(DocumentsTest, ReadmeManualPageAndUsageHaveTheSameOptions) {
+    std::set<std::string> expected = {"-threadID n", "-kxRoot dir"};  // accepted and ignored, the usage omits them
+    for (const std::string& text : textsBetween("\n  -", ":", tool({}).out)) {
+        expected.insert("-" + without("<>", text.substr(0, text.find_last_not_of(' ') + 1)));
     }
+    EXPECT_EQ(expected.size(), 8U);
+    EXPECT_EQ(readmeOptions(), expected);
+    EXPECT_EQ(manualOptions(), expected);
+}
+
+TEST_F(DocumentsTest, OptionsOfTheDocumentsAreThoseOfTheCode) {
+    std::set<std::string> inDocuments;
+    for (const std::string& option : readmeOptions()) {
+        const auto values = std::count(option.begin(), option.end(), ' ');
+        if (option != "-kxRoot dir")
+            inDocuments.insert(option.substr(0, option.find(' ')) + std::to_string(values));
+    }
+    std::set<std::string> inCode;
+    for (const std::string& row : textsBetween("\n    {\"-", "}", document("tool/main.cpp"))) {
+        const size_t count = row.find_first_of("0123456789", row.find("Qt::Case"));
+        inCode.insert("-" + row.substr(0, row.find('"')) + row.at(count));
+    }
+    EXPECT_EQ(inCode, inDocuments);
+}
+
+TEST_F(DocumentsTest, ReadmeAndManualPageTellCompressionsAsTheToolPrintsThem) {
+    const struct {
+        const char* name;
+        Imf::Compression compression;
+    } table[] = {
+        {"none", Imf::NO_COMPRESSION},   {"RLE", Imf::RLE_COMPRESSION},   {"ZIPS", Imf::ZIPS_COMPRESSION},
+        {"ZIP", Imf::ZIP_COMPRESSION},   {"PIZ", Imf::PIZ_COMPRESSION},   {"PXR24", Imf::PXR24_COMPRESSION},
+        {"B44", Imf::B44_COMPRESSION},   {"B44A", Imf::B44A_COMPRESSION}, {"DWAA", Imf::DWAA_COMPRESSION},
+        {"DWAB", Imf::DWAB_COMPRESSION},
+    };
+    std::map<std::string, std::string> expected;
+    for (const auto& row : table) expected[row.name] = printedCompression(row.compression);
+    EXPECT_EQ(readmeCompressions(), expected);
+    EXPECT_EQ(manualCompressions(), expected);
+}
+
+TEST_F(DocumentsTest, ReadmeHasTheMessagesAndTheirExitCodes) {
+    const std::string section = sectionOf(document("README.md"), "## Exit codes and streams");
+    for (const char* file : {"no slash", "/nowhere at all/f.0001.exr", "f.0001.exr"}) {
+        const ProcessResult result = tool({file[0] == 'f' ? dir.file(file) : file});
+        std::string message = without("\n", result.err);
+        const size_t quote = message.find('\'');
+        if (quote != std::string::npos) message = message.substr(0, quote) + "'...'";
+        const std::string row = "| `" + message + "` | standard error | " + std::to_string(result.exitCode) + " |";
+        EXPECT_TRUE(contains(section, row)) << row;
+    }
+}
+
+TEST_F(DocumentsTest, DocumentsHaveTheLargestNumberOfFrames) {
+    const std::string most = std::to_string(_kxViewSequence::slotCount - 1);
+    const std::string allSlots = std::to_string(_kxViewSequence::slotCount);
+    EXPECT_TRUE(
+        contains(document("README.md"), " holds " + allSlots + " frame slots and fills " + most + " of them"));
+    EXPECT_TRUE(contains(document("docs/kxVerifyExrModes.1"), "\nAt most " + most + " files"));
+    EXPECT_TRUE(contains(document("SECURITY.md"), " at most " + most + " files"));
 }
 
 TEST_F(DocumentsTest, VersionIsTheSameEverywhere) {
     const std::string version = KX_PROJECT_VERSION;
     EXPECT_EQ(kxVersionString, " " + version);
-    EXPECT_EQ(textsBetween("\n## ", "\n", document("CHANGELOG.md")).at(0), version);
+    EXPECT_EQ(releases().at(0).substr(0, version.size() + 1), version + ",");
     EXPECT_EQ(textsBetween("\"kxVerifyExrModes ", "\"", document("docs/kxVerifyExrModes.1")).at(0), version);
+}
+
+TEST_F(DocumentsTest, ReleasesHaveDatesFromNewToOld) {
+    std::string later = "9999";
+    for (const std::string& release : releases()) {
+        EXPECT_TRUE(std::regex_match(release, std::regex("[0-9]+[.][0-9]+[.][0-9]+, [0-9]{4}-[0-9]{2}-[0-9]{2}")))
+            << release;
+        const std::string date = release.substr(release.find(' ') + 1);
+        EXPECT_LE(date, later);
+        later = date;
+    }
+    const std::string manual = document("docs/kxVerifyExrModes.1");
+    EXPECT_TRUE(std::regex_search(manual, std::regex("^[.]TH KXVERIFYEXRMODES 1 [0-9]{4}-[0-9]{2}-[0-9]{2} ")));
 }
 
 TEST_F(DocumentsTest, LinksLeadToFilesOfTheProject) {
