@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Another project takes this one in with add_subdirectory. Two builds of the library: only the tests of
 // build/release run this.
+#include "tests/support/Documents.h"
 #include "tests/support/RunProcess.h"
 #include "tests/support/TempDir.h"
 
@@ -21,15 +22,11 @@ protected:
     }
 
     void configure(const std::vector<std::string>& definitions) const {
-        std::vector<std::string> arguments = {KX_CMAKE,
-                                              "-G",
-                                              "Ninja",
-                                              "-S",
-                                              KX_SOURCE_DIR "/tests/project/consumer",
-                                              "-B",
-                                              build,
-                                              "-DKX_DIR=" KX_SOURCE_DIR,
-                                              "-DKX_QT=" KX_QT_MAJOR};
+        const std::string project = projectDir().string();
+        const std::string source = project + "/tests/project/consumer";
+        std::vector<std::string> arguments = {KX_CMAKE, "-G", "Ninja", "-S", source, "-B", build};
+        arguments.push_back("-DKX_DIR=" + project);
+        arguments.emplace_back("-DKX_QT=" KX_QT_MAJOR);
         arguments.insert(arguments.end(), definitions.begin(), definitions.end());
         run(arguments);
     }
