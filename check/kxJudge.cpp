@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "check/kxJudge.h"
+
+#include "check/kxFileAge.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kxCheck {
+
+namespace {
+
+// R, G, B, A and one more.
+constexpr std::size_t multiLayerChannels = 5;
+
+void append(std::vector<Finding>& findings, std::vector<Finding> more) {
+    findings.insert(findings.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+}
+
+// What ends too early in a young file may still be written.
+std::vector<Finding> findingsOfFile(const FileReport& file, std::int64_t now, int minAge) {
+    std::vector<Finding> findings = file.findings;
+    if (!file.hasIdentity || !isYoung(file.identity, now, minAge)) return findings;
+    for (Finding& finding : findings)
+        if (finding.code == Code::truncated) finding.code = Code::unfinished;
+    return findings;
+}
+
+std::vector<Finding> findingsOfHeaders(const Headers& headers, const Settings& settings, const Likeness& likeness) {
+    std::vector<Finding> findings;
+    if (headers.empty()) return findings;
+    if (auto unmet = unmetModes(settings, headers)) findings.push_back(*std::move(unmet));
+    for (const Expectation& expectation : settings.expectations)
+        if (auto unmet = unmetExpectation(expectation, headers)) findings.push_back(*std::move(unmet));
+    append(findings, likeness.deviations(headers));
+    return findings;
+}
+
+bool isIgnored(const Finding& finding, const Settings& settings) {
+    return finding.severity != Severity::none && settings.ignored.count(finding.code) > 0;
+}
+
+void weigh(std::vector<Finding>& findings, const Settings& settings) {
+    findings.erase(std::remove_if(findings.begin(), findings.end(),
+                                  [&](const Finding& finding) { return isIgnored(finding, settings); }),
+                   findings.end());
+    for (Finding& finding : findings)
+        if (finding.severity == Severity::warning && settings.failOn.count(finding.code) > 0)
+            finding.severity = Severity::error;
+}
+
+QByteArray countText(std::size_t count, const char* singular, const char* plural) {
+    return QByteArray::number(static_cast<qulonglong>(count)) + ' ' + (count == 1 ? singular : plural);
+}
+
+}  // namespace
+
+FrameReport missingFrame(FrameName name) {
+    FrameReport frame;
+    frame.name = std::move(name);
+    frame.file.findings = {makeFinding(Code::missing, "no such file")};
+    return frame;
+}
+
+void judge(FrameReport& frame, const Settings& settings, const Likeness& likeness, const SizeJump& sizeJump,
+           std::int64_t now) {
+    frame.sizeJump = sizeJump.value;
+    frame.findings = findingsOfFile(frame.file, now, settings.minAge);
+    if (frame.file.headers) append(frame.findings, findingsOfHeaders(*frame.file.headers, settings, likeness));
+    if (sizeJump.value > conspicuousJump) frame.findings.push_back(makeFinding(Code::sizeJump, sizeJump.text));
+    weigh(frame.findings, settings);
+    arrangeFindings(frame.findings);
+    frame.verdict = verdictOf(frame.findings);
+    frame.level = levelOf(frame.findings, frame.sizeJump, frame.jump);
+}
+
+std::optional<Finding> unmetModes(const Settings& settings, const Headers& headers) {
+    if (headers.size() != 1) {
+        if (!settings.noMultipart) return std::nullopt;
+        return makeFinding(Code::modes, countText(headers.size(), "part", "parts") + ", only one is allowed");
+    }
+    if (settings.requireMultipart) return makeFinding(Code::modes, "a single part, several are required");
+    const std::size_t channels = headers.front().channels.size();
+    if (!settings.requireMultiLayer || channels >= multiLayerChannels) return std::nullopt;
+    return makeFinding(Code::modes, countText(channels, "channel", "channels") +
+                                        ", several layers are required, that is 5 channels or more");
+}
+
+}  // namespace kxCheck

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "check/kxSizeJump.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kxCheck {
+
+namespace {
+
+constexpr double smallestDifference = 0.1;
+
+double logarithmOf(std::int64_t size) {
+    return std::log(static_cast<double>(std::max<std::int64_t>(size, 1)));
+}
+
+QByteArray sizeText(std::int64_t size) {
+    return QByteArray::number(static_cast<qlonglong>(size));
+}
+
+QByteArray jumpText(std::int64_t before, std::int64_t size, std::int64_t after) {
+    return sizeText(size) + " bytes, before and after it " + sizeText(before) + " and " + sizeText(after);
+}
+
+}  // namespace
+
+Neighbours::Neighbours(const std::vector<FrameReport>& frames, std::int64_t step) : step_(step) {
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        const FrameName& name = frames[i].name;
+        if (name.number) places_.emplace(Key{name.tile.value_or(-1), *name.number}, i);
+    }
+}
+
+std::optional<std::size_t> Neighbours::at(const FrameName& frame, std::int64_t distance) const {
+    if (!frame.number) return std::nullopt;
+    const auto found = places_.find({frame.tile.value_or(-1), *frame.number + distance});
+    if (found == places_.end()) return std::nullopt;
+    return found->second;
+}
+
+double sizeJumpOf(std::int64_t before, std::int64_t size, std::int64_t after) {
+    const double logBefore = logarithmOf(before);
+    const double logSize = logarithmOf(size);
+    const double logAfter = logarithmOf(after);
+    const double nearest = std::min(std::abs(logSize - logBefore), std::abs(logAfter - logSize));
+    return nearest / (std::abs(logAfter - logBefore) + smallestDifference);
+}
+
+SizeJump sizeJumpOf(const std::vector<FrameReport>& frames, const Neighbours& neighbours, std::size_t place) {
+    const auto before = neighbours.before(frames[place].name);
+    const auto after = neighbours.after(frames[place].name);
+    if (!before || !after) return {};
+    const FileReport& file = frames[place].file;
+    const FileReport& fileBefore = frames[*before].file;
+    const FileReport& fileAfter = frames[*after].file;
+    if (!file.hasIdentity || !fileBefore.hasIdentity || !fileAfter.hasIdentity) return {};
+    SizeJump jump;
+    jump.value = sizeJumpOf(fileBefore.identity.size, file.identity.size, fileAfter.identity.size);
+    if (jump.value > conspicuousJump)
+        jump.text = jumpText(fileBefore.identity.size, file.identity.size, fileAfter.identity.size);
+    return jump;
+}
+
+}  // namespace kxCheck
