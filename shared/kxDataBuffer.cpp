@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "shared/kxDataBuffer.h"
 
-#include "shared/kxSystemError.h"
+#include "shared/kxSystemCall.h"
 
 #include <atomic>
 #include <cerrno>
@@ -64,12 +64,15 @@ int pathOf(const _kxString8_allSize<500>& name, std::string& path) {
     return path.find('\0') == std::string::npos ? 0 : EINVAL;
 }
 
+int openFile(const char* path, int flags) {
+    return kxRetryInterrupted(-1, [&] { return open(path, flags); });
+}
+
 // --- Writing ---------------------------------------------------------------------------------------------------
 
 int writeAll(int file, const char* bytes, size_t size) {
     while (size > 0) {
-        const ssize_t written = write(file, bytes, size);
-        if (written < 0 && errno == EINTR) continue;
+        const ssize_t written = kxRetryInterrupted<ssize_t>(-1, [&] { return write(file, bytes, size); });
         if (written <= 0) return written < 0 ? errno : EIO;
         bytes += written;
         size -= static_cast<size_t>(written);
@@ -78,10 +81,7 @@ int writeAll(int file, const char* bytes, size_t size) {
 }
 
 int flushToDisk(int file) {
-    while (fsync(file) != 0) {
-        if (errno != EINTR) return errno;
-    }
-    return 0;
+    return kxRetryInterrupted(-1, [&] { return fsync(file); }) == 0 ? 0 : errno;
 }
 
 // Some file systems can't flush a directory: there the rename is as safe as it gets.
@@ -94,7 +94,7 @@ int flushDirectory(int directory) {
 class ReplacementFile {
 public:
     ~ReplacementFile() {
-        if (!temporaryName_.empty()) unlinkat(directory_.number, temporaryName_.c_str(), 0);
+        if (!temporaryName_.empty()) removeTemporary();
     }
 
     // 0, or the reason as an errno value.
@@ -104,6 +104,7 @@ public:
 
 private:
     int createTemporary();
+    void removeTemporary() const;
 
     Descriptor directory_;
     Descriptor file_;
@@ -116,7 +117,7 @@ int ReplacementFile::create(const std::string& target) {
     const std::string directory = nameStart > 0 ? target.substr(0, nameStart) : ".";
     targetName_ = target.substr(nameStart);
     if (targetName_.empty()) return EISDIR;
-    directory_.number = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    directory_.number = openFile(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     return directory_.number < 0 ? errno : createTemporary();
 }
 
@@ -131,7 +132,8 @@ int ReplacementFile::createTemporary() {
         char name[80];
         std::snprintf(name, sizeof name, ".kxCache-%ld-%lld%09ld-%u.tmp", static_cast<long>(getpid()),
                       static_cast<long long>(now.tv_sec), now.tv_nsec, number++);
-        file_.number = openat(directory_.number, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        file_.number = kxRetryInterrupted(
+            -1, [&] { return openat(directory_.number, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666); });
         if (file_.number >= 0) {
             temporaryName_ = name;
             return 0;
@@ -141,11 +143,18 @@ int ReplacementFile::createTemporary() {
     return EEXIST;
 }
 
+// Where that fails too, a file is left that nothing ever reads.
+void ReplacementFile::removeTemporary() const {
+    static_cast<void>(
+        kxRetryInterrupted(-1, [&] { return unlinkat(directory_.number, temporaryName_.c_str(), 0); }));
+}
+
 int ReplacementFile::replaceTarget() {
     if (const int code = flushToDisk(file_.number)) return code;
     if (const int code = file_.close()) return code;
     const int directory = directory_.number;
-    if (renameat(directory, temporaryName_.c_str(), directory, targetName_.c_str()) != 0) return errno;
+    const auto rename = [&] { return renameat(directory, temporaryName_.c_str(), directory, targetName_.c_str()); };
+    if (kxRetryInterrupted(-1, rename) != 0) return errno;
     temporaryName_.clear();
     return flushDirectory(directory);
 }
@@ -181,11 +190,7 @@ int writePlain(int file, const Area& header, const Area& data) {
 
 // Bytes read, at most `size`; 0 at the file's end, -1 with errno set.
 ssize_t readSome(int file, char* bytes, size_t size) {
-    ssize_t count;
-    do {
-        count = read(file, bytes, size);
-    } while (count < 0 && errno == EINTR);
-    return count;
+    return kxRetryInterrupted<ssize_t>(-1, [&] { return read(file, bytes, size); });
 }
 
 // 0 when the file ends here.
@@ -198,10 +203,10 @@ int expectEndOfFile(int file) {
 
 // Opening does not wait: a pipe without a writer would never come back.
 int openRegular(const std::string& path, long long sizeLimit, Descriptor& file) {
-    file.number = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    file.number = openFile(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (file.number < 0) return errno;
     struct stat status {};
-    if (fstat(file.number, &status) != 0) return errno;
+    if (kxRetryInterrupted(-1, [&] { return fstat(file.number, &status); }) != 0) return errno;
     if (S_ISDIR(status.st_mode)) return EISDIR;
     if (!S_ISREG(status.st_mode)) return _KX_DataBuffer::errorNotAFile;
     return status.st_size > sizeLimit ? _KX_DataBuffer::errorTooLong : 0;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "shared/kxFileSystem.h"
-#include "shared/kxSystemError.h"
+
+#include "shared/kxSystemCall.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -29,20 +30,10 @@ bool toPathBytes(const QString& path, std::string* bytes) {
     return true;
 }
 
-// What `call` returns; repeated while a signal interrupts it, as happens on network file systems.
-template <class Result, class Call>
-Result retryInterrupted(Result failed, Call call) {
-    for (;;) {
-        errno = 0;
-        const Result result = call();
-        if (result != failed || errno != EINTR) return result;
-    }
-}
-
 DIR* openDirectory(const QString& path) {
     std::string bytes;
     if (!toPathBytes(path, &bytes)) return nullptr;
-    return retryInterrupted<DIR*>(nullptr, [&] { return opendir(bytes.c_str()); });
+    return kxRetryInterrupted<DIR*>(nullptr, [&] { return opendir(bytes.c_str()); });
 }
 
 // Times beyond the years 1677 to 2262 become the nearest one that _kxTime holds.
@@ -72,7 +63,7 @@ struct FileStatus {
 // otherwise *result is left as it was.
 bool askFileStatus(int directory, const char* name, FileStatus* result) {
     struct stat status {};
-    if (retryInterrupted(-1, [&] { return fstatat(directory, name, &status, 0); }) != 0) return false;
+    if (kxRetryInterrupted(-1, [&] { return fstatat(directory, name, &status, 0); }) != 0) return false;
     if (!S_ISREG(status.st_mode)) return false;
     result->size = status.st_size;
     result->time = modificationTime(status);
@@ -83,10 +74,10 @@ bool askFileStatus(int directory, const char* name, FileStatus* result) {
 // user unlink a directory, and because nothing but a frame may go where something else took a frame's name.
 int deleteFile(const char* path) {
     struct stat status {};
-    if (retryInterrupted(-1, [&] { return lstat(path, &status); }) != 0) return errno;
+    if (kxRetryInterrupted(-1, [&] { return lstat(path, &status); }) != 0) return errno;
     if (S_ISDIR(status.st_mode)) return EISDIR;
     if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) return EPERM;
-    return retryInterrupted(-1, [&] { return unlink(path); }) == 0 ? 0 : errno;
+    return kxRetryInterrupted(-1, [&] { return unlink(path); }) == 0 ? 0 : errno;
 }
 
 // The byte of every Latin-1 character in lower case; none leaves Latin-1 or becomes two.
@@ -160,7 +151,7 @@ struct kxDirListing::Entries {
     bool advance() {
         if (!directory) return false;
         forgetStatus();
-        current = retryInterrupted<const dirent*>(nullptr, [this] { return readdir(directory); });
+        current = kxRetryInterrupted<const dirent*>(nullptr, [this] { return readdir(directory); });
         if (!current) close();
         return current != nullptr;
     }

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "shared/kxSharedMemory.h"
 
+#include "shared/kxSystemCall.h"
+
 #include <QSharedMemory>
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <ctime>
 
@@ -47,6 +48,6 @@ QString kxSharedMemory::errorString() const {
 void kxSleep(int milliseconds) {
     if (milliseconds <= 0) return;
     timespec remaining{milliseconds / 1000, milliseconds % 1000 * 1000000L};
-    while (nanosleep(&remaining, &remaining) != 0 && errno == EINTR) {
-    }
+    // An interrupted sleep goes on with what remains of it.
+    static_cast<void>(kxRetryInterrupted(-1, [&remaining] { return nanosleep(&remaining, &remaining); }));
 }

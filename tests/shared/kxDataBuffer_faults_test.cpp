@@ -174,13 +174,19 @@ TEST_F(DataBufferFaults, AWriteThatMovesNothingEnds) {
 }
 
 TEST_F(DataBufferFaults, InterruptedCallsAreRepeated) {
+    theSystem.openat.failWith(EINTR, 3);
     theSystem.write.failWith(EINTR, 3);
     theSystem.fsync.failWith(EINTR, 3);
     theSystem.close.failWith(EINTR, 1);
+    theSystem.renameat.failWith(EINTR, 3);
     EXPECT_EQ(save('n'), 0);
+    theSystem.fstat.failWith(EINTR, 3);
     theSystem.read.failWith(EINTR, 3);
     EXPECT_EQ(load(), 0);
-    EXPECT_EQ(theSystem.read.failures, 0);
+    for (const Call System::*call : {&System::openat, &System::renameat, &System::fstat, &System::read}) {
+        EXPECT_EQ((theSystem.*call).failures, 0);
+        EXPECT_GT((theSystem.*call).calls, 3);
+    }
     expectFileOf('n');
 }
 
