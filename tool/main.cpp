@@ -13,6 +13,7 @@
 #include "tool/main.h"
 
 #include "image/KX_DataTypes_imageList.h"
+#include "shared/kxClientSegment.h"
 #include "shared/kxFileSystem.h"
 #include "shared/kxMemoryLimit.h"
 #include "shared/kxSharedMemory.h"
@@ -29,9 +30,7 @@
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
-#include <atomic>
 #include <csignal>
-#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <utility>
@@ -309,131 +308,12 @@ void testExr(const QString& file, const bool& requireMultiLayer, const bool& req
     if (!error.isEmpty()) print(QStringLiteral("     Error: ") + error + "\n");
 }
 
-// --- The check-job command ---------------------------------------------------------------------------------------
-
-namespace {
-
-// The part of the local client's segment that a sender may touch; everything else belongs to the client.
-// docs/client-shared-memory.md has the whole table. Numbers are little-endian and not aligned.
-constexpr int clientSegmentSize = 22984;    // at least
-constexpr int clientFormatIdAt = 0;         // 32 bits
-constexpr int clientVersionAt = 928;        // 16 bits
-constexpr int clientReadyAt = 930;          // 16 bits, 0 until the client is ready
-constexpr int clientMessageCountAt = 2001;  // 8 bits
-
-constexpr int clientFormatId = 517;
-constexpr int clientVersion = 3077;
-constexpr int clientMessageSlots = 30;
-constexpr int checkJobCommand = 9;
-
-std::uint32_t readLittleEndian(const unsigned char* bytes, int width) {
-    std::uint32_t value = 0;
-    for (int i = width - 1; i >= 0; --i) value = value << 8 | bytes[i];
-    return value;
-}
-
-void writeLittleEndian(unsigned char* bytes, int width, std::uint32_t value) {
-    for (int i = 0; i < width; ++i) {
-        bytes[i] = static_cast<unsigned char>(value & 0xff);
-        value >>= 8;
-    }
-}
-
-void reportClientFailure(const QString& message) {
-    std::fputs(kxVersionString, stdout);
-    print(message);
-}
-
-void reportMemoryFailure(const char* what, const kxSharedMemory& memory) {
-    const _kxString8_allSize<250> message(QString::fromLatin1(what) + memory.errorString());
-    reportClientFailure(message + "\n");
-}
-
-// Any ready marker but 0 is right, though the message shows 1 as the expected one.
-bool hasClientFormat(const unsigned char* segment) {
-    const auto formatId = static_cast<std::int32_t>(readLittleEndian(segment + clientFormatIdAt, 4));
-    const auto version = static_cast<int>(readLittleEndian(segment + clientVersionAt, 2));
-    const auto ready = static_cast<int>(readLittleEndian(segment + clientReadyAt, 2));
-    if (formatId == clientFormatId && version == clientVersion && ready != 0) return true;
-    reportClientFailure(QStringLiteral("++++ Shared memory has wrong data format! (%1!=%2  %3!=%4  %5!=%6)\n")
-                            .arg(formatId)
-                            .arg(clientFormatId)
-                            .arg(version)
-                            .arg(clientVersion)
-                            .arg(ready)
-                            .arg(1));
-    return false;
-}
-
-// A message is not one block: each of its fields lies in an array over the slots.
-void writeCheckJobMessage(unsigned char* segment, int slot, int job) {
-    const struct {
-        int arrayAt;
-        int width;
-        std::uint32_t value;
-    } fields[] = {
-        {2002, 1, 3},
-        {2032, 1, 3},
-        {2062, 2, checkJobCommand},
-        {2124, 8, 0},
-        {7435, 1, static_cast<std::uint32_t>(job) & 0xff},
-        {7465, 1, 0},
-    };
-    for (const auto& field : fields) {
-        const std::ptrdiff_t inArray = std::ptrdiff_t{slot} * field.width;
-        writeLittleEndian(segment + field.arrayAt + inArray, field.width, field.value);
-    }
-}
-
-// The count may be anything in a damaged segment; from the number of slots on the buffer is full.
-void queueCheckJob(unsigned char* segment, int job) {
-    const int slot = segment[clientMessageCountAt];
-    if (slot >= clientMessageSlots) {
-        reportClientFailure(QStringLiteral(" kxClientcommander: Message buffer is full!\n"));
-        return;
-    }
-    writeCheckJobMessage(segment, slot, job);
-    // The count comes last: a sender killed before it leaves no half-written message behind.
-    std::atomic_signal_fence(std::memory_order_release);
-    segment[clientMessageCountAt] = static_cast<unsigned char>(slot + 1);
-    std::puts("Command 'check job' send to kxServer via kxClient.\n");
-}
-
-// True when a client is there to take messages, also when its buffer is full.
-bool submitCheckJob(kxSharedMemory& memory, int job) {
-    const int size = memory.size();
-    if (size < clientSegmentSize) {
-        reportClientFailure(
-            QStringLiteral("++++ Shared mecreateArgString8data size! (%1!=%2)\n").arg(size).arg(clientSegmentSize));
-        return false;
-    }
-    auto* const segment = static_cast<unsigned char*>(memory.data());
-    if (!segment) {
-        reportMemoryFailure("++++ Unable to access shared memory data! ", memory);
-        return false;
-    }
-    if (!memory.lock()) {
-        reportMemoryFailure("++++ Unable to lock shared memory data! ", memory);
-        return false;
-    }
-    const bool clientFound = hasClientFormat(segment);
-    if (clientFound) queueCheckJob(segment, job);
-    memory.unlock();
-    return clientFound;
-}
-
-}  // namespace
-
 void sendClientCheckJob(int& job) {
-    kxSharedMemory memory("kxClientSharedMemory");
-    if (!memory.attach()) {
-        reportMemoryFailure("++++ Unable to attach shared memory! ", memory);
-        return;
-    }
-    const bool clientFound = submitCheckJob(memory, job);
-    memory.detach();
+    kxClientSegment client;
+    const kxClientSegment::Answer answer = client.placeCheckJob(job);
+    print(answer.message);
     // Time for the client to pick the message up before the caller goes on.
-    if (clientFound) kxSleep(2000);
+    if (answer.outcome != kxClientSegment::Outcome::failed) kxSleep(2000);
 }
 
 // --- The run --------------------------------------------------------------------------------------------------

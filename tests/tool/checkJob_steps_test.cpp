@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The check-job command step by step. kxSharedMemory and kxSleep are replaced in this program, so that every step
 // can be made to fail and nothing waits.
+#include "shared/kxClientSegment.h"
 #include "shared/kxSharedMemory.h"
 #include "shared/kxVersion.h"
 #include "tests/support/ClientSegment.h"
@@ -8,6 +9,8 @@
 #include "tool/main.h"
 
 #include <gtest/gtest.h>
+
+#include <unistd.h>
 
 #include <QSharedMemory>
 #include <climits>
@@ -31,6 +34,7 @@ struct Memory {
     std::string calls;
     std::string bytesAtLock;
     std::string bytesAtUnlock;
+    long printedAtUnlock = -1;
 };
 
 Memory memory;
@@ -38,6 +42,12 @@ Memory memory;
 bool called(const std::string& call, bool result = true) {
     memory.calls += call + " ";
     return result;
+}
+
+// Bytes that standard output, which is captured in a file, got so far.
+long printedBytes() {
+    std::fflush(stdout);
+    return static_cast<long>(lseek(STDOUT_FILENO, 0, SEEK_CUR));
 }
 
 const std::string version = kxVersionString;
@@ -104,6 +114,7 @@ bool kxSharedMemory::lock() {
 
 bool kxSharedMemory::unlock() {
     memory.bytesAtUnlock = memory.bytes;
+    memory.printedAtUnlock = printedBytes();
     return called("unlock");
 }
 
@@ -134,6 +145,40 @@ TEST_F(CheckJobSteps, SegmentChangesOnlyUnderTheLock) {
     EXPECT_EQ(memory.bytesAtLock, readySegment(4));
     EXPECT_EQ(memory.bytesAtUnlock, memory.bytes);
     EXPECT_NE(memory.bytesAtLock, memory.bytesAtUnlock);
+}
+
+// Printing waits where the output is stopped, and nobody else gets the lock then.
+TEST_F(CheckJobSteps, NothingIsPrintedUnderTheLock) {
+    const std::string wrong = spoiled(0, "\xff");
+    for (const std::string& segment : {readySegment(0), readySegment(30), wrong}) {
+        memory.printedAtUnlock = -1;
+        EXPECT_NE(send(segment), "");
+        EXPECT_EQ(memory.printedAtUnlock, 0);
+    }
+}
+
+TEST_F(CheckJobSteps, SegmentTellsTheOutcomeAndPrintsNothing) {
+    using Outcome = kxClientSegment::Outcome;
+    const struct {
+        std::string segment;
+        bool attaches;
+        Outcome outcome;
+        std::string message;
+    } cases[] = {
+        {readySegment(0), true, Outcome::placed, sent},
+        {readySegment(30), true, Outcome::bufferFull, full},
+        {readySegment(0), false, Outcome::failed, version + "++++ Unable to attach shared memory! why\n"},
+        {spoiled(928, "\x06"), true, Outcome::failed, formatMessage("517!=517  3078!=3077  1!=1")},
+    };
+    for (const auto& c : cases) {
+        memory.bytes = c.segment;
+        memory.attaches = c.attaches;
+        testing::internal::CaptureStdout();
+        const kxClientSegment::Answer answer = kxClientSegment().placeCheckJob(7);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+        EXPECT_EQ(answer.outcome, c.outcome) << c.message;
+        EXPECT_EQ(bytesOf(answer.message), c.message);
+    }
 }
 
 TEST_F(CheckJobSteps, AttachFailureStopsAtOnce) {

@@ -8,9 +8,14 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
 #include <QSharedMemory>
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <future>
 #include <sstream>
 #include <string>
@@ -27,8 +32,9 @@ const std::string sent = "Command 'check job' send to kxServer via kxClient.\n\n
 const std::string full = version + " kxClientcommander: Message buffer is full!\n";
 
 // What a sender prints; it has to end by itself, with exit code 0 and no word on the error stream.
-std::string send(const TempDir& dir, int job) {
+std::string send(const TempDir& dir, int job, int stdoutFd = -1) {
     ProcessOptions options;
+    options.stdoutFd = stdoutFd;
     options.environment = {"TMPDIR=" + dir.path()};
     const ProcessResult result = runProcess({KX_SENDER, std::to_string(job)}, options);
     EXPECT_EQ(result.exitCode, 0);
@@ -37,9 +43,43 @@ std::string send(const TempDir& dir, int job) {
     return result.out;
 }
 
-std::future<std::string> startSender(const TempDir& dir, int job) {
-    return std::async(std::launch::async, [&dir, job] { return send(dir, job); });
+std::future<std::string> startSender(const TempDir& dir, int job, int stdoutFd = -1) {
+    return std::async(std::launch::async, [&dir, job, stdoutFd] { return send(dir, job, stdoutFd); });
 }
+
+// A terminal whose output was stopped, as by Ctrl-S: what is printed there waits.
+class StoppedTerminal {
+public:
+    StoppedTerminal() {
+        EXPECT_EQ(grantpt(screen_), 0);
+        EXPECT_EQ(unlockpt(screen_), 0);
+        output_ = open(ptsname(screen_), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        termios settings{};
+        EXPECT_EQ(tcgetattr(output_, &settings), 0);
+        cfmakeraw(&settings);
+        EXPECT_EQ(tcsetattr(output_, TCSANOW, &settings), 0);
+        EXPECT_EQ(tcflow(output_, TCOOFF), 0);
+    }
+    ~StoppedTerminal() {
+        close(output_);
+        close(screen_);
+    }
+    StoppedTerminal(const StoppedTerminal&) = delete;
+    StoppedTerminal& operator=(const StoppedTerminal&) = delete;
+
+    int output() const { return output_; }
+    void goOn() const { EXPECT_EQ(tcflow(output_, TCOON), 0); }
+    // What was printed, up to a few KiB.
+    std::string text() const {
+        char bytes[4096];
+        const ssize_t count = read(screen_, bytes, sizeof bytes);
+        return count > 0 ? std::string(bytes, static_cast<size_t>(count)) : std::string();
+    }
+
+private:
+    int screen_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    int output_ = -1;
+};
 
 bool hasEnded(const std::future<std::string>& sender) {
     return sender.wait_for(milliseconds(0)) == std::future_status::ready;
@@ -217,6 +257,21 @@ TEST_F(CheckJob, KilledHolderOfTheLockDoesNotStopLaterSenders) {
     holder.kill();
     EXPECT_EQ(sender.get(), sent);
     EXPECT_EQ(client.save(), withCheckJob(readySegment(0), 7));
+}
+
+TEST_F(CheckJob, SenderWithStoppedOutputDoesNotHoldTheLock) {
+    start(readySegment(0));
+    const StoppedTerminal terminal;
+    std::future<std::string> stopped = startSender(dir, 7, terminal.output());
+    ASSERT_TRUE(waitForMessages(client, 1));
+    std::future<std::string> free = startSender(dir, 8);
+    EXPECT_TRUE(waitForMessages(client, 2)) << "the second sender waits for the lock";
+    EXPECT_FALSE(hasEnded(stopped));
+    terminal.goOn();
+    EXPECT_EQ(free.get(), sent);
+    EXPECT_EQ(stopped.get(), "");
+    EXPECT_EQ(terminal.text(), sent);
+    EXPECT_EQ(client.save(), withCheckJob(withCheckJob(readySegment(0), 7), 8));
 }
 
 TEST_F(CheckJob, SenderWaitsTwoSecondsWithoutTheLock) {
