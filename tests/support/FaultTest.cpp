@@ -32,7 +32,7 @@ ProcessOptions preloadedWith(const std::vector<Fault>& faults, const std::string
         rules << f.call << ' ' << f.name << ' ' << f.fault << ' ' << f.skip << ' ' << f.times << ';';
     }
     ProcessOptions options;
-    options.preload = KX_FAULTY_CALLS;
+    options.preload = KX_WATCHED_CALLS;
     options.environment = {rules.str(), "KX_FAULT_DIRECTORY=" + directory, "KX_FAULT_LOG=" + logPath,
                            sanitizerOptions("verify_asan_link_order=0")};
     return options;
@@ -40,7 +40,8 @@ ProcessOptions preloadedWith(const std::vector<Fault>& faults, const std::string
 
 void expectEachStruck(const std::vector<Fault>& faults, const std::string& struck) {
     for (const Fault& f : faults) {
-        EXPECT_NE(struck.find(f.call + " " + (f.name == "*" ? "" : f.name + "\n")), std::string::npos)
+        EXPECT_NE(("\n" + struck).find("\n" + f.call + " " + (f.name == "*" ? "" : f.name + "\n")),
+                  std::string::npos)
             << f.call << " never failed; faults were:\n"
             << struck;
     }

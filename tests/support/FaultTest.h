@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-// A fault of a file-system call, see faultyCalls.cpp.
+// A fault of a file-system call, see callFaults.cpp.
 struct Fault {
     std::string call;
     std::string name;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Preloaded into a program under test: lets chosen file-system calls fail, or changes the disk right before them.
+// Lets chosen calls fail, or changes the disk right before them.
 //
 // $KX_FAULTS holds rules separated by ";", each "<call> <name> <fault> <skip> <times>":
 //
-//   call   opendir, readdir, fstatat, lstat, unlink, fopen or read
+//   call   opendir, readdir, open, read, stat (of a path), lstat, fstat (of an open file) or unlink
 //   name   last component of the file's or directory's path, "*" for any
 //   fault  an errno value that the call fails with; or what happens to the file before the call goes through:
 //          remove; makeDirectory, makePipe (in the file's place); moveDirectory ($KX_FAULT_DIRECTORY is renamed
@@ -13,14 +13,13 @@
 //
 // Only $KX_FAULT_DIRECTORY, without final "/", and the files in it are ever changed. Every fault adds a line
 // "<call> <name>" to the file $KX_FAULT_LOG: a test can see that its fault took place.
-#include <dirent.h>
-#include <dlfcn.h>
+#include "tests/support/watchedCalls.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -60,22 +59,6 @@ std::vector<Rule> readRules() {
     return rules;
 }
 
-template <class Function>
-Function original(const char* name) {
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
-std::string pathOfDescriptor(int fd) {
-    char path[PATH_MAX];
-    const ssize_t length = readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), path, sizeof path);
-    return length < 0 ? std::string() : std::string(path, static_cast<size_t>(length));
-}
-
-std::string absolutePath(int directory, const char* path) {
-    if (path[0] == '/' || directory == AT_FDCWD) return path;
-    return pathOfDescriptor(directory) + "/" + path;
-}
-
 // Of "/a/b" and of "/a/b/" the "b".
 std::string nameOf(std::string path) {
     while (path.size() > 1 && path.back() == '/') path.pop_back();
@@ -86,9 +69,10 @@ void log(const Rule& rule, const std::string& path) {
     const char* file = std::getenv("KX_FAULT_LOG");
     if (!file) return;
     const std::string line = rule.call + " " + nameOf(path) + "\n";
-    const int fd = open(file, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    const auto openUnwatched = original<int (*)(const char*, int, ...)>("open");
+    const int fd = openUnwatched(file, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     if (fd < 0 || write(fd, line.data(), line.size()) < 0) std::abort();
-    close(fd);
+    original<int (*)(int)>("close")(fd);
 }
 
 std::string environment(const char* name) {
@@ -118,11 +102,46 @@ int carryOut(const std::string& fault, const std::string& path) {
     return static_cast<int>(std::strtol(fault.c_str(), nullptr, 10));
 }
 
-// True with errno set when the call has to fail.
-bool failing(const char* call, const std::string& path) {
-    static std::vector<Rule>& rules = *new std::vector<Rule>(readRules());  // calls come until the very end
-    for (Rule& rule : rules) {
-        if (rule.call != call || (rule.name != "*" && rule.name != nameOf(path)) || !rule.strikes()) continue;
+// Calls come until the very end of the process: the rules are never destroyed.
+std::vector<Rule>& rules() {
+    static std::vector<Rule>& all = *new std::vector<Rule>(readRules());
+    return all;
+}
+
+// "-" for a call that cannot fail.
+const char* nameOf(FileCall call) {
+    switch (call) {
+        case FileCall::Opendir:
+            return "opendir";
+        case FileCall::Readdir:
+            return "readdir";
+        case FileCall::Open:
+            return "open";
+        case FileCall::Read:
+            return "read";
+        case FileCall::Stat:
+            return "stat";
+        case FileCall::Lstat:
+            return "lstat";
+        case FileCall::Fstat:
+            return "fstat";
+        case FileCall::Unlink:
+            return "unlink";
+        default:
+            return "-";
+    }
+}
+
+}  // namespace
+
+bool anyFaults() {
+    return !rules().empty();
+}
+
+bool callFails(FileCall call, const std::string& path) {
+    for (Rule& rule : rules()) {
+        if (rule.call != nameOf(call) || (rule.name != "*" && rule.name != nameOf(path)) || !rule.strikes())
+            continue;
         log(rule, path);
         const int code = carryOut(rule.fault, path);
         errno = code;
@@ -130,45 +149,3 @@ bool failing(const char* call, const std::string& path) {
     }
     return false;
 }
-
-}  // namespace
-
-extern "C" {
-
-DIR* opendir(const char* path) {
-    if (failing("opendir", path)) return nullptr;
-    return original<DIR* (*)(const char*)>("opendir")(path);
-}
-
-dirent* readdir(DIR* directory) {
-    if (failing("readdir", pathOfDescriptor(dirfd(directory)))) return nullptr;
-    return original<dirent* (*)(DIR*)>("readdir")(directory);
-}
-
-int fstatat(int directory, const char* path, struct stat* status, int flags) noexcept {
-    if (failing("fstatat", absolutePath(directory, path))) return -1;
-    return original<int (*)(int, const char*, struct stat*, int)>("fstatat")(directory, path, status, flags);
-}
-
-int lstat(const char* path, struct stat* status) noexcept {
-    if (failing("lstat", path)) return -1;
-    return original<int (*)(const char*, struct stat*)>("lstat")(path, status);
-}
-
-int unlink(const char* path) noexcept {
-    if (failing("unlink", path)) return -1;
-    return original<int (*)(const char*)>("unlink")(path);
-}
-
-// The EXR library opens files through the standard library's streams, which use this one.
-FILE* fopen64(const char* path, const char* mode) {
-    if (failing("fopen", path)) return nullptr;
-    return original<FILE* (*)(const char*, const char*)>("fopen64")(path, mode);
-}
-
-ssize_t read(int fd, void* bytes, size_t size) {
-    if (failing("read", pathOfDescriptor(fd))) return -1;
-    return original<ssize_t (*)(int, void*, size_t)>("read")(fd, bytes, size);
-}
-
-}  // extern "C"

@@ -26,14 +26,14 @@ SamplePart longHeader() {
 
 TEST_F(FaultTest, FileVanishingBeforeItsCheckCannotBeLoaded) {
     EXPECT_EQ(
-        runUnder({{"fopen", "shot.0002.exr", "remove"}}),
+        runUnder({{"open", "shot.0002.exr", "remove"}}),
         foundSequence("1-4, 1", {"0001: " + layers, "0002: " + unreadable, "0003: " + deleted, "0004: " + layers}));
     EXPECT_EQ(dir.entries(), passing);
 }
 
 TEST_F(FaultTest, FileVanishingBeforeItsSizeIsAskedCannotBeLoaded) {
     EXPECT_EQ(
-        runUnder({{"fstatat", "shot.0002.exr", "remove"}}),
+        runUnder({{"stat", "shot.0002.exr", "remove"}}),
         foundSequence("1-4, 1", {"0001: " + layers, "0002: " + unreadable, "0003: " + deleted, "0004: " + layers}));
     EXPECT_EQ(dir.entries(), passing);
 }
@@ -68,7 +68,7 @@ TEST_F(FaultTest, PipeTakingTheFramesPlaceBeforeItsDeletionStays) {
 
 TEST_F(FaultTest, DirectoryTakingTheFramesPlaceBeforeItsCheckCannotBeLoaded) {
     EXPECT_EQ(
-        runUnder({{"fopen", "shot.0002.exr", "makeDirectory"}}),
+        runUnder({{"open", "shot.0002.exr", "makeDirectory"}}),
         foundSequence("1-4, 1", {"0001: " + layers, "0002: " + unreadable, "0003: " + deleted, "0004: " + layers}));
     EXPECT_TRUE(std::filesystem::is_directory(dir.file("shot.0002.exr")));
 }
@@ -83,7 +83,7 @@ protected:
 };
 
 TEST_F(MovedDirectoryTest, DirectoryVanishingInTheRunLeavesTheRestUnreadAndUndeleted) {
-    EXPECT_EQ(runUnder({{"fopen", "shot.0003.exr", "moveDirectory"}}),
+    EXPECT_EQ(runUnder({{"open", "shot.0003.exr", "moveDirectory"}}),
               foundSequence("1-4, 1",
                             {"0001: " + layers, "0002: " + deleted, "0003: " + unreadable, "0004: " + unreadable}));
     EXPECT_FALSE(entryExists(dir.path()));
@@ -110,7 +110,7 @@ TEST_F(MovedDirectoryTest, DirectoryVanishingBeforeTheDeletionIsReported) {
 TEST_F(FaultTest, FileThatCannotBeOpenedIsNeitherCheckedNorDeleted) {
     for (const int code : {EACCES, EMFILE, ENFILE, EIO, ESTALE, ETIMEDOUT, ENOMEM, EINTR}) {
         SetUp();
-        EXPECT_EQ(runUnder({{"fopen", "shot.0002.exr", number(code)}}),
+        EXPECT_EQ(runUnder({{"open", "shot.0002.exr", number(code)}}),
                   foundSequence("1-4, 1",
                                 {"0001: " + layers, "0002: " + unreadable, "0003: " + deleted, "0004: " + layers}))
             << code;
@@ -163,7 +163,7 @@ TEST_F(FaultTest, FailedDeletionIsReportedAndTheRunGoesOn) {
 }
 
 TEST_F(FaultTest, UnknownSizeHindersNoCheck) {
-    EXPECT_EQ(runUnder({{"fstatat", "*", number(EIO)}}), undisturbed);
+    EXPECT_EQ(runUnder({{"stat", "*", number(EIO)}}), undisturbed);
     EXPECT_EQ(dir.entries(), passing);
 }
 
@@ -190,7 +190,7 @@ TEST_F(FaultTest, ReadErrorInTheListingEndsIt) {
 
 TEST_F(FaultTest, InterruptedCallsAreRepeated) {
     const std::string interrupted = number(EINTR);
-    for (const char* call : {"opendir", "readdir", "fstatat", "lstat", "unlink", "read"}) {
+    for (const char* call : {"opendir", "readdir", "stat", "lstat", "unlink", "read"}) {
         SetUp();
         EXPECT_EQ(runUnder({{call, "*", interrupted, 0, 3}}), undisturbed) << call;
         EXPECT_EQ(dir.entries(), passing) << call;

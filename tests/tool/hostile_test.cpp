@@ -281,14 +281,15 @@ TEST_F(HostileTest, CollectedDamagedFilesGiveOneLineEach) {
 }
 
 // Reading a header of many names takes some of the memory, building its line takes more. Wherever the memory ends,
-// the frame has a line and the run goes on.
+// the frame has a line and the run goes on. The names lie in ten parts: the EXR library from 3.3 on takes a time
+// that grows with the square of a part's channels.
 TEST_F(HostileTest, LineLargerThanTheMemoryDoesNotEndTheRun) {
     if (!limitsMemory) GTEST_SKIP() << "the address sanitizer allows no memory limit";
     std::vector<std::string> names;
-    for (int i = 0; i < 60000; ++i) names.push_back(std::to_string(100000 + i) + std::string(241, 'n'));
+    for (int i = 0; i < 6000; ++i) names.push_back(std::to_string(100000 + i) + std::string(241, 'n'));
     SamplePart part = samplePartOf(names);
     part.displayWindow = part.dataWindow = Imath::Box2i({0, 0}, {0, 0});
-    frame("shot.1.exr", part);
+    frame("shot.1.exr", std::vector<SamplePart>(10, part));
     frame("shot.2.exr");
     std::set<bool> wasReadable;
     for (int megabytes = 300; megabytes >= 130; megabytes -= 20) {

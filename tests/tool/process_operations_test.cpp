@@ -2,6 +2,8 @@
 // What the tool asks of the file system, counted by a preloaded library: over a network each call is a wait.
 #include "tests/support/ToolTest.h"
 
+#include <OpenEXRConfig.h>
+
 #include <filesystem>
 #include <map>
 #include <sstream>
@@ -22,7 +24,7 @@ protected:
     Counts countsOfRun(const std::string& name = "beauty.1.exr") const {
         const TempDir logs;
         ProcessOptions preloaded;
-        preloaded.preload = KX_SLOW_FILE_CALLS;
+        preloaded.preload = KX_WATCHED_CALLS;
         preloaded.environment = {"KX_CALL_COUNTS=" + logs.file("counts"),
                                  "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0"};
         const ProcessResult result = tool({dir.file(name)}, preloaded);
@@ -45,8 +47,19 @@ protected:
     }
 };
 
+// From 3.3 on the EXR library asks for the size of the open file, and reads the file's first eight bytes by
+// themselves.
+constexpr bool exrLibraryAsksTwice = OPENEXR_VERSION_MAJOR * 100 + OPENEXR_VERSION_MINOR >= 303;
+constexpr long statsPerFrame = exrLibraryAsksTwice ? 2 : 1;
+constexpr long readsPerFrame = exrLibraryAsksTwice ? 2 : 1;
+
+// What frames with a short header take.
 Counts onceEach(long frames) {
-    return {{"opendir", 0}, {"open", frames}, {"stat", frames}, {"read", frames}, {"close", frames}};
+    return {{"opendir", 0},
+            {"open", frames},
+            {"stat", frames * statsPerFrame},
+            {"read", frames * readsPerFrame},
+            {"close", frames}};
 }
 
 // 1000 channels: a header of some 25 KiB.
@@ -68,8 +81,8 @@ TEST_F(OperationsTest, TiledFrameTakesNoMore) {
 
 TEST_F(OperationsTest, HeaderBeyondTheFirstReadTakesMoreReadsOnly) {
     Counts added = countsOfFurtherFrames(10, partWithLongHeader());
-    EXPECT_GT(added["read"], 10);
-    added["read"] = 10;
+    EXPECT_GT(added["read"], 10 * readsPerFrame);
+    added["read"] = 10 * readsPerFrame;
     EXPECT_EQ(added, onceEach(10));
 }
 
