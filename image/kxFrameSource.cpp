@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "image/kxFrameSource.h"
+
+#include <QStringList>
+
+namespace kxFrames {
+
+void DiskFrameSource::list(const QString& directory, const QString& prefix, const QString& suffix) {
+    listing_.setNameFilter(prefix, suffix);
+    listing_.init(directory + QLatin1Char('*'), false, true, false, false);
+}
+
+bool DiskFrameSource::next() {
+    return listing_.nextFile();
+}
+
+QString DiskFrameSource::name() const {
+    return listing_.fileName();
+}
+
+FileFacts DiskFrameSource::facts() {
+    return {listing_.fileSize(), listing_.fileTime()};
+}
+
+std::optional<FileFacts> DiskFrameSource::find(const QString& path) {
+    FileFacts facts;
+    return kxFileExists(path, &facts.time, &facts.size) ? std::optional(facts) : std::nullopt;
+}
+
+QString DiskFrameSource::facility() const {
+    return listing_.OSSearchFunctionName();
+}
+
+std::vector<FramePath> sequencesIn(FrameSource& source, const QString& directory, const QString& ending) {
+    QStringList names;
+    source.list(directory, QString(), ending);
+    while (source.next()) {
+        const QString name = source.name();
+        if (name.endsWith(ending, Qt::CaseInsensitive) && !name.startsWith(QLatin1Char('.'))) names += name;
+    }
+    return sequencesOf(directory, names);
+}
+
+}  // namespace kxFrames
