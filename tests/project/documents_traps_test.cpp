@@ -120,18 +120,25 @@ TEST_F(TrapsTest, StrayNumberSwitchesGapFillingOff) {
 
 TEST_F(TrapsTest, UnfinishedFramesPrintLikeSoundOnes) {
     const std::string whole = plainBytes();
-    const size_t half = whole.size() - 40;  // within the pixels, behind the table of their offsets
+    const size_t cut = whole.size() - 40;  // within the pixels, behind the table of their offsets
     bytes("b.0001.exr", whole);
-    bytes("b.0002.exr", whole.substr(0, half));
-    bytes("b.0003.exr", whole.substr(0, half) + std::string(whole.size() - half, '\0'));
+    bytes("b.0002.exr", whole.substr(0, cut));
+    bytes("b.0003.exr", whole.substr(0, cut) + std::string(whole.size() - cut, '\0'));
     EXPECT_EQ(verify("b.0001.exr"), foundSequence("1-3, 1", plainLines(3)));
 }
 
-TEST_F(TrapsTest, UnknownCompressionLooksLikeDamage) {
-    std::string file = plainBytes();
+// OpenEXR 3.1 refuses such a file, 3.4 takes the attribute for missing.
+TEST_F(TrapsTest, UnknownCompressionLooksLikeDamageOrZip) {
+    SamplePart part;
+    part.compression = Imf::PIZ_COMPRESSION;
+    frame("b.0001.exr", part);
+    std::string file = readFileBytes(dir.file("b.0001.exr"));
     file.at(sizeOfAttributeAt(file, "compression", "compression") + 4) = 99;
     bytes("b.0001.exr", file);
-    EXPECT_EQ(verify("b.0001.exr"), foundSequence("1-1, 1", {"0001: " + unreadable}));
+    const std::string lines = verify("b.0001.exr");
+    EXPECT_TRUE(lines == foundSequence("1-1, 1", {"0001: " + unreadable}) ||
+                lines == foundSequence("1-1, 1", {"0001: " + plainFrame}))
+        << lines;
 }
 
 TEST_F(TrapsTest, MissingAttributesAreInvented) {
