@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxChannelDifference.h"
 
+#include "check/kxNumberText.h"
+
 #include <QByteArrayList>
 #include <algorithm>
 #include <cstdint>
@@ -11,10 +13,6 @@ namespace kxCheck {
 namespace {
 
 using kxExr::Channel;
-
-QByteArray numberText(std::int64_t value) {
-    return QByteArray::number(static_cast<qlonglong>(value));
-}
 
 bool isBefore(const Channel& a, const Channel& b) {
     return a.name < b.name;

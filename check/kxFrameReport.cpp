@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxFrameReport.h"
 
+#include "check/kxNumberText.h"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -44,12 +46,7 @@ bool standsBefore(const Finding& a, const Finding& b) {
 
 // Never of a single one: that would have had room itself.
 QByteArray restText(std::int64_t count) {
-    return QByteArray::number(static_cast<qlonglong>(count)) + " more findings";
-}
-
-// Whether it stands for `count` others.
-bool isRest(const Finding& finding) {
-    return finding.count > 0 && finding.text == restText(finding.count);
+    return numberText(count) + " more findings";
 }
 
 // One that stands for all of these.
@@ -57,7 +54,7 @@ Finding restOf(const std::vector<Finding>& findings) {
     Finding rest;
     rest.code = findings.front().code;
     rest.severity = findings.front().severity;
-    for (const Finding& finding : findings) rest.count += isRest(finding) ? finding.count : 1;
+    for (const Finding& finding : findings) rest.count += standsForOthers(finding) ? finding.count : 1;
     rest.text = restText(rest.count);
     return rest;
 }
@@ -65,7 +62,7 @@ Finding restOf(const std::vector<Finding>& findings) {
 // Moves those that stand for others out of the findings.
 std::vector<Finding> takeRests(std::vector<Finding>& findings) {
     const auto rests = std::stable_partition(findings.begin(), findings.end(),
-                                             [](const Finding& finding) { return !isRest(finding); });
+                                             [](const Finding& finding) { return !standsForOthers(finding); });
     std::vector<Finding> taken(rests, findings.end());
     findings.erase(rests, findings.end());
     return taken;
@@ -129,6 +126,10 @@ int levelOf(const std::vector<Finding>& findings, double sizeJump, double jump) 
     if (hasCode(findings, Code::sizeJump) && sizeJump > greatJump) return 2;
     if (hasCode(findings, Code::jump) && jump > greatJump) return 2;
     return verdict == Verdict::good ? 0 : 1;
+}
+
+bool standsForOthers(const Finding& finding) {
+    return finding.count > 0 && finding.text == restText(finding.count);
 }
 
 void arrangeFindings(std::vector<Finding>& findings) {

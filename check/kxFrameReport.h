@@ -63,4 +63,7 @@ struct FrameReport {
 // out.
 void arrangeFindings(std::vector<Finding>& findings);
 
+// Whether it is such a last one, for `count` others.
+[[nodiscard]] bool standsForOthers(const Finding& finding);
+
 }  // namespace kxCheck

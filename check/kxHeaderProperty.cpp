@@ -2,6 +2,7 @@
 #include "check/kxHeaderProperty.h"
 
 #include "check/kxChannelDifference.h"
+#include "check/kxNumberText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,10 +22,6 @@ struct PartPair {
     const Part* part;
     const Part* other;
 };
-
-QByteArray numberText(std::int64_t value) {
-    return QByteArray::number(static_cast<qlonglong>(value));
-}
 
 QByteArray quoted(const QByteArray& name) {
     return "'" + name + "'";
@@ -147,10 +144,9 @@ QByteArray partText(const Part& part) {
 
 std::vector<Finding> differentParts(const HeaderProperty& property, const Headers& headers, const Headers& common) {
     if (headers.size() != common.size()) {
-        const QByteArray count = numberText(static_cast<std::int64_t>(headers.size()));
         const QByteArray others = numberText(static_cast<std::int64_t>(common.size()));
-        const char* const word = headers.size() == 1 ? " part, the others have " : " parts, the others have ";
-        return {differenceOf(property, count + word + others, std::nullopt)};
+        return {differenceOf(property, countText(headers.size(), "part") + ", the others have " + others,
+                             std::nullopt)};
     }
     std::vector<Finding> findings;
     for (const PartPair& pair : unlikePairs(property, pairsOf(property, headers, common))) {

@@ -2,6 +2,7 @@
 #include "check/kxJudge.h"
 
 #include "check/kxFileAge.h"
+#include "check/kxNumberText.h"
 
 #include <algorithm>
 #include <utility>
@@ -49,10 +50,6 @@ void weigh(std::vector<Finding>& findings, const Settings& settings) {
             finding.severity = Severity::error;
 }
 
-QByteArray countText(std::size_t count, const char* singular, const char* plural) {
-    return QByteArray::number(static_cast<qulonglong>(count)) + ' ' + (count == 1 ? singular : plural);
-}
-
 }  // namespace
 
 FrameReport missingFrame(FrameName name) {
@@ -77,13 +74,13 @@ void judge(FrameReport& frame, const Settings& settings, const Likeness& likenes
 std::optional<Finding> unmetModes(const Settings& settings, const Headers& headers) {
     if (headers.size() != 1) {
         if (!settings.noMultipart) return std::nullopt;
-        return makeFinding(Code::modes, countText(headers.size(), "part", "parts") + ", only one is allowed");
+        return makeFinding(Code::modes, countText(headers.size(), "part") + ", only one is allowed");
     }
     if (settings.requireMultipart) return makeFinding(Code::modes, "a single part, several are required");
     const std::size_t channels = headers.front().channels.size();
     if (!settings.requireMultiLayer || channels >= multiLayerChannels) return std::nullopt;
-    return makeFinding(Code::modes, countText(channels, "channel", "channels") +
-                                        ", several layers are required, that is 5 channels or more");
+    return makeFinding(
+        Code::modes, countText(channels, "channel") + ", several layers are required, that is 5 channels or more");
 }
 
 }  // namespace kxCheck

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxSizeJump.h"
 
+#include "check/kxNumberText.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -14,12 +16,8 @@ double logarithmOf(std::int64_t size) {
     return std::log(static_cast<double>(std::max<std::int64_t>(size, 1)));
 }
 
-QByteArray sizeText(std::int64_t size) {
-    return QByteArray::number(static_cast<qlonglong>(size));
-}
-
 QByteArray jumpText(std::int64_t before, std::int64_t size, std::int64_t after) {
-    return sizeText(size) + " bytes, before and after it " + sizeText(before) + " and " + sizeText(after);
+    return numberText(size) + " bytes, before and after it " + numberText(before) + " and " + numberText(after);
 }
 
 }  // namespace
