@@ -45,6 +45,7 @@ void sortPositions(const kxCHK::_SingleImageView* images, unsigned* positions, i
 
 // Sorts the slots lo .. hi by frame number, and where that is equal by the length of the frame text. `exchange`
 // swaps two slots with all that belongs to them.
-void sortSlots(const kxCHK::_SingleImageView* images, int lo, int hi, const std::function<void(int, int)>& exchange);
+void sortSlots(const kxCHK::_SingleImageView* images, int lo, int hi,
+               const std::function<void(int, int)>& exchange);
 
 }  // namespace kxFrames

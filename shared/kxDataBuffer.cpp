@@ -166,6 +166,8 @@ int deflateArea(z_stream& stream, int file, const Area& area, int flush) {
     do {
         stream.next_out = reinterpret_cast<Bytef*>(chunk);
         stream.avail_out = chunkSize;
+        // The result says nothing more: with memory and a free chunk deflate goes on, or there is nothing left to
+        // do.
         deflate(&stream, flush);
         if (const int code = writeAll(file, chunk, chunkSize - stream.avail_out)) return code;
     } while (stream.avail_out == 0);

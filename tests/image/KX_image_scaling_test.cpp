@@ -8,7 +8,7 @@
 #include <functional>
 
 #include "image/KX_image.h"
-#include "image/kxSampling.h"
+#include "image/private/kxSampling.h"
 #include "tests/support/plainImage.h"
 
 using kxP::_imgRGBABuffer8;

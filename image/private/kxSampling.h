@@ -2,7 +2,7 @@
 // The sampling loop of the scalers: which source pixels a target pixel is made of, and how they are averaged.
 #pragma once
 
-#include "image/kxRounding.h"
+#include "image/private/kxRounding.h"
 #include "shared/kxImageBuffer.h"
 
 #include <algorithm>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
+#include "image/kxRenderErrors.h"
+
 #include "image/KX_DataTypes_image.h"
 #include "tests/support/RecordBytes.h"
 #include "tests/support/plainCheck.h"
@@ -416,4 +418,35 @@ TEST(DoErrorSearch, AgreesWithThePlainColumnOrderOnOpaqueFrames) {
         ++found[bits];
     }
     for (const int count : found) EXPECT_GT(count, 2);
+}
+
+// --- Without a record ------------------------------------------------------------------------------------------
+
+TEST(RenderErrors, AreFoundInThePixelsAlone) {
+    Frame frame(wide, high, white, true);
+    EXPECT_FALSE(kxCHK::hasMissingTile(frame));
+    EXPECT_FALSE(kxCHK::hasMissingAlpha(frame));
+    EXPECT_TRUE(kxCHK::isPracticallyOpaque(kxCHK::histogramOf(frame)));
+    frame.write(7, 7, {255, 50, 255, 200});
+    EXPECT_TRUE(kxCHK::hasMissingAlpha(frame));
+    frame.square(20, 20, 8, {0, 0, 0, 0});
+    EXPECT_TRUE(kxCHK::hasMissingTile(frame));
+    frame.square(100, 100, 20, {0, 0, 0, 0});
+    EXPECT_FALSE(kxCHK::isPracticallyOpaque(kxCHK::histogramOf(frame)));
+}
+
+// Larger than any thumbnail.
+TEST(RenderErrors, AreFoundInPicturesOfAnySize) {
+    Frame frame(1920, 1080, white, true);
+    const kxCHK::Histogram histogram = kxCHK::histogramOf(frame);
+    for (const auto& channel : histogram) EXPECT_EQ(channel[31], 1000000U);
+    frame.square(1900, 1060, 8, {0, 0, 0, 0});
+    EXPECT_TRUE(kxCHK::hasMissingTile(frame));
+}
+
+TEST(RenderErrors, AreNoneInAnEmptyPicture) {
+    const _imgRGBABuffer8 empty(0U);
+    EXPECT_FALSE(kxCHK::hasMissingTile(empty));
+    EXPECT_FALSE(kxCHK::hasMissingAlpha(empty));
+    EXPECT_EQ(kxCHK::histogramOf(empty), kxCHK::Histogram{});
 }
