@@ -3,8 +3,11 @@
 
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <fstream>
 
 // clang's question; g++ defines macros instead.
 #ifndef __has_feature
@@ -27,6 +30,13 @@ bool hasRoomFor(std::size_t bytes) {
     return space != MAP_FAILED && munmap(space, bytes) == 0;
 }
 
+// Of address space; 0 where the system does not say.
+rlim_t mappedBytes() {
+    rlim_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+}
+
 }  // namespace
 
 bool kxLimitAddressSpace(long long bytes) {
@@ -39,4 +49,16 @@ bool kxLimitAddressSpace(long long bytes) {
     if (hasRoomFor(static_cast<std::size_t>(bytes / 2))) return true;
     setrlimit(RLIMIT_AS, &before);
     return false;
+}
+
+bool kxLimitFurtherAddressSpace(long long bytes) {
+    rlimit limit{};
+    if (!canLimit || getrlimit(RLIMIT_AS, &limit) != 0) return false;
+    limit.rlim_max = std::min(limit.rlim_max, mappedBytes() + static_cast<rlim_t>(bytes));
+    limit.rlim_cur = std::min(limit.rlim_cur, limit.rlim_max);
+    return setrlimit(RLIMIT_AS, &limit) == 0;
+}
+
+bool kxIsSanitizerBuild() {
+    return !canLimit;
 }

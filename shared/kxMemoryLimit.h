@@ -12,3 +12,10 @@
 //
 // The limit holds for all threads of the process; call it from one at a time.
 bool kxLimitAddressSpace(long long bytes);
+
+// Lowers the limits of address space, soft and hard, to what the process has mapped now and `bytes` more, for the
+// rest of its life. True when they are in force; false in a build with a sanitizer, and where the system refuses.
+bool kxLimitFurtherAddressSpace(long long bytes);
+
+// Whether this program was built with a sanitizer of addresses, memory or threads.
+bool kxIsSanitizerBuild();

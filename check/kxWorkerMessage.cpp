@@ -1,0 +1,350 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Every value goes as a 64-bit number, a double or counted bytes. The functions pass...() name the fields of a
+// record once, for writing and for reading: `io` is a Writer or a Reader.
+#include "check/kxWorkerMessage.h"
+
+#include <QDataStream>
+#include <QIODevice>
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+namespace kxCheck {
+
+namespace {
+
+using Length = std::uint32_t;
+
+constexpr std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
+constexpr std::int64_t highest = std::numeric_limits<std::int64_t>::max();
+constexpr std::int64_t lowest32 = std::numeric_limits<std::int32_t>::min();
+constexpr std::int64_t highest32 = std::numeric_limits<std::int32_t>::max();
+constexpr auto streamVersion = QDataStream::Qt_5_15;
+
+class Writer {
+public:
+    explicit Writer(QByteArray& bytes) : stream_(&bytes, QIODevice::WriteOnly) {
+        stream_.setVersion(streamVersion);
+    }
+
+    template <class T>
+    void number(const T& value, std::int64_t /*least*/, std::int64_t /*most*/) {
+        stream_ << static_cast<qint64>(value);
+    }
+    template <class T>
+    void real(const T& value) {
+        stream_ << static_cast<double>(value);
+    }
+    void bytes(const QByteArray& value) { stream_ << value; }
+    template <class T, class Pass>
+    void optional(const std::optional<T>& value, Pass pass) {
+        number(value.has_value(), 0, 1);
+        if (value) pass(*this, *value);
+    }
+    template <class T, class Pass>
+    void list(const std::vector<T>& values, std::size_t most, Pass pass) {
+        number(values.size(), 0, static_cast<std::int64_t>(most));
+        for (const T& value : values) pass(*this, value);
+    }
+
+private:
+    QDataStream stream_;
+};
+
+// After the first wrong value all others are left as they are.
+class Reader {
+public:
+    explicit Reader(const QByteArray& bytes) : stream_(bytes) { stream_.setVersion(streamVersion); }
+
+    // All was right, and nothing is left.
+    [[nodiscard]] bool finished() const { return good() && stream_.atEnd(); }
+
+    template <class T>
+    void number(T& value, std::int64_t least, std::int64_t most) {
+        qint64 read = 0;
+        if (good()) stream_ >> read;
+        if (read < least || read > most) stream_.setStatus(QDataStream::ReadCorruptData);
+        if (good()) value = static_cast<T>(read);
+    }
+    template <class T>
+    void real(T& value) {
+        double read = 0;
+        if (good()) stream_ >> read;
+        if (good()) value = static_cast<T>(read);
+    }
+    void bytes(QByteArray& value) {
+        if (good()) stream_ >> value;
+    }
+    template <class T, class Pass>
+    void optional(std::optional<T>& value, Pass pass) {
+        bool there = false;
+        number(there, 0, 1);
+        if (there && good()) pass(*this, value.emplace());
+    }
+    // Grows with what is really there, whatever the count says.
+    template <class T, class Pass>
+    void list(std::vector<T>& values, std::size_t most, Pass pass) {
+        std::size_t count = 0;
+        number(count, 0, static_cast<std::int64_t>(most));
+        for (std::size_t i = 0; i < count && good(); ++i) pass(*this, values.emplace_back());
+    }
+
+private:
+    [[nodiscard]] bool good() const { return stream_.status() == QDataStream::Ok; }
+
+    QDataStream stream_;
+};
+
+template <class Io, class Enum>
+void passEnum(Io& io, Enum& value, std::remove_const_t<Enum> last) {
+    io.number(value, 0, static_cast<std::int64_t>(last));
+}
+
+template <class Io, class Number>
+void pass32(Io& io, Number& value) {
+    io.number(value, lowest32, highest32);
+}
+
+// Where the file may say anything, and nothing here can tell right from wrong.
+template <class Io, class Number>
+void passUnsigned32(Io& io, Number& value) {
+    io.number(value, 0, std::numeric_limits<std::uint32_t>::max());
+}
+
+template <class Io, class Number>
+void passCount(Io& io, Number& value) {
+    io.number(value, 0, highest);
+}
+
+// Lists without a limit of their own: the message ends them.
+constexpr std::size_t anyCount = greatestMessage;
+
+// --- Checks ------------------------------------------------------------------------------------------------------
+
+constexpr auto passCheck = [](auto& io, auto& check) {
+    io.bytes(check.path);
+    passEnum(io, check.level, Level::pixels);
+};
+
+// --- Headers -----------------------------------------------------------------------------------------------------
+
+constexpr auto passWindow = [](auto& io, auto& window) {
+    pass32(io, window.minX);
+    pass32(io, window.minY);
+    pass32(io, window.maxX);
+    pass32(io, window.maxY);
+};
+
+constexpr auto passTiles = [](auto& io, auto& tiles) {
+    passUnsigned32(io, tiles.width);
+    passUnsigned32(io, tiles.height);
+    passEnum(io, tiles.levels, kxExr::LevelMode::ripmap);
+    passEnum(io, tiles.rounding, kxExr::LevelRounding::up);
+};
+
+constexpr auto passChannel = [](auto& io, auto& channel) {
+    io.bytes(channel.name);
+    passEnum(io, channel.type, kxExr::PixelType::float32);
+    pass32(io, channel.xSampling);
+    pass32(io, channel.ySampling);
+};
+
+constexpr auto passPart = [](auto& io, auto& part) {
+    io.bytes(part.name);
+    passEnum(io, part.storage, kxExr::Storage::deepTiled);
+    passWindow(io, part.displayWindow);
+    passWindow(io, part.dataWindow);
+    passEnum(io, part.compression, kxExr::Compression::htj2k32);
+    passEnum(io, part.lineOrder, kxExr::LineOrder::random);
+    io.real(part.pixelAspectRatio);
+    io.optional(part.tiles, passTiles);
+    io.list(part.channels, anyCount, passChannel);
+};
+
+QByteArray encodeHeaders(const Headers& headers) {
+    QByteArray bytes;
+    Writer writer(bytes);
+    writer.list(headers, anyCount, passPart);
+    return bytes;
+}
+
+// --- Findings ----------------------------------------------------------------------------------------------------
+
+constexpr auto passRows = [](auto& io, auto& rows) {
+    pass32(io, rows.first);
+    pass32(io, rows.last);
+};
+
+constexpr auto passTile = [](auto& io, auto& tile) {
+    io.number(tile.x, 0, highest32);
+    io.number(tile.y, 0, highest32);
+    io.number(tile.levelX, 0, highest32);
+    io.number(tile.levelY, 0, highest32);
+};
+
+constexpr auto passFinding = [](auto& io, auto& finding) {
+    passEnum(io, finding.code, Code::jump);
+    passEnum(io, finding.severity, Severity::error);
+    io.bytes(finding.text);
+    io.optional(finding.part, [](auto& inner, auto& part) { inner.number(part, 0, highest32); });
+    io.optional(finding.rows, passRows);
+    io.list(finding.tiles, anyCount, passTile);
+    io.bytes(finding.channel);
+    passCount(io, finding.count);
+};
+
+// --- Reports -----------------------------------------------------------------------------------------------------
+
+constexpr auto passIdentity = [](auto& io, auto& identity) {
+    io.number(identity.device, lowest, highest);
+    io.number(identity.inode, lowest, highest);
+    passCount(io, identity.size);
+    io.number(identity.modified, lowest, highest);
+};
+
+constexpr auto passCounts = [](auto& io, auto& counts) {
+    passCount(io, counts.chunks);
+    io.number(counts.present, 0, counts.chunks);
+};
+
+constexpr auto passReport = [](auto& io, auto& report, auto& headers) {
+    io.number(report.hasIdentity, 0, 1);
+    passIdentity(io, report.identity);
+    passEnum(io, headers.form, HeadersForm::single);
+    io.number(headers.number, 0, mostNumberedHeaders - 1);
+    io.bytes(headers.encoding);
+    io.list(report.chunks, anyCount, passCounts);
+    io.number(report.decoded, 0, 1);
+    io.list(report.findings, mostFindings, passFinding);
+    io.real(report.seconds);
+};
+
+QByteArray encodeWith(const FileReport& report, const SentHeaders& headers) {
+    QByteArray content;
+    Writer writer(content);
+    passReport(writer, report, headers);
+    return content;
+}
+
+bool fits(const QByteArray& content) {
+    return content.size() <= static_cast<int>(greatestMessage);
+}
+
+FileReport withoutTiles(FileReport report) {
+    for (Finding& finding : report.findings) finding.tiles.clear();
+    return report;
+}
+
+FileReport tooLarge(const FileReport& report) {
+    FileReport limited;
+    limited.hasIdentity = report.hasIdentity;
+    limited.identity = report.identity;
+    limited.findings = {makeFinding(Code::limit, "its headers are larger than this program can handle")};
+    return limited;
+}
+
+// Counts of parts that the headers do not have, or times that no clock gives, are no report.
+bool isConsistent(const FileReport& report) {
+    const std::size_t parts = report.headers ? report.headers->size() : 0;
+    return (report.chunks.empty() || report.chunks.size() == parts) && std::isfinite(report.seconds) &&
+           report.seconds >= 0;
+}
+
+constexpr std::int64_t mostStoredBytes = 4 << 20;
+
+}  // namespace
+
+void appendMessage(QByteArray& stream, const QByteArray& content) {
+    const auto length = static_cast<Length>(content.size());
+    char bytes[sizeof length];
+    std::memcpy(bytes, &length, sizeof length);
+    stream.append(bytes, static_cast<int>(sizeof length)).append(content);
+}
+
+Arrival readMessage(const QByteArray& stream, int& at, QByteArray& content) {
+    const auto there = static_cast<std::size_t>(stream.size() - at);
+    Length length = 0;
+    if (there < sizeof length) return Arrival::incomplete;
+    std::memcpy(&length, stream.constData() + at, sizeof length);
+    if (length > greatestMessage) return Arrival::tooLong;
+    if (there - sizeof length < length) return Arrival::incomplete;
+    at += static_cast<int>(sizeof length);
+    content = stream.mid(at, static_cast<int>(length));
+    at += static_cast<int>(length);
+    return Arrival::whole;
+}
+
+QByteArray encodeChecks(const std::vector<FileCheck>& checks) {
+    QByteArray content;
+    Writer writer(content);
+    writer.list(checks, anyCount, passCheck);
+    return content;
+}
+
+std::optional<std::vector<FileCheck>> decodeChecks(const QByteArray& content) {
+    std::vector<FileCheck> checks;
+    Reader reader(content);
+    reader.list(checks, anyCount, passCheck);
+    if (!reader.finished()) return std::nullopt;
+    return checks;
+}
+
+QByteArray ReportEncoder::encode(const FileReport& report) {
+    const SentHeaders headers = report.headers ? formOf(*report.headers) : SentHeaders();
+    QByteArray content = encodeWith(report, headers);
+    if (!fits(content)) content = encodeWith(withoutTiles(report), headers);
+    if (!fits(content)) return encodeWith(tooLarge(report), SentHeaders());
+    if (headers.form == HeadersForm::fresh) {
+        const auto number = static_cast<int>(numbers_.size());
+        numbers_.insert(headers.encoding, number);
+    }
+    return content;
+}
+
+SentHeaders ReportEncoder::formOf(const Headers& headers) const {
+    const QByteArray encoding = encodeHeaders(headers);
+    const auto known = numbers_.constFind(encoding);
+    if (known != numbers_.constEnd()) return {HeadersForm::known, known.value(), QByteArray()};
+    const bool room = numbers_.size() < mostNumberedHeaders;
+    return {room ? HeadersForm::fresh : HeadersForm::single, 0, encoding};
+}
+
+std::shared_ptr<const Headers> HeaderStore::get(const QByteArray& encoded) {
+    const auto known = known_.constFind(encoded);
+    if (known != known_.constEnd()) return known.value();
+    auto headers = std::make_shared<Headers>();
+    Reader reader(encoded);
+    reader.list(*headers, anyCount, passPart);
+    if (!reader.finished()) return nullptr;
+    if (bytes_ + encoded.size() <= mostStoredBytes) {
+        known_.insert(encoded, headers);
+        bytes_ += encoded.size();
+    }
+    return headers;
+}
+
+std::optional<FileReport> ReportDecoder::decode(const QByteArray& content) {
+    FileReport report;
+    SentHeaders sent;
+    Reader reader(content);
+    passReport(reader, report, sent);
+    if (!reader.finished()) return std::nullopt;
+    if (sent.form == HeadersForm::known) {
+        const auto number = static_cast<std::size_t>(sent.number);
+        if (number >= numbered_.size()) return std::nullopt;
+        report.headers = numbered_[number];
+    } else if (sent.form != HeadersForm::none) {
+        report.headers = store_.get(sent.encoding);
+        if (!report.headers) return std::nullopt;
+    }
+    if (sent.form == HeadersForm::fresh) {
+        if (numbered_.size() >= static_cast<std::size_t>(mostNumberedHeaders)) return std::nullopt;
+        numbered_.push_back(report.headers);
+    }
+    if (!isConsistent(report)) return std::nullopt;
+    return report;
+}
+
+}  // namespace kxCheck

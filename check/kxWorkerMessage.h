@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// What a run and its workers tell each other over a socket: frames to check one way, reports the other.
+//
+// A message is its length (32 bits) and that many bytes. Both ends are the same program, but a worker reads hostile
+// files: the receiving side takes no length, count or enumerator on trust and rejects a message that has one wrong
+// value, is too short or too long. Reports name headers that their worker sent before by number, because most
+// frames of a sequence have the same. Each thread may use its own objects.
+#pragma once
+
+#include "check/kxFileReport.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace kxCheck {
+
+// Bytes of a message without its length, at most.
+constexpr std::uint32_t greatestMessage = 4U << 20U;
+// Headers that each end remembers for one connection; later ones are sent each time.
+constexpr int mostNumberedHeaders = 64;
+
+// Appends a message with this content, at most greatestMessage bytes, to what is to be sent.
+void appendMessage(QByteArray& stream, const QByteArray& content);
+
+enum class Arrival { whole, incomplete, tooLong };
+// Reads the message that begins at `at` of what was received. Whole: `content` is its content and `at` is behind
+// it; otherwise both are as they were.
+[[nodiscard]] Arrival readMessage(const QByteArray& stream, int& at, QByteArray& content);
+
+QByteArray encodeChecks(const std::vector<FileCheck>& checks);
+// Nothing when `content` is no list of checks.
+[[nodiscard]] std::optional<std::vector<FileCheck>> decodeChecks(const QByteArray& content);
+
+// How a report's headers are sent: `fresh` ones get the next number, `known` ones have one, `single` ones get none.
+enum class HeadersForm { none, known, fresh, single };
+
+struct SentHeaders {
+    HeadersForm form = HeadersForm::none;
+    int number = 0;       // of known ones
+    QByteArray encoding;  // of fresh and single ones
+};
+
+// A worker's side: the reports of one connection, in the order in which they are sent.
+class ReportEncoder {
+public:
+    // Never more than greatestMessage bytes: where that takes it, the tiles of the findings are left out; a report
+    // that is too large all the same (headers of millions of channels) becomes one of `limit`.
+    QByteArray encode(const FileReport& report);
+
+private:
+    [[nodiscard]] SentHeaders formOf(const Headers& headers) const;
+
+    QHash<QByteArray, int> numbers_;  // of headers that were sent, by their encoding
+};
+
+// Makes equal headers one value. It keeps those that come first, up to a few megabytes; later ones stay single.
+class HeaderStore {
+public:
+    // Null when `encoded` is no encoding of headers.
+    [[nodiscard]] std::shared_ptr<const Headers> get(const QByteArray& encoded);
+
+private:
+    QHash<QByteArray, std::shared_ptr<const Headers>> known_;
+    std::int64_t bytes_ = 0;
+};
+
+// The run's side of one connection. `store`, shared by all connections, must live longer.
+class ReportDecoder {
+public:
+    explicit ReportDecoder(HeaderStore& store) : store_(store) {}
+
+    // Nothing when `content` is no report, or is one of a header that was never sent.
+    [[nodiscard]] std::optional<FileReport> decode(const QByteArray& content);
+
+private:
+    HeaderStore& store_;
+    std::vector<std::shared_ptr<const Headers>> numbered_;
+};
+
+}  // namespace kxCheck

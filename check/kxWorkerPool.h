@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Checks many frames at once in worker processes, and gives the reports back in the order of the frames.
+//
+// Everything happens in next(): one thread, one poll loop. A worker that dies, hangs, runs out of memory or sends
+// what is no report costs the frame it was at, which gets a report of `limit` that says what happened; the rest of
+// its batch goes to others and a new worker takes its place. No worker is ever waited for: one that hangs in the
+// kernel and can't be killed is left behind.
+//
+// Make it in a process with one thread, and use it from that thread only.
+#pragma once
+
+#include "check/kxWorker.h"
+#include "check/kxWorkerMessage.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <set>
+#include <vector>
+
+namespace kxCheck {
+
+struct PoolOptions {
+    int jobs = 1;         // workers at most, at least 1; no more are started than there is work for
+    WorkerLimits limits;  // of each worker
+    int secondsPerFrame =
+        300;                  // from a worker's last sign of life; time in which the caller is away does not count
+    int stopDescriptor = -1;  // when this becomes readable, next() ends; not read from. -1: none
+};
+
+// What went back and forth so far.
+struct PoolTraffic {
+    std::int64_t batches = 0;  // messages to workers
+    std::int64_t reports = 0;  // messages from workers
+    std::int64_t workers = 0;  // processes started
+};
+
+class WorkerPool {
+public:
+    WorkerPool(PoolOptions options, CheckFunction check);
+    // Kills the workers. They are reaped, but for those that the kernel does not let go.
+    ~WorkerPool();
+    WorkerPool(const WorkerPool&) = delete;
+    WorkerPool& operator=(const WorkerPool&) = delete;
+
+    // Adds a frame behind all others; also between calls of next().
+    void add(FileCheck check);
+
+    // The report of the first frame that was not given back yet; waits for it. Nothing when there is no such frame,
+    // or when the run was stopped: then all workers are gone, and so it stays.
+    [[nodiscard]] std::optional<FileReport> next();
+
+    [[nodiscard]] bool stopped() const { return stopped_; }
+    [[nodiscard]] const PoolTraffic& traffic() const { return traffic_; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    using Number = std::int64_t;  // of a frame, in the order of add()
+
+    struct Frame {
+        FileCheck check;
+        std::optional<FileReport> report;
+        std::int64_t bytes = 0;  // that count as waiting with the report
+    };
+    struct Connection;
+
+    Frame& frame(Number number) { return frames_[static_cast<std::size_t>(number - first_)]; }
+    [[nodiscard]] Number end() const { return first_ + static_cast<Number>(frames_.size()); }
+
+    // Which frames are given out.
+    [[nodiscard]] Number waitingFrames() const;
+    [[nodiscard]] Number firstWaiting() const;
+    [[nodiscard]] bool hasRoom() const;
+    [[nodiscard]] std::size_t batchSize() const;
+    std::vector<Number> takeBatch();
+    void giveOut();
+    void give(Connection& connection);
+
+    // Workers.
+    Connection* idleConnection();
+    Connection* startConnection();
+    void failWithoutWorker(int error);
+    void lose(Connection& connection, const QByteArray& what);
+    void removeLost();
+    QByteArray endOf(Connection& connection);
+    void reap();
+    void killAll();
+
+    // Waiting and what it brings.
+    [[nodiscard]] bool isRead(const Connection& connection) const;
+    [[nodiscard]] std::chrono::milliseconds timeToDeadline() const;
+    void waitForNews();
+    void shiftDeadlines(Clock::duration time);
+    void send(Connection& connection);
+    void receive(Connection& connection);
+    void takeReports(Connection& connection);
+    [[nodiscard]] bool takeReport(Connection& connection, const QByteArray& content);
+    void endOverdue();
+    void finish(Number number, FileReport report, std::int64_t bytes);
+    FileReport takeFirst();
+
+    PoolOptions options_;
+    CheckFunction check_;
+    HeaderStore headers_;
+    std::deque<Frame> frames_;       // those not given back yet
+    Number first_ = 0;               // the number of the first of them
+    Number fresh_ = 0;               // the first that was never given out
+    std::set<Number> returned_;      // given out, and back without a report
+    std::int64_t waitingBytes_ = 0;  // of reports that wait for those before them
+    std::vector<std::unique_ptr<Connection>> connections_;
+    std::vector<pid_t> unreaped_;
+    Clock::time_point left_ = Clock::now();  // when next() ended
+    bool startFailed_ = false;
+    bool stopped_ = false;
+    PoolTraffic traffic_;
+};
+
+}  // namespace kxCheck

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// What a worker finds around it, told by the workers themselves in the text of a finding.
+#include "check/kxWorker.h"
+
+#include "check/kxWorkerPool.h"
+#include "shared/kxMemoryLimit.h"
+#include "tests/support/PlayedWorker.h"
+#include "tests/support/TempDir.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <thread>
+
+using namespace kxCheck;
+
+namespace {
+
+constexpr int memoryMiB = 64;
+
+// What `tell` says in a worker.
+QByteArray toldByWorker(const std::function<QByteArray()>& tell) {
+    PoolOptions options;
+    options.limits.memoryMiB = memoryMiB;
+    options.secondsPerFrame = 60;
+    WorkerPool pool(options, [&tell](const FileCheck&) {
+        FileReport report;
+        report.findings = {makeFinding(Code::header, tell())};
+        return report;
+    });
+    pool.add({"", Level::headers});
+    return firstFinding(pool.next().value_or(FileReport())).mid(8);
+}
+
+QByteArray yesOrNo(bool value) {
+    return value ? "yes" : "no";
+}
+
+}  // namespace
+
+TEST(Worker, HoldsNoDescriptorButItsSocketAndTheStandardStreams) {
+    const TempDir dir;
+    const int held = open(dir.path().c_str(), O_RDONLY);
+    ASSERT_GE(held, 0);
+    const QByteArray told = toldByWorker([] {
+        QByteArray open;
+        for (int descriptor = 0; descriptor < 1000; ++descriptor)
+            if (fcntl(descriptor, F_GETFD) >= 0) open += QByteArray::number(descriptor) + " ";
+        return open;
+    });
+    EXPECT_EQ(told, "0 1 2 3 ");
+    close(held);
+}
+
+TEST(Worker, WritesToNobodysStandardOutput) {
+    std::fputs("", stdout);
+    EXPECT_EQ(toldByWorker([] {
+                  return QByteArray::fromStdString(std::filesystem::read_symlink("/proc/self/fd/1").string());
+              }),
+              "/dev/null");
+}
+
+TEST(Worker, IgnoresWhatATerminalSendsAndHasAllElseAtDefault) {
+    std::signal(SIGUSR1, SIG_IGN);
+    std::signal(SIGALRM, [](int) {});
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR2);
+    sigprocmask(SIG_BLOCK, &blocked, nullptr);
+    const QByteArray told = toldByWorker([] {
+        QByteArray ignored;
+        for (const int number : {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE, SIGUSR1, SIGALRM, SIGCHLD}) {
+            struct sigaction action = {};
+            sigaction(number, nullptr, &action);
+            ignored += action.sa_handler == SIG_IGN ? "i" : action.sa_handler == SIG_DFL ? "d" : "?";
+        }
+        sigset_t mask;
+        sigprocmask(SIG_BLOCK, nullptr, &mask);
+        return ignored + yesOrNo(sigismember(&mask, SIGUSR2) != 0);
+    });
+    EXPECT_EQ(told, "iiiiidddno");
+    sigprocmask(SIG_UNBLOCK, &blocked, nullptr);
+    std::signal(SIGUSR1, SIG_DFL);
+    std::signal(SIGALRM, SIG_DFL);
+}
+
+TEST(Worker, LeavesNoCoreFile) {
+    EXPECT_EQ(toldByWorker([] {
+                  rlimit limit = {};
+                  getrlimit(RLIMIT_CORE, &limit);
+                  return QByteArray::number(static_cast<qulonglong>(limit.rlim_max));
+              }),
+              "0");
+}
+
+TEST(Worker, GetsNoMoreMemoryThanItsLimit) {
+    if (kxIsSanitizerBuild()) GTEST_SKIP() << "memory is not limited in builds with a sanitizer";
+    PoolOptions options;
+    options.limits.memoryMiB = memoryMiB;
+    WorkerPool pool(options, playedCheck);
+    for (const char* path : {"touch 32", "allocate 65", "allocate 1000000", "touch 48"})
+        pool.add({path, Level::structure});
+    EXPECT_EQ(numberOf(pool.next().value_or(FileReport())), 32);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(firstFinding(pool.next().value_or(FileReport())),
+                  "limit: the reader ran out of memory (limit 64 MiB)");
+    EXPECT_EQ(numberOf(pool.next().value_or(FileReport())), 48);
+}
+
+// The run between is killed while its worker sleeps.
+TEST(Worker, DoesNotOutliveItsRun) {
+    sharedNotes().process = 0;
+    const pid_t run = fork();
+    if (run == 0) {
+        WorkerPool pool(PoolOptions(), playedCheck);
+        pool.add({"sleep 600000", Level::structure});
+        (void)pool.next();
+        _exit(0);
+    }
+    while (sharedNotes().process == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    kill(run, SIGKILL);
+    waitpid(run, nullptr, 0);
+    const pid_t worker = sharedNotes().process;
+    // Who takes orphans over may leave them unreaped: a zombie is gone too.
+    const auto isRunning = [worker] {
+        std::ifstream status("/proc/" + std::to_string(worker) + "/stat");
+        std::string number, name, state;
+        return static_cast<bool>(status >> number >> name >> state) && state != "Z";
+    };
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (isRunning() && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_FALSE(isRunning());
+}
+
+TEST(Worker, EndsWhereItsRunHadNoStandardStreams) {
+    const pid_t run = fork();
+    if (run == 0) {
+        for (int stream = 0; stream < 3; ++stream) close(stream);
+        PoolOptions options;
+        options.jobs = 4;
+        WorkerPool pool(options, playedCheck);
+        for (int i = 0; i < 40; ++i) pool.add({"good " + QByteArray::number(i), Level::pixels});
+        for (int i = 0; i < 40; ++i)
+            if (numberOf(pool.next().value_or(FileReport())) != i) _exit(1);
+        _exit(0);
+    }
+    int status = -1;
+    waitpid(run, &status, 0);
+    EXPECT_EQ(status, 0);
+}
