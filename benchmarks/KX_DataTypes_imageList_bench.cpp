@@ -8,6 +8,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -37,7 +38,9 @@ void compare(benchmark::State& state, const Work& prepare, const Work& own, cons
 void nothing() {}
 
 void split(_kxViewSequence& record, const char* name) {
-    record.imageDirFileFromString(QString::fromLatin1(directoryPath().c_str()) + QLatin1String(name));
+    if (!record.imageDirFileFromString(QString::fromLatin1(directoryPath().c_str()) + QLatin1String(name))) {
+        std::abort();
+    }
 }
 
 void find(_kxViewSequence& record) {

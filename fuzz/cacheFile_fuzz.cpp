@@ -93,7 +93,8 @@ void loadFile(const uint8_t* bytes, size_t size) {
 void loadBuffer(const uint8_t* bytes, size_t size) {
     RawFile raw;
     std::vector<char> source(bytes, bytes + size);
-    raw.get().loadFromBuffer(source.data(), static_cast<int>(size));
+    const bool loaded = raw.get().loadFromBuffer(source.data(), static_cast<int>(size));
+    require(!loaded || raw.get().data.recordId == kxCHK::_SingleImageData::currentRecordId);
     require(raw.get().image.capacity == kxCHK::thumbnailCapacity);
     use(raw.get());
 }

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // What the farm knows about one rendered frame: the check record, the view that shows it with its thumbnail, and
 // the cache file that keeps both so that a frame is not checked twice.
+//
+// Threads: an object is used by one thread at a time, different objects by several, also when they save to and load
+// from the same file. The free functions may run in several threads at once on objects of their own.
 #pragma once
 
 #include "shared/kxImageBuffer.h"
@@ -123,7 +126,7 @@ public:
 
     // Takes record and thumbnail from a cache file when its time, size and record id are this view's. False and
     // unchanged otherwise.
-    bool testNloadFromFile(QString const& cacheFileName);
+    [[nodiscard]] bool testNloadFromFile(QString const& cacheFileName);
 
     kxP::_imgRGBABuffer8* thumbnail;  // owned, may be null
     unsigned char checkPending;       // 1 when the frame needs to be checked
@@ -161,7 +164,7 @@ public:
     // Filters the image in place, sets bit 0 of fileFlags and writes the file safely (old file or new file, never a
     // part). A path of more than 500 characters is cut to them, and that file is written. Empty on success,
     // otherwise the reason. The image stays filtered: reload or decode it to show it.
-    QString saveToFile(QString const& fileName);
+    [[nodiscard]] QString saveToFile(QString const& fileName);
 
     // Reads a file; its path is cut as by saveToFile. False with *errorCode (may be null) -1 for a file of another
     // layout, or the code of the failed read. A size beyond the capacity empties the image (0 x 0), a text that
@@ -169,13 +172,13 @@ public:
     // after a failure record and pixels may hold a part of the file, but nothing in them leads out of bounds. The
     // pixels are decoded whenever bit 0 of fileFlags is set, after a failure too: a picture that was there is
     // spoiled by it.
-    bool loadFromFile(QString const& fileName, int* errorCode);
+    [[nodiscard]] bool loadFromFile(QString const& fileName, int* errorCode);
 
     // Fills this object from a zlib stream. It must have been made with createFromBuffer over a block of 761188
     // bytes, otherwise false and untouched. False for a damaged stream, one of another size and another layout;
     // impossible sizes and texts are emptied as by loadFromFile. The pixels are left as they were stored (see
     // decodePredictionFilter).
-    bool loadFromBuffer(char* source, int sourceLength);
+    [[nodiscard]] bool loadFromBuffer(char* source, int sourceLength);
 
     // Points the image at the pixel memory right behind this object, as in a raw block of 761188 bytes that it is
     // laid over. The argument is not used.

@@ -59,7 +59,7 @@ public:
 
     // Splits a path into dirName, fileName (the prefix before the frame number) and extension (all after it), see
     // splitFramePath. False, with nothing changed, when the path can't be split.
-    bool imageDirFileFromString(QString path);
+    [[nodiscard]] bool imageDirFileFromString(QString path);
     // The same with a path that is split already.
     void setFramePath(const kxFrames::FramePath& path);
     // What the last split gave.

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <string>
 
@@ -18,11 +19,11 @@ namespace {
 
 // docs/performance.md holds the measurement that chose the level.
 constexpr int compressionLevel = 4;
-constexpr size_t chunkSize = 32768;
+constexpr std::size_t chunkSize = 32768;
 
 struct Area {
     char* bytes;
-    size_t size;
+    std::size_t size;
 };
 
 struct ErrorText {
@@ -59,7 +60,7 @@ public:
 
 // The name as a path for the system; a zero byte would silently name another file.
 int pathOf(const _kxString8_allSize<500>& name, std::string& path) {
-    path.assign(name.data(), static_cast<size_t>(name.length()));
+    path.assign(name.data(), static_cast<std::size_t>(name.length()));
     if (path.empty()) return ENOENT;
     return path.find('\0') == std::string::npos ? 0 : EINVAL;
 }
@@ -70,12 +71,12 @@ int openFile(const char* path, int flags) {
 
 // --- Writing ---------------------------------------------------------------------------------------------------
 
-int writeAll(int file, const char* bytes, size_t size) {
+int writeAll(int file, const char* bytes, std::size_t size) {
     while (size > 0) {
         const ssize_t written = kxRetryInterrupted<ssize_t>(-1, [&] { return write(file, bytes, size); });
         if (written <= 0) return written < 0 ? errno : EIO;
         bytes += written;
-        size -= static_cast<size_t>(written);
+        size -= static_cast<std::size_t>(written);
     }
     return 0;
 }
@@ -113,7 +114,7 @@ private:
 };
 
 int ReplacementFile::create(const std::string& target) {
-    const size_t nameStart = target.rfind('/') + 1;  // 0 without "/"
+    const std::size_t nameStart = target.rfind('/') + 1;  // 0 without "/"
     const std::string directory = nameStart > 0 ? target.substr(0, nameStart) : ".";
     targetName_ = target.substr(nameStart);
     if (targetName_.empty()) return EISDIR;
@@ -191,7 +192,7 @@ int writePlain(int file, const Area& header, const Area& data) {
 // --- Reading ---------------------------------------------------------------------------------------------------
 
 // Bytes read, at most `size`; 0 at the file's end, -1 with errno set.
-ssize_t readSome(int file, char* bytes, size_t size) {
+ssize_t readSome(int file, char* bytes, std::size_t size) {
     return kxRetryInterrupted<ssize_t>(-1, [&] { return read(file, bytes, size); });
 }
 
@@ -227,7 +228,7 @@ public:
     // Fills the area, or what the stream still has of it.
     int fill(const Area& area);
     // Bytes inflated so far.
-    size_t produced() const { return stream_.total_out; }
+    std::size_t produced() const { return stream_.total_out; }
     // 0 when the file ends where the stream does.
     int expectEnd() const { return stream_.avail_in > 0 ? _KX_DataBuffer::errorTooLong : expectEndOfFile(file_); }
 
@@ -271,18 +272,18 @@ int readCompressed(int file, const Area& header, const Area& data) {
     for (const Area& area : {header, data, Area{&spareByte, 1}}) {
         if (const int code = inflater.fill(area)) return code;
     }
-    const size_t wanted = header.size + data.size;
+    const std::size_t wanted = header.size + data.size;
     if (inflater.produced() < wanted) return _KX_DataBuffer::errorTooShort;
     if (inflater.produced() > wanted) return _KX_DataBuffer::errorTooLong;
     return inflater.expectEnd();
 }
 
 int readAll(int file, const Area& area) {
-    size_t done = 0;
+    std::size_t done = 0;
     while (done < area.size) {
         const ssize_t count = readSome(file, area.bytes + done, area.size - done);
         if (count <= 0) return count < 0 ? errno : _KX_DataBuffer::errorTooShort;
-        done += static_cast<size_t>(count);
+        done += static_cast<std::size_t>(count);
     }
     return 0;
 }
@@ -294,7 +295,7 @@ int readPlain(int file, const Area& header, const Area& data) {
 }
 
 // No writer needs more than this for `size` bytes; a file of nothing but empty blocks would be read for ever.
-long long largestStream(size_t size) {
+long long largestStream(std::size_t size) {
     return 2 * static_cast<long long>(size) + 4096;
 }
 
@@ -303,8 +304,8 @@ long long largestStream(size_t size) {
 int _KX_DataBuffer::saveToFileCompressed(_kxString8_allSize<500> fileName, const bool& compressed, char* header,
                                          const int& headerSize, char* data, const int& dataSize) {
     if (headerSize < 0 || dataSize < 0) return EINVAL;
-    const Area headerArea{header, static_cast<size_t>(headerSize)};
-    const Area dataArea{data, static_cast<size_t>(dataSize)};
+    const Area headerArea{header, static_cast<std::size_t>(headerSize)};
+    const Area dataArea{data, static_cast<std::size_t>(dataSize)};
     std::string path;
     if (const int code = pathOf(fileName, path)) return code;
     ReplacementFile target;
@@ -317,8 +318,8 @@ int _KX_DataBuffer::saveToFileCompressed(_kxString8_allSize<500> fileName, const
 int _KX_DataBuffer::loadFromFileCompressed(_kxString8_allSize<500> fileName, const bool& compressed, char* header,
                                            const int& headerSize, char* data, const int& dataSize) {
     if (headerSize < 0 || dataSize < 0) return EINVAL;
-    const Area headerArea{header, static_cast<size_t>(headerSize)};
-    const Area dataArea{data, static_cast<size_t>(dataSize)};
+    const Area headerArea{header, static_cast<std::size_t>(headerSize)};
+    const Area dataArea{data, static_cast<std::size_t>(dataSize)};
     std::string path;
     if (const int code = pathOf(fileName, path)) return code;
     Descriptor file;

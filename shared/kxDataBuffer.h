@@ -6,6 +6,8 @@
 // (".kxCache-<process>-<time>-<number>.tmp"), flushed to disk and renamed: a reader sees the old file or the new
 // one and never a part, and a write that fails before the rename leaves the old file as it was. A process that is
 // killed while it writes leaves its temporary file behind; nothing ever reads it.
+//
+// Threads: all operations may run in several threads at once, on one file too, as long as their areas differ.
 #pragma once
 
 #include "shared/kxString.h"
@@ -23,14 +25,16 @@ public:
 
     // Writes headerSize + dataSize bytes; 0 on success, otherwise a code for errorString(). The one failure after
     // which the new file stands is that of flushing the directory.
-    static int saveToFileCompressed(_kxString8_allSize<500> fileName, const bool& compressed, char* header,
-                                    const int& headerSize, char* data, const int& dataSize);
+    [[nodiscard]] static int saveToFileCompressed(_kxString8_allSize<500> fileName, const bool& compressed,
+                                                  char* header, const int& headerSize, char* data,
+                                                  const int& dataSize);
 
     // Reads such a file; 0 when it held exactly headerSize + dataSize bytes, otherwise a code for errorString()
     // and both areas may hold a part of the file. Only regular files are read, and never more is inflated than the
     // areas hold (and one byte to see that the stream ends there).
-    static int loadFromFileCompressed(_kxString8_allSize<500> fileName, const bool& compressed, char* header,
-                                      const int& headerSize, char* data, const int& dataSize);
+    [[nodiscard]] static int loadFromFileCompressed(_kxString8_allSize<500> fileName, const bool& compressed,
+                                                    char* header, const int& headerSize, char* data,
+                                                    const int& dataSize);
 
     // The text of a code: the system's reason in English for codes above 0, the module's own below, empty for 0.
     static _kxString8_allSize<250> errorString(const int& code);

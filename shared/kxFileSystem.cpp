@@ -10,30 +10,32 @@
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <limits>
+#include <optional>
 #include <string>
 
 const QString PDs = QStringLiteral("/");
 
 namespace {
 
-// The path's bytes; false when it has none that name the same file: a NUL would end it early, and a character
+// The path's bytes; nothing when it has none that name the same file: a NUL would end it early, and a character
 // beyond Latin-1 has no byte.
-bool toPathBytes(const QString& path, std::string* bytes) {
-    bytes->clear();
-    bytes->reserve(static_cast<size_t>(path.size()));
+std::optional<std::string> pathBytes(const QString& path) {
+    std::string bytes;
+    bytes.reserve(static_cast<std::size_t>(path.size()));
     for (const QChar unit : path) {
-        if (unit.isNull() || unit.unicode() > 0xFF) return false;
-        bytes->push_back(unit.toLatin1());
+        if (unit.isNull() || unit.unicode() > 0xFF) return {};
+        bytes.push_back(unit.toLatin1());
     }
-    return true;
+    return bytes;
 }
 
 DIR* openDirectory(const QString& path) {
-    std::string bytes;
-    if (!toPathBytes(path, &bytes)) return nullptr;
-    return kxRetryInterrupted<DIR*>(nullptr, [&] { return opendir(bytes.c_str()); });
+    const std::optional<std::string> bytes = pathBytes(path);
+    if (!bytes) return nullptr;
+    return kxRetryInterrupted<DIR*>(nullptr, [&] { return opendir(bytes->c_str()); });
 }
 
 // Times beyond the years 1677 to 2262 become the nearest one that _kxTime holds.
@@ -59,15 +61,12 @@ struct FileStatus {
     _kxTime time;
 };
 
-// Asks the system about `name`, relative to the open directory, links followed. True for regular files only;
-// otherwise *result is left as it was.
-bool askFileStatus(int directory, const char* name, FileStatus* result) {
+// Asks the system about `name`, relative to the open directory, links followed. Nothing but for regular files.
+std::optional<FileStatus> askFileStatus(int directory, const char* name) {
     struct stat status {};
-    if (kxRetryInterrupted(-1, [&] { return fstatat(directory, name, &status, 0); }) != 0) return false;
-    if (!S_ISREG(status.st_mode)) return false;
-    result->size = status.st_size;
-    result->time = modificationTime(status);
-    return true;
+    if (kxRetryInterrupted(-1, [&] { return fstatat(directory, name, &status, 0); }) != 0) return {};
+    if (!S_ISREG(status.st_mode)) return {};
+    return FileStatus{status.st_size, modificationTime(status)};
 }
 
 // 0, or the reason why `path` was not deleted. The kind is looked at first because some systems let a privileged
@@ -98,7 +97,7 @@ public:
     }
 
     bool accepts(const char* name) const {
-        const size_t length = std::strlen(name);
+        const std::size_t length = std::strlen(name);
         return length >= prefix_.size() + suffix_.size() && standsAt(name, prefix_) &&
                standsAt(name + length - suffix_.size(), suffix_);
     }
@@ -159,7 +158,7 @@ struct kxDirListing::Entries {
     // An entry that is no file, or is gone, keeps size -1 and time 0.
     const FileStatus& askOnce() {
         if (current && !statusKnown) {
-            askFileStatus(dirfd(directory), current->d_name, &status);
+            status = askFileStatus(dirfd(directory), current->d_name).value_or(FileStatus());
             statusKnown = true;
         }
         return status;
@@ -209,11 +208,11 @@ QString kxDirListing::OSSearchFunctionName() const {
 }
 
 bool kxFileExists(QString path, _kxTime* time, long long* size) {
-    std::string bytes;
-    FileStatus status;
-    if (!toPathBytes(path, &bytes) || !askFileStatus(AT_FDCWD, bytes.c_str(), &status)) return false;
-    if (time) *time = status.time;
-    if (size) *size = status.size;
+    const std::optional<std::string> bytes = pathBytes(path);
+    const std::optional<FileStatus> status = bytes ? askFileStatus(AT_FDCWD, bytes->c_str()) : std::nullopt;
+    if (!status) return false;
+    if (time) *time = status->time;
+    if (size) *size = status->size;
     return true;
 }
 
@@ -224,8 +223,8 @@ bool kxDirectoryExists(QString path) {
 }
 
 QString kxDeleteFile(const QString& path) {
-    std::string bytes;
-    const int code = toPathBytes(path, &bytes) ? deleteFile(bytes.c_str()) : EINVAL;
+    const std::optional<std::string> bytes = pathBytes(path);
+    const int code = bytes ? deleteFile(bytes->c_str()) : EINVAL;
     return code == 0 ? QString() : kxSystemErrorText(code);
 }
 

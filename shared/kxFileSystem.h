@@ -3,6 +3,8 @@
 //
 // Paths and names are bytes: every byte of a name on disk is one Latin-1 character of the QString and goes back
 // to the system the same way, so names in any encoding survive unchanged. No function here throws or prints.
+//
+// Threads: the functions may run in several threads at once; a kxDirListing is used by one thread at a time.
 #pragma once
 
 #include "shared/kxTime.h"
@@ -68,7 +70,7 @@ bool kxDirectoryExists(QString path);
 
 // Deletes one regular file or symbolic link, never a link's target, a directory or a device. Empty on success,
 // otherwise the system's reason in English without the path ("Permission denied", "Is a directory").
-QString kxDeleteFile(const QString& path);
+[[nodiscard]] QString kxDeleteFile(const QString& path);
 
 // Everything up to and including the last separator; empty when there is none.
 QString kxGetDirName(QString path, unsigned short separator);

@@ -12,6 +12,8 @@
 // Positions outside the image are harmless everywhere: writes do nothing, read(p, x, y) leaves p as it was, and
 // read(index) takes the nearest pixel in memory. Sizes that a caller or a file sets to nonsense are harmless too:
 // nothing beyond the capacity is ever touched.
+//
+// Threads: a buffer is used by one thread at a time, or by several that only read it.
 #pragma once
 
 #include "shared/kxString.h"

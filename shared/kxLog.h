@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The interface of the farm's log object. Callers own the log; nothing here keeps a pointer to it.
+// It is called in the thread of the operation that it was handed to, and only while that runs.
 #pragma once
 
 #include <QString>

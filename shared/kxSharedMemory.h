@@ -21,13 +21,13 @@ public:
     kxSharedMemory& operator=(const kxSharedMemory&) = delete;
 
     // False when no process has made the segment, or it may not be read and written.
-    bool attach();
+    [[nodiscard]] bool attach();
     // Bytes of the segment; 0 when not attached.
     int size() const;
     // The segment's first byte; null when not attached.
     void* data();
     // Waits until no other process or object holds the lock. Call it on an attached segment, and not twice.
-    bool lock();
+    [[nodiscard]] bool lock();
     // False when this object does not hold the lock.
     bool unlock();
     // Unlocks first when the lock is held. False when not attached.

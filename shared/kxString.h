@@ -4,9 +4,12 @@
 // A record that is copied and stored byte for byte cannot hold growing strings, so its texts have a fixed
 // capacity and cut what does not fit. The stored length may come from a damaged file or from shared memory:
 // every reader goes through length(), which never reports more than the capacity.
+//
+// Threads: a text is used by one thread at a time, or by several that only read it.
 #pragma once
 
 #include <QString>
+#include <cstddef>
 #include <cstring>
 #include <type_traits>
 
@@ -29,7 +32,7 @@ public:
     // Characters beyond Latin-1 become "?".
     _kxString8_allSize(const QString& text) : _kxString8_allSize() {
         const QByteArray bytes = text.left(N).toLatin1();
-        assign(bytes.constData(), static_cast<size_t>(bytes.size()));
+        assign(bytes.constData(), static_cast<std::size_t>(bytes.size()));
     }
 
     // Characters in use, 0 .. N, whatever number is stored.
@@ -48,7 +51,8 @@ public:
     bool isIntact() const { return storedLength_ <= N && text_[storedLength_] == '\0'; }
 
     bool operator==(const _kxString8_allSize& other) const {
-        return length() == other.length() && std::memcmp(text_, other.text_, static_cast<size_t>(length())) == 0;
+        return length() == other.length() &&
+               std::memcmp(text_, other.text_, static_cast<std::size_t>(length())) == 0;
     }
     bool operator!=(const _kxString8_allSize& other) const { return !(*this == other); }
 
@@ -57,7 +61,7 @@ public:
 
 private:
     // `size` is at most N.
-    void assign(const char* bytes, size_t size) {
+    void assign(const char* bytes, std::size_t size) {
         if (size > 0) std::memcpy(text_, bytes, size);
         storedLength_ = static_cast<unsigned short>(size);
     }
@@ -81,7 +85,7 @@ public:
     // A longer text is cut to N units.
     _kxString(const QString& text) : _kxString() {
         const auto wanted = text.size() < N ? text.size() : N;
-        if (wanted > 0) std::memcpy(text_, text.constData(), static_cast<size_t>(wanted) * sizeof(char16_t));
+        if (wanted > 0) std::memcpy(text_, text.constData(), static_cast<std::size_t>(wanted) * sizeof(char16_t));
         storedLength_ = static_cast<unsigned short>(wanted);
     }
 

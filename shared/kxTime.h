@@ -14,7 +14,8 @@ public:
 
     long long nanoseconds() const { return nanoseconds_; }
 
-    // Local time as "yyyy-MM-dd HH:mm:ss"; the fraction of the second is dropped (rounded down).
+    // Any thread may ask, as long as none sets the environment's time zone. Local time as "yyyy-MM-dd HH:mm:ss";
+    // the fraction of the second is dropped (rounded down).
     QString asString() const;
 
     bool operator==(const _kxTime& other) const { return nanoseconds_ == other.nanoseconds_; }
