@@ -6,6 +6,8 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <map>
+#include <random>
 #include <string>
 
 using namespace kxCheck;
@@ -78,6 +80,20 @@ std::string deviation(const Headers& common, const Change& change) {
 
 Headers withAspect(float aspect) {
     return changed(oneHdPart(), [aspect](Headers& h) { h[0].pixelAspectRatio = aspect; });
+}
+
+// The common pixel aspect of the frames, found by counting each; 0 for none. Null frames have no vote.
+float plainCommonAspect(const std::vector<Shared>& frames) {
+    std::map<float, std::size_t> votes;
+    std::size_t all = 0;
+    for (const Shared& headers : frames) {
+        if (!headers) continue;
+        ++votes[headers->front().pixelAspectRatio];
+        ++all;
+    }
+    for (const auto& [aspect, count] : votes)
+        if (all >= 4 && count * 4 >= all * 3) return aspect;
+    return 0;
 }
 
 struct ChangeCase {
@@ -243,6 +259,28 @@ TEST(Likeness, DoesNotDependOnTheOrderOfFrames) {
         EXPECT_EQ(described(likeness.deviations(withAspect(3))), "differs: pixel aspect 3, the others have 1");
         EXPECT_EQ(described(likeness.deviations(withAspect(1))), "");
     }
+}
+
+TEST(Likeness, FindsWhatCountingEachValueFinds) {
+    std::mt19937 random(20240229);
+    int agreements = 0;
+    for (int round = 0; round < 2000; ++round) {
+        const auto oneIn = 2 + random() % 7;
+        std::vector<Shared> frames;
+        for (auto count = random() % 24; count > 0; --count) {
+            const float aspect = random() % oneIn == 0 ? static_cast<float>(2 + random() % 3) : 1.0F;
+            frames.push_back(random() % 9 == 0 ? nullptr : shared(withAspect(aspect)));
+        }
+        const float common = plainCommonAspect(frames);
+        agreements += common > 0 ? 1 : 0;
+        const std::vector<Finding> found = Likeness(frames).deviations(withAspect(9));
+        ASSERT_EQ(found.size(), common > 0 ? 1U : 0U) << round;
+        if (common == 0) continue;
+        ASSERT_EQ(found[0].text,
+                  "pixel aspect 9, the others have " + QByteArray::number(static_cast<double>(common)));
+    }
+    EXPECT_GT(agreements, 500);
+    EXPECT_LT(agreements, 1800);
 }
 
 TEST(Likeness, TakesNotANumberForOneValue) {
