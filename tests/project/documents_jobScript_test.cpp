@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The README's job script, taken from there and run: it succeeds only when every frame of its range is there and
-// good.
+// The job script of docs/kxVerifyExrModes.md, taken from there and run: it succeeds only when every frame of its
+// range is there and good.
 #include "tests/support/Documents.h"
 #include "tests/support/ToolTest.h"
 
@@ -14,7 +14,7 @@ class JobScriptTest : public ToolTest {
 protected:
     void SetUp() override {
         script = scripts.file("verifyChunk");
-        ASSERT_TRUE(writeFileBytes(script, blockAfter(document("README.md"), "```bash")));
+        ASSERT_TRUE(writeFileBytes(script, blockAfter(document("docs/kxVerifyExrModes.md"), "```bash")));
         writeSampleFile(good, {samplePartOf({"A", "B", "G", "R", "Z"})});
         writeSampleFile(flat, {SamplePart()});
     }

@@ -28,9 +28,14 @@ std::vector<std::string> listedIn(const std::string& cell) {
     return items;
 }
 
-std::set<std::string> readmeOptions() {
+// All about the first program's options and lines.
+std::string guide() {
+    return document("docs/kxVerifyExrModes.md");
+}
+
+std::set<std::string> guideOptions() {
     std::set<std::string> options;
-    for (const std::string& text : textsBetween("\n| `-", "`", document("README.md"))) {
+    for (const std::string& text : textsBetween("\n| `-", "`", guide())) {
         options.insert("-" + without("<>", text));
     }
     return options;
@@ -56,11 +61,11 @@ std::set<std::string> manualOptions() {
 }
 
 // The printed texts by the names of the compressions.
-std::map<std::string, std::string> readmeCompressions() {
+std::map<std::string, std::string> guideCompressions() {
     std::map<std::string, std::string> texts;
-    const std::string readme = document("README.md");
-    const size_t begin = readme.find("| compression | printed as |");
-    const std::string rows = readme.substr(begin, readme.find("\n\n", begin) - begin);
+    const std::string text = guide();
+    const size_t begin = text.find("| compression | printed as |");
+    const std::string rows = text.substr(begin, text.find("\n\n", begin) - begin);
     const std::regex row("\n[|] ([^-|]+) [|] (`[^|]+`) [|]");
     for (std::sregex_iterator match(rows.begin(), rows.end(), row), end; match != end; ++match) {
         const std::vector<std::string> names = listedIn((*match)[1]);
@@ -117,19 +122,19 @@ TEST_F(DocumentsTest, ReadmeShowsTheRunOfTheSampleSequence) {
 }
 
 // An option is written as its name and the names of its values: "-seq start end step offset".
-TEST_F(DocumentsTest, ReadmeManualPageAndUsageHaveTheSameOptions) {
+TEST_F(DocumentsTest, GuideManualPageAndUsageHaveTheSameOptions) {
     std::set<std::string> expected = {"-threadID n", "-kxRoot dir"};  // accepted and ignored, the usage omits them
     for (const std::string& text : textsBetween("\n  -", ":", tool({}).out)) {
         expected.insert("-" + without("<>", text.substr(0, text.find_last_not_of(' ') + 1)));
     }
     EXPECT_EQ(expected.size(), 8U);
-    EXPECT_EQ(readmeOptions(), expected);
+    EXPECT_EQ(guideOptions(), expected);
     EXPECT_EQ(manualOptions(), expected);
 }
 
 TEST_F(DocumentsTest, OptionsOfTheDocumentsAreThoseOfTheCode) {
     std::set<std::string> inDocuments;
-    for (const std::string& option : readmeOptions()) {
+    for (const std::string& option : guideOptions()) {
         const auto values = std::count(option.begin(), option.end(), ' ');
         if (option != "-kxRoot dir")
             inDocuments.insert(option.substr(0, option.find(' ')) + std::to_string(values));
@@ -142,7 +147,7 @@ TEST_F(DocumentsTest, OptionsOfTheDocumentsAreThoseOfTheCode) {
     EXPECT_EQ(inCode, inDocuments);
 }
 
-TEST_F(DocumentsTest, ReadmeAndManualPageTellCompressionsAsTheToolPrintsThem) {
+TEST_F(DocumentsTest, GuideAndManualPageTellCompressionsAsTheToolPrintsThem) {
     const struct {
         const char* name;
         Imf::Compression compression;
@@ -154,12 +159,12 @@ TEST_F(DocumentsTest, ReadmeAndManualPageTellCompressionsAsTheToolPrintsThem) {
     };
     std::map<std::string, std::string> expected;
     for (const auto& row : table) expected[row.name] = printedCompression(row.compression);
-    EXPECT_EQ(readmeCompressions(), expected);
+    EXPECT_EQ(guideCompressions(), expected);
     EXPECT_EQ(manualCompressions(), expected);
 }
 
-TEST_F(DocumentsTest, ReadmeHasTheMessagesAndTheirExitCodes) {
-    const std::string section = sectionOf(document("README.md"), "## Exit codes and streams");
+TEST_F(DocumentsTest, GuideHasTheMessagesAndTheirExitCodes) {
+    const std::string section = sectionOf(guide(), "## Exit codes and streams");
     for (const char* file : {"no slash", "/nowhere at all/f.0001.exr", "f.0001.exr"}) {
         const ProcessResult result = tool({file[0] == 'f' ? dir.file(file) : file});
         std::string message = without("\n", result.err);
@@ -173,8 +178,7 @@ TEST_F(DocumentsTest, ReadmeHasTheMessagesAndTheirExitCodes) {
 TEST_F(DocumentsTest, DocumentsHaveTheLargestNumberOfFrames) {
     const std::string most = std::to_string(_kxViewSequence::slotCount - 1);
     const std::string allSlots = std::to_string(_kxViewSequence::slotCount);
-    EXPECT_TRUE(
-        contains(document("README.md"), " holds " + allSlots + " frame slots and fills " + most + " of them"));
+    EXPECT_TRUE(contains(guide(), " holds " + allSlots + " frame slots and fills " + most + " of them"));
     EXPECT_TRUE(contains(document("docs/kxVerifyExrModes.1"), "\nAt most " + most + " files"));
     EXPECT_TRUE(contains(document("SECURITY.md"), " at most " + most + " files"));
 }

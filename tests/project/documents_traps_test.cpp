@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The README's section "Traps": one test for each of its points, in their order.
+// The section "Traps" of docs/kxVerifyExrModes.md: one test for each of its points, in their order.
 #include "tests/support/Documents.h"
 #include "tests/support/SequenceDir.h"
 #include "tests/support/ToolTest.h"
@@ -53,7 +53,7 @@ std::string withoutAttribute(std::string file, const std::string& name, const st
 }  // namespace
 
 TEST(TrapsSectionTest, HasAsManyPointsAsTestsFollow) {
-    const Names points = textsBetween("\n- **", "*", sectionOf(document("README.md"), "## Traps"));
+    const Names points = textsBetween("\n- **", "*", sectionOf(document("docs/kxVerifyExrModes.md"), "## Traps"));
     const auto* const tests = testing::UnitTest::GetInstance();
     EXPECT_EQ(points.size(), static_cast<size_t>(tests->total_test_count() - 1));
 }
