@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "image/kxExrHeaders.h"
+
+#include <ImfBoxAttribute.h>
+#include <ImfChannelListAttribute.h>
+#include <ImfCompressionAttribute.h>
+#include <ImfFloatAttribute.h>
+#include <ImfHeader.h>
+#include <ImfLineOrderAttribute.h>
+#include <ImfMultiPartInputFile.h>
+#include <ImfPartType.h>
+#include <ImfStringAttribute.h>
+#include <ImfThreading.h>
+#include <ImfTileDescriptionAttribute.h>
+#if __has_include(<ImfContextInit.h>)
+#include <ImfContextInit.h>
+#endif
+
+#include <cstddef>
+#include <exception>
+#include <string>
+#include <string_view>
+
+namespace kxExr {
+
+namespace {
+
+// All enumerations of a part have the file format's numbers, as those of the EXR library.
+static_assert(static_cast<int>(Imf::B44A_COMPRESSION) == static_cast<int>(Compression::b44a));
+static_assert(static_cast<int>(Imf::DWAB_COMPRESSION) == static_cast<int>(Compression::dwab));
+static_assert(static_cast<int>(Imf::FLOAT) == static_cast<int>(PixelType::float32));
+static_assert(static_cast<int>(Imf::RANDOM_Y) == static_cast<int>(LineOrder::random));
+static_assert(static_cast<int>(Imf::RIPMAP_LEVELS) == static_cast<int>(LevelMode::ripmap));
+static_assert(static_cast<int>(Imf::ROUND_UP) == static_cast<int>(LevelRounding::up));
+
+Window windowFrom(const Imath::Box2i& box) {
+    return {box.min.x, box.min.y, box.max.x, box.max.y};
+}
+
+TileDescription tilesFrom(const Imf::TileDescription& tiles) {
+    return {tiles.xSize, tiles.ySize, static_cast<LevelMode>(tiles.mode),
+            static_cast<LevelRounding>(tiles.roundingMode)};
+}
+
+// Most parts have no more; the library does not tell how many there are.
+constexpr std::size_t usualChannels = 8;
+
+std::vector<Channel> channelsFrom(const Imf::ChannelList& list) {
+    std::vector<Channel> channels;
+    channels.reserve(usualChannels);
+    for (auto channel = list.begin(); channel != list.end(); ++channel) {
+        const Imf::Channel& described = channel.channel();
+        channels.push_back(
+            {channel.name(), static_cast<PixelType>(described.type), described.xSampling, described.ySampling});
+    }
+    return channels;
+}
+
+// The attribute's value; null when it has another type.
+template <class Value>
+const Value* valueIn(const Imf::Attribute& attribute) {
+    const auto* const typed = dynamic_cast<const Imf::TypedAttribute<Value>*>(&attribute);
+    return typed ? &typed->value() : nullptr;
+}
+
+void takeName(const Imf::Attribute& attribute, Part& part) {
+    if (const auto* const name = valueIn<std::string>(attribute)) part.name = QByteArray::fromStdString(*name);
+}
+
+// Whether a deep part is tiled the tile description says.
+void takeType(const Imf::Attribute& attribute, Part& part) {
+    const auto* const type = valueIn<std::string>(attribute);
+    if (type && Imf::isDeepData(*type)) part.storage = Storage::deepScanline;
+}
+
+void takeDisplayWindow(const Imf::Attribute& attribute, Part& part) {
+    if (const auto* const box = valueIn<Imath::Box2i>(attribute)) part.displayWindow = windowFrom(*box);
+}
+
+void takeDataWindow(const Imf::Attribute& attribute, Part& part) {
+    if (const auto* const box = valueIn<Imath::Box2i>(attribute)) part.dataWindow = windowFrom(*box);
+}
+
+void takeCompression(const Imf::Attribute& attribute, Part& part) {
+    if (const auto* const value = valueIn<Imf::Compression>(attribute))
+        part.compression = static_cast<Compression>(*value);
+}
+
+void takeLineOrder(const Imf::Attribute& attribute, Part& part) {
+    if (const auto* const value = valueIn<Imf::LineOrder>(attribute))
+        part.lineOrder = static_cast<LineOrder>(*value);
+}
+
+void takePixelAspectRatio(const Imf::Attribute& attribute, Part& part) {
+    if (const auto* const value = valueIn<float>(attribute)) part.pixelAspectRatio = *value;
+}
+
+void takeTiles(const Imf::Attribute& attribute, Part& part) {
+    if (const auto* const tiles = valueIn<Imf::TileDescription>(attribute)) part.tiles = tilesFrom(*tiles);
+}
+
+void takeChannels(const Imf::Attribute& attribute, Part& part) {
+    if (const auto* const list = valueIn<Imf::ChannelList>(attribute)) part.channels = channelsFrom(*list);
+}
+
+// What is taken of a header. The library makes up the required ones where a file lacks them.
+constexpr struct {
+    std::string_view name;
+    void (*take)(const Imf::Attribute& attribute, Part& part);
+} attributes[] = {
+    {"channels", takeChannels},
+    {"compression", takeCompression},
+    {"dataWindow", takeDataWindow},
+    {"displayWindow", takeDisplayWindow},
+    {"lineOrder", takeLineOrder},
+    {"name", takeName},
+    {"pixelAspectRatio", takePixelAspectRatio},
+    {"tiles", takeTiles},
+    {"type", takeType},
+};
+
+// In one walk: looking each attribute up by its name costs more than all the rest of it.
+Part partFrom(const Imf::Header& header) {
+    Part part;
+    for (auto attribute = header.begin(); attribute != header.end(); ++attribute) {
+        const std::string_view name = attribute.name();
+        for (const auto& row : attributes) {
+            if (row.name == name) row.take(attribute.attribute(), part);
+        }
+    }
+    if (part.tiles) part.storage = isDeep(part.storage) ? Storage::deepTiled : Storage::tiled;
+    return part;
+}
+
+#if __has_include(<ImfContextInit.h>)
+void discardError(exr_const_context_t /*context*/, exr_result_t /*code*/, const char* /*message*/) {}
+
+// From 3.3 on the EXR library prints each error before it throws it, unless it is told what else to do. The other
+// settings are those of the constructor without settings.
+Imf::MultiPartInputFile openExr(const QByteArray& path) {
+    const auto settings =
+        Imf::ContextInitializer().silentHeaderParse(true).strictHeaderValidation(false).setErrorHandler(
+            discardError);
+    return Imf::MultiPartInputFile(path.constData(), settings, Imf::globalThreadCount());
+}
+#else
+Imf::MultiPartInputFile openExr(const QByteArray& path) {
+    return Imf::MultiPartInputFile(path.constData(), Imf::globalThreadCount(), true);
+}
+#endif
+
+// Throws what the EXR library throws.
+Headers headersOf(const QByteArray& path) {
+    const Imf::MultiPartInputFile file = openExr(path);
+    Headers headers;
+    headers.reserve(static_cast<std::size_t>(file.parts()));
+    for (int part = 0; part < file.parts(); ++part) headers.push_back(partFrom(file.header(part)));
+    return headers;
+}
+
+}  // namespace
+
+std::optional<Headers> readHeaders(const QString& path, QString* reason) {
+    try {
+        return headersOf(path.toLatin1());
+    } catch (const std::exception& error) {
+        if (reason) *reason = QString::fromLatin1(error.what());
+    } catch (...) {
+        if (reason) *reason = QStringLiteral("unknown error");
+    }
+    return std::nullopt;
+}
+
+}  // namespace kxExr
