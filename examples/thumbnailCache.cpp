@@ -3,16 +3,49 @@
 // the result is kept in a cache file, and a second view of the same frame is filled from there.
 //
 //   thumbnailCache frame.0001.exr frame.0001.kxCache
-#include "examples/ReadFrame.h"
 #include "image/KX_DataTypes_image.h"
 #include "image/KX_image.h"
 #include "shared/kxFileSystem.h"
 
+#include <ImfArray.h>
+#include <ImfRgbaFile.h>
+
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <stdexcept>
 
+using FrameBuffer = kxP::_imgRGBABufferf;
 using kxCHK::_SingleImageView;
+
+// The pixels of the data window, with what the header of the buffer tells about the frame.
+static std::unique_ptr<FrameBuffer> readFrame(const QString& path) {
+    Imf::RgbaInputFile file(path.toLatin1().constData());
+    const Imath::Box2i window = file.dataWindow();
+    const long long columns = 1LL + window.max.x - window.min.x;
+    const long long rows = 1LL + window.max.y - window.min.y;
+    if (rows < 1 || columns > (1LL << 28) / rows) throw std::runtime_error("the frame is too large");
+    const int width = static_cast<int>(columns);
+    const int height = static_cast<int>(rows);
+    Imf::Array2D<Imf::Rgba> pixels(height, width);
+    file.setFrameBuffer(Imf::ComputeBasePointer(&pixels[0][0], window), 1, static_cast<size_t>(width));
+    file.readPixels(window.min.y, window.max.y);
+
+    auto image = std::make_unique<FrameBuffer>(static_cast<unsigned>(columns * rows));
+    if (image->capacity == 0) throw std::runtime_error("not enough memory for the frame");
+    image->setWidth(width);
+    image->setHeight(height);
+    for (int i = 0; i < width * height; ++i) {
+        const Imf::Rgba& pixel = pixels[i / width][i % width];
+        image->write(i, {pixel.r, pixel.g, pixel.b, pixel.a});
+    }
+    image->valid = 1;
+    image->sourceWidth = image->width;
+    image->sourceHeight = image->height;
+    image->bitsPerChannel = 16;
+    image->formatText = QStringLiteral("OpenEXR half");
+    return image;
+}
 
 // Fills the view with what the disk tells of the frame, its thumbnail and what the search found in that.
 static void check(const QString& path, _SingleImageView& view) {
@@ -20,7 +53,7 @@ static void check(const QString& path, _SingleImageView& view) {
     view.fileFound = kxFileExists(path, &view.fileTime, &size);
     view.fileSize = size;
     view.frameText = kxGetFileName(path, PDs.at(0).unicode()).section(QLatin1Char('.'), -2, -2);
-    const auto frame = readFrame(path.toLatin1().toStdString());
+    const auto frame = readFrame(path);
     // A frame smaller than the box in both axes would be copied as bytes, not converted: the box is no larger.
     const bool fits = kximgRGBABuffer8_Scale4(*frame, view.ensureThumbnail(), std::min(500, frame->width),
                                               std::min(380, frame->height), false);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Thumbnails of real pictures, from their pixels to the cache file and back.
-#include "examples/ReadFrame.h"
+#include "tests/support/ReadFrame.h"
 #include "image/KX_DataTypes_image.h"
 #include "image/KX_image.h"
 #include "shared/kxFileSystem.h"

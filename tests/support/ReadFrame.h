@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Reads the pixels of an EXR frame into a float buffer. For the examples, tests and benchmarks.
+// Reads the pixels of an EXR frame into a float buffer. For the tests and benchmarks.
 #pragma once
 
 #include "shared/kxImageBuffer.h"

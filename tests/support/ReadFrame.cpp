@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "examples/ReadFrame.h"
+#include "tests/support/ReadFrame.h"
 
 #include <ImfChannelList.h>
 #include <ImfFrameBuffer.h>
