@@ -72,7 +72,7 @@ struct AsIs {
     }
 };
 struct ToInteger {
-    int operator()(float value) const { return static_cast<int>(value * 255.0f); }
+    int operator()(float value) const { return static_cast<int>(value * 255.0F); }
 };
 
 template <class Value, class Sum, class Convert = AsIs>

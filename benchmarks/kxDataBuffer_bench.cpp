@@ -2,9 +2,9 @@
 // Saving and loading the cache entry of a real picture at every zlib level: size and time of the whole operation,
 // flushing to disk included; a save starts with a copy of the unfiltered pixels, some 0.05 ms. Takes the picture's
 // path as its first argument that is no option; without one, a made picture.
-#include "tests/support/ReadFrame.h"
 #include "image/KX_DataTypes_image.h"
 #include "image/KX_image.h"
+#include "tests/support/ReadFrame.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/plainCheck.h"
 

@@ -113,11 +113,11 @@ void writeDrawings(Corpus corpus) {
 
 void writeSegments(Corpus corpus) {
     for (const int count : {0, 1, 29, 30, 255}) {
-        corpus.add(bytesOf(257) + bytesOf(std::uint16_t{0}) + bytesOf(517u) + bytesOf(0x10c05u) +
+        corpus.add(bytesOf(257) + bytesOf(std::uint16_t{0}) + bytesOf(517U) + bytesOf(0x10c05U) +
                    bytesOf(static_cast<unsigned char>(count)) + "filling");
     }
-    corpus.add(bytesOf(1) + bytesOf(std::uint16_t{1}) + bytesOf(517u));
-    corpus.add(bytesOf(1) + bytesOf(std::uint16_t{0}) + bytesOf(517u) + bytesOf(0x0c05u));
+    corpus.add(bytesOf(1) + bytesOf(std::uint16_t{1}) + bytesOf(517U));
+    corpus.add(bytesOf(1) + bytesOf(std::uint16_t{0}) + bytesOf(517U) + bytesOf(0x0c05U));
 }
 
 }  // namespace

@@ -50,18 +50,18 @@ void _SingleImageData::clearBase() {
     averageRenderTime = -1;
     histogramValid = 0;
     std::memset(histogramReserve_, 0, sizeof histogramReserve_);
-    analyseValue1 = 0.0f;
-    analyseValue2 = 0.0f;
+    analyseValue1 = 0.0F;
+    analyseValue2 = 0.0F;
 }
 
 unsigned char _SingleImageData::setAnalyseErrorLevel() {
     const auto aboveEither = [this](float limit) { return analyseValue1 > limit || analyseValue2 > limit; };
     if (errorFlags & errorTileMissing) {
         errorLevel = 3;
-    } else if ((errorFlags & errorAlphaPixelMissing) || aboveEither(4.0f)) {
+    } else if ((errorFlags & errorAlphaPixelMissing) || aboveEither(4.0F)) {
         errorLevel = 2;
     } else {
-        errorLevel = aboveEither(2.0f) ? 1 : 0;
+        errorLevel = aboveEither(2.0F) ? 1 : 0;
     }
     return errorLevel;
 }

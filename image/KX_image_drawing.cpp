@@ -14,14 +14,14 @@ using namespace kxRounding;
 namespace {
 
 float opacityOf(const _Rgba8& colour) {
-    return static_cast<float>(colour.a) / 255.0f;
+    return static_cast<float>(colour.a) / 255.0F;
 }
 
 // What is left of a byte under a translucent colour, trunc(byte * share), as a multiplier: byte * multiplier >> 16.
 // One of the two whole numbers about share * 65536 gives it for every byte, the one that is right for white.
 std::uint16_t multiplierOf(float share) {
-    const auto below = static_cast<unsigned>(share * 65536.0f);
-    const bool isRight = 255 * below >> 16 == static_cast<unsigned>(255.0f * share);
+    const auto below = static_cast<unsigned>(share * 65536.0F);
+    const bool isRight = 255 * below >> 16 == static_cast<unsigned>(255.0F * share);
     return static_cast<std::uint16_t>(isRight ? below : below + 1);
 }
 
@@ -32,7 +32,7 @@ class Glaze {
 public:
     explicit Glaze(const _Rgba8& colour) {
         const float opacity = opacityOf(colour);
-        const std::uint16_t multiplier = multiplierOf(1.0f - opacity);
+        const std::uint16_t multiplier = multiplierOf(1.0F - opacity);
         const auto part = [&](int channel) { return static_cast<float>(channel) * opacity; };
         const float added[3] = {part(colour.r), part(colour.g), part(colour.b)};
         for (int i = 0; i < blockBytes; ++i) {
@@ -59,7 +59,7 @@ private:
         unsigned char mixed[Bytes];
         for (int i = 0; i < Bytes; ++i) {
             const std::uint16_t byte = bytes[i];
-            const unsigned left = 1u * byte * multipliers_[i] >> 16;
+            const unsigned left = 1U * byte * multipliers_[i] >> 16;
             mixed[i] = static_cast<unsigned char>((left | (byte & kept_[i])) + added_[i]);
         }
         std::memcpy(bytes, mixed, Bytes);
@@ -133,7 +133,7 @@ void forEachCoveredPair(float major0, float minor0, float major1, float minor1, 
         const float below = floorf(minor);
         const float fraction = minor - below;
         const int pixel = truncToInt(below);
-        mix(static_cast<int>(i), pixel, 1.0f - fraction);
+        mix(static_cast<int>(i), pixel, 1.0F - fraction);
         mix(static_cast<int>(i), pixel + 1, fraction);
     }
 }
@@ -161,10 +161,10 @@ void placePixel(unsigned char* target, const unsigned char* source) {
         std::memmove(target, source, 4);
         return;
     }
-    const float opacity = static_cast<float>(alpha) / 255.0f;
+    const float opacity = static_cast<float>(alpha) / 255.0F;
     for (int i = 0; i < 3; ++i) {
         target[i] = static_cast<unsigned char>(static_cast<float>(source[i]) * opacity +
-                                               static_cast<float>(target[i]) * (1.0f - opacity));
+                                               static_cast<float>(target[i]) * (1.0F - opacity));
     }
 }
 

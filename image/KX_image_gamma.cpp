@@ -16,13 +16,13 @@ namespace {
 using Table = std::array<unsigned char, 256>;
 
 // The quotient of the two floats, one unit in the last place below the float nearest to 1 / 2.2.
-constexpr float gammaExponent = 1.0f / 2.2f;
+constexpr float gammaExponent = 1.0F / 2.2F;
 
 Table makeDisplayValues() {
     Table table;
     for (std::size_t i = 0; i < table.size(); ++i) {
-        const float linear = static_cast<float>(i) / 255.0f;
-        table[i] = static_cast<unsigned char>(roundToInt(powf(linear, gammaExponent) * 255.0f));
+        const float linear = static_cast<float>(i) / 255.0F;
+        table[i] = static_cast<unsigned char>(roundToInt(powf(linear, gammaExponent) * 255.0F));
     }
     std::copy(table.begin(), table.end(), gammaTable);
     return table;
@@ -58,7 +58,7 @@ Table inverseOf(const Table& table) {
 }
 
 float withGamma(float value) {
-    return value > 0.0f && value < 1.0f ? powf(value, gammaExponent) : value;
+    return value > 0.0F && value < 1.0F ? powf(value, gammaExponent) : value;
 }
 
 }  // namespace

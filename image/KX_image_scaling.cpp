@@ -22,12 +22,12 @@ struct Reduction {
 // Never below 1: the box scalers only reduce. A box of size 0 gives infinity. A source of size 0 as well gives NaN,
 // which std::max passes over for its first argument.
 float reductionFactor(int extent, int box) {
-    return std::max(1.0f, static_cast<float>(extent) / static_cast<float>(box));
+    return std::max(1.0F, static_cast<float>(extent) / static_cast<float>(box));
 }
 
 int evenExtent(int extent, float factor) {
     float reduced = static_cast<float>(extent) / factor;
-    if (truncToInt(reduced) % 2 != 0) reduced -= 1.0f;
+    if (truncToInt(reduced) % 2 != 0) reduced -= 1.0F;
     return truncToInt(reduced);
 }
 
@@ -111,14 +111,14 @@ Area clippedArea(const Area& area, const kxP::_imgRGBABuffer8& dst) {
 
 // First source pixel of an axis when the other axis gives the step of both.
 int centredStart(float stepX, float stepY, int extent) {
-    return std::max(0, roundToInt((1.0f - stepX * stepY) * (static_cast<float>(extent) * 0.5f)));
+    return std::max(0, roundToInt((1.0F - stepX * stepY) * (static_cast<float>(extent) * 0.5F)));
 }
 
 }  // namespace
 
 bool kximgRGBABuffer8_Scale16(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool) {
     if (copySmallSource(src, dst, w, h)) return true;
-    return scaleJittered(src, dst, w, h, offsets16, static_cast<double>(0.14f));
+    return scaleJittered(src, dst, w, h, offsets16, static_cast<double>(0.14F));
 }
 
 bool kximgRGBABuffer8_Scale16_noProportions(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w,
@@ -131,7 +131,7 @@ bool kximgRGBABuffer8_Scale16_noProportions(const kxP::_imgRGBABuffer8& src, kxP
 bool kximgRGBABuffer8_Scale9(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool) {
     if (copySmallSource(src, dst, w, h)) return true;
     if (isSmallReduction(src, w, h)) return scale4(src, dst, w, h);
-    return scaleJittered(src, dst, w, h, offsets9, static_cast<double>(0.15f));
+    return scaleJittered(src, dst, w, h, offsets9, static_cast<double>(0.15F));
 }
 
 bool kximgRGBABuffer8_Scale4(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, int w, int h, bool) {
@@ -145,8 +145,8 @@ bool kximgRGBABuffer8_Scale4(const kxP::_imgRGBABufferf& src, kxP::_imgRGBABuffe
 void kximgRGBABuffer8_Scale9(const kxP::_imgRGBABuffer8& src, kxP::_imgRGBABuffer8& dst, float sx, float sy, int x,
                              int y, bool keepAspect) {
     dst.copyHeaderFrom(src);
-    float stepX = 1.0f / sx;
-    float stepY = 1.0f / sy;
+    float stepX = 1.0F / sx;
+    float stepY = 1.0F / sy;
     const Area area{std::max(x, 0), std::max(y, 0), roundToInt(static_cast<float>(src.width) / stepX),
                     roundToInt(static_cast<float>(src.height) / stepY)};
     // The start multiplies the steps where one would expect their quotient: only an enlargement is centred.

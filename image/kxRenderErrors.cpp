@@ -84,7 +84,7 @@ Histogram histogramOf(const kxP::_imgRGBABuffer8& image) {
     sumPairs(counts[0], histogram);
     sumPairs(counts[1], histogram);
 
-    const float factor = std::clamp(1000000.0f / static_cast<float>(count), 0.01f, 10.0f);
+    const float factor = std::clamp(1000000.0F / static_cast<float>(count), 0.01F, 10.0F);
     for (auto& channel : histogram) {
         for (unsigned& bin : channel) bin = normalised(bin, factor);
     }

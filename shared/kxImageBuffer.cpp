@@ -11,12 +11,12 @@ namespace {
 
 // 0 .. 1; NaN is 0.
 float clampedAmount(float amount) {
-    return amount > 0.0f ? std::min(amount, 1.0f) : 0.0f;
+    return amount > 0.0F ? std::min(amount, 1.0F) : 0.0F;
 }
 
 unsigned char mixed(unsigned char oldValue, unsigned char newValue, float amount) {
     return static_cast<unsigned char>(static_cast<float>(newValue) * amount +
-                                      static_cast<float>(oldValue) * (1.0f - amount));
+                                      static_cast<float>(oldValue) * (1.0F - amount));
 }
 
 }  // namespace

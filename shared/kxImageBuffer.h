@@ -203,6 +203,6 @@ static_assert(offsetof(_imgRGBABuffer8, ownedMemory) == 564, "stored in the cach
 // The next pseudo-random float in [0, 1), advancing the seed; the same sequence on every platform (the linear
 // congruential generator of Numerical Recipes, upper 24 bits).
 inline float kxRand(unsigned& seed) {
-    seed = seed * 1664525u + 1013904223u;
-    return static_cast<float>(seed >> 8) * (1.0f / 16777216.0f);
+    seed = seed * 1664525U + 1013904223U;
+    return static_cast<float>(seed >> 8) * (1.0F / 16777216.0F);
 }

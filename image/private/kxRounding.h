@@ -14,7 +14,7 @@ inline int truncWithin(Float lowest, Float highest, Float value) {
 
 // The limits are the last numbers of each type that int can hold.
 inline int truncToInt(float value) {
-    return truncWithin(-2147483648.0f, 2147483520.0f, value);
+    return truncWithin(-2147483648.0F, 2147483520.0F, value);
 }
 inline int truncToInt(double value) {
     return truncWithin(-2147483648.0, 2147483647.0, value);
@@ -22,7 +22,7 @@ inline int truncToInt(double value) {
 
 // Truncated toward zero this is the value rounded half away from zero.
 inline double halfAwayFromZero(float value) {
-    return static_cast<double>(value) + (value < 0.0f ? -0.5 : 0.5);
+    return static_cast<double>(value) + (value < 0.0F ? -0.5 : 0.5);
 }
 
 inline int roundToInt(float value) {

@@ -29,12 +29,12 @@ public:
     void add(const unsigned char* pixel) {
         std::uint32_t word;
         std::memcpy(&word, pixel, sizeof word);
-        redBlue_ += word & 0x00ff00ffu;
-        greenAlpha_ += (word >> 8) & 0x00ff00ffu;
+        redBlue_ += word & 0x00ff00ffU;
+        greenAlpha_ += (word >> 8) & 0x00ff00ffU;
     }
     _Rgba8 average() const {
-        return {static_cast<unsigned char>((redBlue_ & 0xffffu) / Samples),
-                static_cast<unsigned char>((greenAlpha_ & 0xffffu) / Samples),
+        return {static_cast<unsigned char>((redBlue_ & 0xffffU) / Samples),
+                static_cast<unsigned char>((greenAlpha_ & 0xffffU) / Samples),
                 static_cast<unsigned char>((redBlue_ >> 16) / Samples),
                 static_cast<unsigned char>((greenAlpha_ >> 16) / Samples)};
     }
@@ -60,11 +60,11 @@ public:
     static constexpr unsigned pixelBytes = 16;
 
     void add(const unsigned char* pixel) {
-        constexpr FourFloats lowest = {-536870912.0f, -536870912.0f, -536870912.0f, -536870912.0f};
-        constexpr FourFloats highest = {536870848.0f, 536870848.0f, 536870848.0f, 536870848.0f};
+        constexpr FourFloats lowest = {-536870912.0F, -536870912.0F, -536870912.0F, -536870912.0F};
+        constexpr FourFloats highest = {536870848.0F, 536870848.0F, 536870848.0F, 536870848.0F};
         FourFloats channels;
         std::memcpy(&channels, pixel, sizeof channels);
-        channels *= 255.0f;
+        channels *= 255.0F;
         channels = channels > lowest ? channels : lowest;
         channels = channels < highest ? channels : highest;
         sums_ += __builtin_convertvector(channels, FourInts);
@@ -89,11 +89,11 @@ using SumsOf =
 // Offsets of the samples within a target pixel, in the order of the random draws; the last is the largest.
 template <std::size_t N>
 using Offsets = std::array<float, N>;
-constexpr Offsets<4> offsets16 = {0.0f, 0.5f, 0.25f, 0.75f};
-constexpr Offsets<3> offsets9 = {0.0f, 0.333f, 0.666f};
-constexpr Offsets<2> offsets4 = {0.0f, 0.5f};
-constexpr Offsets<4> rowOffsetsFixed16 = {0.0f, 0.22f, 0.53f, 0.72f};
-constexpr Offsets<4> columnOffsetsFixed16 = {0.0f, 0.28f, 0.47f, 0.78f};
+constexpr Offsets<4> offsets16 = {0.0F, 0.5F, 0.25F, 0.75F};
+constexpr Offsets<3> offsets9 = {0.0F, 0.333F, 0.666F};
+constexpr Offsets<2> offsets4 = {0.0F, 0.5F};
+constexpr Offsets<4> rowOffsetsFixed16 = {0.0F, 0.22F, 0.53F, 0.72F};
+constexpr Offsets<4> columnOffsetsFixed16 = {0.0F, 0.28F, 0.47F, 0.78F};
 
 // Source positions of the samples of one target coordinate on one axis. Each kind of axis gives them for a target
 // coordinate that is not negative. `asColumns` is the axis as every row asks it, with a bound that no position is
@@ -156,7 +156,7 @@ struct JitteredAxis {
     unsigned& seed;
 
     float jitter(float random) const { return static_cast<float>((static_cast<double>(random) - 0.4) * spread); }
-    int lowest() const { return truncToInt(jitter(0.0f) * factor); }
+    int lowest() const { return truncToInt(jitter(0.0F) * factor); }
     const JitteredAxis& asColumns(int) const { return *this; }
     Positions<N> operator()(int target) const {
         Positions<N> positions;

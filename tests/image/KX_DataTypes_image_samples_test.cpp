@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Thumbnails of real pictures, from their pixels to the cache file and back.
-#include "tests/support/ReadFrame.h"
 #include "image/KX_DataTypes_image.h"
 #include "image/KX_image.h"
 #include "shared/kxFileSystem.h"
+#include "tests/support/ReadFrame.h"
 #include "tests/support/RecordBytes.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/plainCheck.h"

@@ -97,8 +97,8 @@ TEST(DrawLine, HalfOpaqueOverWhite) {
     const Image8 image = makeUniformImage(6, 4, white);
     kximgRGBABuffer8_DrawLine(*image, translucent, 0, 0, 5, 0);
     // In single precision 255 * 0.49804 stays just below 127.
-    const float a = 128 / 255.0f;
-    const int left = static_cast<int>(255.0f * (1.0f - a));
+    const float a = 128 / 255.0F;
+    const int left = static_cast<int>(255.0F * (1.0F - a));
     EXPECT_EQ(left, 126);
     EXPECT_EQ(pixelText(*image, 3, 0), "226 176 151 40");
 }
@@ -227,7 +227,7 @@ TEST(DrawLine, LongestLinesEndBeyondTheirReach) {
 TEST(DrawLine, NonsenseSizesAreHarmless) {
     for (const int width : hostileExtents) {
         for (const int height : hostileExtents) {
-            _imgRGBABuffer8 image(24u);
+            _imgRGBABuffer8 image(24U);
             setHostile(image, width, height, UINT_MAX);
             for (const int x : hostilePositions) {
                 for (const _Rgba8& c : {opaque, translucent}) {
@@ -236,7 +236,7 @@ TEST(DrawLine, NonsenseSizesAreHarmless) {
                     kximgRGBABuffer8_DrawLine(image, c, x, x, x, x);
                 }
             }
-            EXPECT_LE(image.pixelsInMemory(), 24u);
+            EXPECT_LE(image.pixelsInMemory(), 24U);
         }
     }
 }
@@ -245,7 +245,7 @@ TEST(DrawLine, NonsenseSizesAreHarmless) {
 
 TEST(DrawLineAA, HorizontalBetweenTwoRowsGivesEachHalf) {
     const Image8 image = makeUniformImage(6, 5, {0, 0, 0, 7});
-    kximgRGBABuffer8_DrawLineAA(*image, {200, 100, 50, 255}, 0.0f, 2.5f, 5.0f, 2.5f);
+    kximgRGBABuffer8_DrawLineAA(*image, {200, 100, 50, 255}, 0.0F, 2.5F, 5.0F, 2.5F);
     for (int x = 0; x < 6; ++x) {
         EXPECT_EQ(pixelText(*image, x, 1), "0 0 0 7");
         EXPECT_EQ(pixelText(*image, x, 2), "100 50 25 7");
@@ -256,7 +256,7 @@ TEST(DrawLineAA, HorizontalBetweenTwoRowsGivesEachHalf) {
 
 TEST(DrawLineAA, OpacityWeighsTheCoverage) {
     const Image8 image = makeUniformImage(6, 5, {0, 0, 0, 7});
-    kximgRGBABuffer8_DrawLineAA(*image, {200, 100, 51, 51}, 0.0f, 2.25f, 5.0f, 2.25f);
+    kximgRGBABuffer8_DrawLineAA(*image, {200, 100, 51, 51}, 0.0F, 2.25F, 5.0F, 2.25F);
     EXPECT_EQ(pixelText(*image, 3, 2), "30 15 7 7");  // 0.75 * 0.2
     EXPECT_EQ(pixelText(*image, 3, 3), "10 5 2 7");   // 0.25 * 0.2
 }
@@ -269,16 +269,16 @@ TEST(DrawLineAA, CoversPairsAlongTheLongerAxis) {
                  {4, 4, 0, 0, "#...../.#..../..#.../...#../....#./"},
                  {0, 0, 4, 1, "####../.####./....../....../....../"},
                  {1, 0, 1, 4, ".#..../.#..../.#..../.#..../.#..../"},
-                 {1.5f, 0, 1.5f, 4, ".##.../.##.../.##.../.##.../.##.../"},
-                 {2.4f, 1.4f, 2.4f, 1.4f, "....../..#.../....../....../....../"},
-                 {2, 1.2f, 2.4f, 1.6f, "....../..#.../....../....../....../"},  // one column: one pixel
+                 {1.5F, 0, 1.5F, 4, ".##.../.##.../.##.../.##.../.##.../"},
+                 {2.4F, 1.4F, 2.4F, 1.4F, "....../..#.../....../....../....../"},
+                 {2, 1.2F, 2.4F, 1.6F, "....../..#.../....../....../....../"},  // one column: one pixel
                  {-3, 2, 20, 2, "....../....../######/....../....../"},
                  {3, -9, 3, 90, "...#../...#../...#../...#../...#../"},
                  {0, -3, 5, -3, "....../....../....../....../....../"},
                  {7, 0, 9, 3, "....../....../....../....../....../"},
-                 {0, -0.5f, 5, -0.5f, "######/....../....../....../....../"},
-                 {-0.5f, 0, -0.5f, 4, "#...../#...../#...../#...../#...../"},
-                 {0, 4.5f, 5, 4.5f, "....../....../....../....../######/"}};
+                 {0, -0.5F, 5, -0.5F, "######/....../....../....../....../"},
+                 {-0.5F, 0, -0.5F, 4, "#...../#...../#...../#...../#...../"},
+                 {0, 4.5F, 5, 4.5F, "....../....../....../....../######/"}};
     for (const auto& c : cases) {
         const Image8 image = makeUniformImage(6, 5, white);
         kximgRGBABuffer8_DrawLineAA(*image, opaque, c.x0, c.y0, c.x1, c.y1);
@@ -294,7 +294,7 @@ TEST(DrawLineAA, TransparentDrawsNothing) {
 
 TEST(DrawLineAA, KnownPixels) {
     const Image8 image = makeUniformImage(6, 5, {100, 150, 200, 7});
-    kximgRGBABuffer8_DrawLineAA(*image, {255, 0, 99, 177}, 0.3f, 0.7f, 4.9f, 3.1f);
+    kximgRGBABuffer8_DrawLineAA(*image, {255, 0, 99, 177}, 0.3F, 0.7F, 4.9F, 3.1F);
     EXPECT_EQ(pixelText(*image, 1, 1) + "/" + pixelText(*image, 1, 2) + "/" + pixelText(*image, 3, 2),
               "200 52 134 7/107 143 195 7/195 57 137 7");
 }
@@ -305,7 +305,7 @@ TEST(DrawLineAA, AgreesWithThePlainRule) {
     for (int i = 0; i < 3000; ++i) {
         const int width = drawInt(seed, 0, 14);
         const int height = drawInt(seed, 0, 14);
-        const float reach = i % 10 == 0 ? 3000.0f : 15.0f;
+        const float reach = i % 10 == 0 ? 3000.0F : 15.0F;
         float x0 = position(reach), y0 = position(reach), x1 = position(reach), y1 = position(reach);
         if (i % 3 == 0) x0 = floorf(x0);
         if (i % 5 == 0) y1 = y0;
@@ -319,7 +319,7 @@ TEST(DrawLineAA, AgreesWithThePlainRule) {
 }
 
 TEST(DrawLineAA, EndlessAndUndefinedPositionsDrawNothingOrTheirPart) {
-    const float positions[] = {-INFINITY, INFINITY, NAN, -3e38f, 3e38f, 2147483648.0f, -2147483648.0f, 1.0f};
+    const float positions[] = {-INFINITY, INFINITY, NAN, -3e38F, 3e38F, 2147483648.0F, -2147483648.0F, 1.0F};
     for (const float x0 : positions) {
         for (const float y0 : positions) {
             for (const float x1 : positions) {
@@ -334,7 +334,7 @@ TEST(DrawLineAA, EndlessAndUndefinedPositionsDrawNothingOrTheirPart) {
         }
     }
     const Image8 image = makeUniformImage(6, 5, white);
-    kximgRGBABuffer8_DrawLineAA(*image, opaque, -3e9f, 2, 3e9f, 2);
+    kximgRGBABuffer8_DrawLineAA(*image, opaque, -3e9F, 2, 3e9F, 2);
     EXPECT_EQ(drawnPixels(*image, white), "....../....../######/....../....../");
 }
 
@@ -342,14 +342,14 @@ TEST(DrawLineAA, EndlessAndUndefinedPositionsDrawNothingOrTheirPart) {
 TEST(DrawLineAA, NonsenseSizesAreHarmless) {
     for (const int width : hostileExtents) {
         for (const int height : hostileExtents) {
-            _imgRGBABuffer8 image(24u);
+            _imgRGBABuffer8 image(24U);
             setHostile(image, width, height, UINT_MAX);
-            for (const float p : {-3e38f, -1.0f, 0.0f, 70000.0f, 3e38f}) {
+            for (const float p : {-3e38F, -1.0F, 0.0F, 70000.0F, 3e38F}) {
                 kximgRGBABuffer8_DrawLineAA(image, opaque, p, 0, 3, p);
-                kximgRGBABuffer8_DrawLineAA(image, opaque, -3e9f, p, 3e9f, p);
-                kximgRGBABuffer8_DrawLineAA(image, opaque, p, -3e9f, p, 3e9f);
+                kximgRGBABuffer8_DrawLineAA(image, opaque, -3e9F, p, 3e9F, p);
+                kximgRGBABuffer8_DrawLineAA(image, opaque, p, -3e9F, p, 3e9F);
             }
-            EXPECT_LE(image.pixelsInMemory(), 24u);
+            EXPECT_LE(image.pixelsInMemory(), 24U);
         }
     }
 }
@@ -372,8 +372,8 @@ TEST(FillRect, CoversColumnsAndRows) {
                  {2, 1, 2, 0, "....../....../....../....../"},
                  {6, 4, 9, 9, "....../....../....../.....#/"},
                  {INT_MIN, 3, 3, 1, "....../....../....../###.../"},
-                 {3, INT_MAX, 4294967295u, 4294967295u, "....../....../....../...###/"},
-                 {1, 2, 2147483647u, 2147483648u, "....../....../.#####/.#####/"}};
+                 {3, INT_MAX, 4294967295U, 4294967295U, "....../....../....../...###/"},
+                 {1, 2, 2147483647U, 2147483648U, "....../....../.#####/.#####/"}};
     for (const auto& c : cases) {
         for (const _Rgba8& colour : {opaque, translucent}) {
             const Image8 image = makeUniformImage(6, 4, white);
@@ -461,16 +461,16 @@ TEST(FillRect, AgreesWithThePlainRule) {
 TEST(FillRect, NonsenseSizesAreHarmless) {
     for (const int width : hostileExtents) {
         for (const int height : hostileExtents) {
-            _imgRGBABuffer8 image(24u);
+            _imgRGBABuffer8 image(24U);
             setHostile(image, width, height, UINT_MAX);
             for (const int p : hostilePositions) {
                 for (const _Rgba8& c : {opaque, translucent}) {
                     kximgRGBABuffer8_fillRect(image, c, p, p, UINT_MAX, UINT_MAX);
-                    kximgRGBABuffer8_fillRect(image, c, p, 0, 2147483648u, 30);
-                    kximgRGBABuffer8_fillRect(image, c, 0, p, 3, 2147483648u);
+                    kximgRGBABuffer8_fillRect(image, c, p, 0, 2147483648U, 30);
+                    kximgRGBABuffer8_fillRect(image, c, 0, p, 3, 2147483648U);
                 }
             }
-            EXPECT_LE(image.pixelsInMemory(), 24u);
+            EXPECT_LE(image.pixelsInMemory(), 24U);
         }
     }
 }
@@ -562,7 +562,7 @@ TEST(DrawImage, LargeImageCoversTheWholeTarget) {
 }
 
 TEST(DrawImage, SourceWithoutPixelsDrawsNothing) {
-    _imgRGBABuffer8 empty(10u);
+    _imgRGBABuffer8 empty(10U);
     const Image8 dst = makeUniformImage(6, 4, white);
     kximgRGBABuffer8_drawImage(*dst, empty, 0, 0, 0);
     empty.setHeight(5);
@@ -601,8 +601,8 @@ TEST(DrawImage, ImageMayBePlacedOntoItself) {
 TEST(DrawImage, NonsenseSizesAreHarmless) {
     for (const int width : hostileExtents) {
         for (const int height : hostileExtents) {
-            _imgRGBABuffer8 src(24u);
-            _imgRGBABuffer8 dst(30u);
+            _imgRGBABuffer8 src(24U);
+            _imgRGBABuffer8 dst(30U);
             const Image8 sane = makeUniformImage(5, 4, opaque);
             setHostile(src, width, height, UINT_MAX);
             setHostile(dst, height, width, UINT_MAX);
@@ -614,7 +614,7 @@ TEST(DrawImage, NonsenseSizesAreHarmless) {
                     kximgRGBABuffer8_drawImage(dst, dst, x, 1, mode);
                 }
             }
-            EXPECT_LE(dst.pixelsInMemory(), 30u);
+            EXPECT_LE(dst.pixelsInMemory(), 30U);
         }
     }
 }

@@ -57,8 +57,8 @@ TEST(Gamma, TableIsTheRoundedPower) {
 }
 
 TEST(Gamma, ExponentIsTheSinglePrecisionQuotient) {
-    EXPECT_EQ(bitsOf(1.0f / 2.2f), 0x3ee8ba2eu);
-    EXPECT_EQ(exponent, 0.45454543828964233f);
+    EXPECT_EQ(bitsOf(1.0F / 2.2F), 0x3ee8ba2eU);
+    EXPECT_EQ(exponent, 0.45454543828964233F);
 }
 
 TEST(Gamma, BytesGoThereAndBackToTheLowestIndex) {
@@ -160,21 +160,21 @@ TEST(Gamma, BuffersAreConvertedInSeveralThreadsAtOnce) {
 
 TEST(Gamma, FloatsBetweenBlackAndWhiteAreRaised) {
     const ImageF image = makeFloatImage(2, 1);
-    image->write(0, {0.0f, 0.5f, 1.5f, 0.25f});
-    image->write(1, {-0.5f, 1.0f, floatOf(1), 0.5f});
+    image->write(0, {0.0F, 0.5F, 1.5F, 0.25F});
+    image->write(1, {-0.5F, 1.0F, floatOf(1), 0.5F});
     kximgRGBABufferf_doGamma22(*image);
     EXPECT_EQ(image->flags, KX_IMG_GAMMA22);
     const _Rgbaf first = image->read(0);
-    EXPECT_EQ(bitsOf(first.r), 0u);
-    EXPECT_EQ(bitsOf(first.g), bitsOf(powf(0.5f, exponent)));
-    EXPECT_EQ(bitsOf(first.g), 0x3f3ad03fu);
-    EXPECT_EQ(first.b, 1.5f);
-    EXPECT_EQ(first.a, 0.25f);
+    EXPECT_EQ(bitsOf(first.r), 0U);
+    EXPECT_EQ(bitsOf(first.g), bitsOf(powf(0.5F, exponent)));
+    EXPECT_EQ(bitsOf(first.g), 0x3f3ad03fU);
+    EXPECT_EQ(first.b, 1.5F);
+    EXPECT_EQ(first.a, 0.25F);
     const _Rgbaf second = image->read(1);
-    EXPECT_EQ(second.r, -0.5f);
-    EXPECT_EQ(second.g, 1.0f);
+    EXPECT_EQ(second.r, -0.5F);
+    EXPECT_EQ(second.g, 1.0F);
     EXPECT_EQ(second.b, powf(floatOf(1), exponent));
-    EXPECT_EQ(second.a, 0.5f);
+    EXPECT_EQ(second.a, 0.5F);
 }
 
 TEST(Gamma, FloatsThatAreNoNumberStay) {
@@ -187,14 +187,14 @@ TEST(Gamma, FloatsThatAreNoNumberStay) {
 }
 
 TEST(Gamma, EmptyBufferChangesItsFlagOnly) {
-    kxP::_imgRGBABuffer8 bytes(4u);
+    kxP::_imgRGBABuffer8 bytes(4U);
     kximgRGBABuffer8_doGamma22(bytes);
     EXPECT_EQ(bytes.flags, KX_IMG_GAMMA22);
     bytes.flags = 255;
     kximgRGBABuffer8_undoGamma22(bytes);
     EXPECT_EQ(bytes.flags, 254);
     for (int i = 0; i < 16; ++i) EXPECT_EQ(bytes.pixels[i], 0);
-    kxP::_imgRGBABufferf floats(0u);
+    kxP::_imgRGBABufferf floats(0U);
     kximgRGBABufferf_doGamma22(floats);
     EXPECT_EQ(floats.flags, KX_IMG_GAMMA22);
 }
@@ -213,8 +213,8 @@ TEST(Gamma, PixelsBeyondTheImageStay) {
 TEST(Gamma, PixelCountBeyondTheCapacityIsCut) {
     const Image8 bytes = makeUniformImage(3, 2, {1, 1, 1, 1});
     const ImageF floats = makeFloatImage(3, 2);
-    bytes->pixelCount = 4000000000u;
-    floats->pixelCount = 4000000000u;
+    bytes->pixelCount = 4000000000U;
+    floats->pixelCount = 4000000000U;
     kximgRGBABuffer8_doGamma22(*bytes);
     kximgRGBABufferf_doGamma22(*floats);
     EXPECT_EQ(bytes->pixels[20], 21);

@@ -67,8 +67,8 @@ int drawInt(unsigned& seed, int below) {
 
 // FNV-1a over the pixels of the image.
 std::uint32_t hashOf(const _imgRGBABuffer8& image) {
-    std::uint32_t hash = 2166136261u;
-    for (unsigned i = 0; i < 4 * image.pixelCount; ++i) hash = (hash ^ image.pixels[i]) * 16777619u;
+    std::uint32_t hash = 2166136261U;
+    for (unsigned i = 0; i < 4 * image.pixelCount; ++i) hash = (hash ^ image.pixels[i]) * 16777619U;
     return hash;
 }
 
@@ -97,7 +97,7 @@ TEST(Scaling, SourceSmallerThanTheBoxIsCopied) {
 TEST(Scaling, SourceThatReachesTheBoxInOneAxisIsScaled) {
     const Image8 src = makeCoordinateImage(10, 7);
     for (const NamedScaler& scaler : scalers) {
-        _imgRGBABuffer8 dst(100u);
+        _imgRGBABuffer8 dst(100U);
         EXPECT_TRUE(scaler.fast(*src, dst, 10, 20)) << scaler.name;
         const bool proportional = std::strcmp(scaler.name, "Scale16_noProportions") != 0;
         EXPECT_EQ(sizeOf(dst), proportional ? "10x6" : "10x7") << scaler.name;
@@ -126,7 +126,7 @@ TEST(Scaling, TargetSizes) {
     for (const auto& c : cases) {
         const Image8 src = makeImage(c.width, c.height);
         for (const NamedScaler& scaler : scalers) {
-            _imgRGBABuffer8 dst(200000u);
+            _imgRGBABuffer8 dst(200000U);
             const bool proportional = std::strcmp(scaler.name, "Scale16_noProportions") != 0;
             EXPECT_TRUE(scaler.fast(*src, dst, c.w, c.h));
             EXPECT_EQ(sizeOf(dst), proportional ? c.even : c.each)
@@ -137,7 +137,7 @@ TEST(Scaling, TargetSizes) {
 
 TEST(Scaling, FloatTargetSizesAreThoseOfBytes) {
     const ImageF src = makeFloatImage(640, 480);
-    _imgRGBABuffer8 dst(200000u);
+    _imgRGBABuffer8 dst(200000U);
     EXPECT_TRUE(kximgRGBABuffer8_Scale4(*src, dst, 101, 0, true));
     EXPECT_EQ(sizeOf(dst), "100x74");
 }
@@ -149,7 +149,7 @@ TEST(Scaling, Scale9TakesScale4ForSmallReductions) {
         bool isScale4;
     } cases[] = {{100, true}, {97, true}, {96, false}, {90, false}};  // 97 * 5 / 2 = 242, 96 * 5 / 2 = 240
     for (const auto& c : cases) {
-        _imgRGBABuffer8 nine(20000u), four(20000u);
+        _imgRGBABuffer8 nine(20000U), four(20000U);
         EXPECT_TRUE(fastScale9(*src, nine, c.box, 0));
         EXPECT_TRUE(fastScale4(*src, four, c.box, 0));
         EXPECT_EQ(differenceOf(nine, four).empty(), c.isScale4) << c.box;
@@ -160,7 +160,7 @@ TEST(Scaling, Scale9TakesScale4OnlyWhenBothReductionsAreSmall) {
     const Image8 wide = makeRandomImage(240, 100, 3);
     const Image8 high = makeRandomImage(100, 240, 3);
     for (const Image8* src : {&wide, &high}) {
-        _imgRGBABuffer8 nine(20000u), four(20000u);
+        _imgRGBABuffer8 nine(20000U), four(20000U);
         EXPECT_TRUE(fastScale9(**src, nine, 90, 90));
         EXPECT_TRUE(fastScale4(**src, four, 90, 90));
         EXPECT_NE(differenceOf(nine, four), "");
@@ -170,7 +170,7 @@ TEST(Scaling, Scale9TakesScale4OnlyWhenBothReductionsAreSmall) {
 TEST(Scaling, TwoCallsGiveTheSame) {
     const Image8 src = makeRandomImage(123, 77, 4);
     for (const NamedScaler& scaler : scalers) {
-        _imgRGBABuffer8 first(5000u), second(5000u);
+        _imgRGBABuffer8 first(5000U), second(5000U);
         EXPECT_TRUE(scaler.fast(*src, first, 40, 40));
         EXPECT_TRUE(scaler.fast(*src, second, 40, 40));
         EXPECT_EQ(differenceOf(first, second), "") << scaler.name;
@@ -185,9 +185,9 @@ TEST(Scaling, OpaqueStaysOpaqueAndUniformStaysUniform) {
         for (const NamedScaler& scaler : scalers) {
             // Factors of up to 425: beyond 18 samples left of and above the image are read.
             for (const int box : {4, 9, 20, 40, 60, 90}) {
-                _imgRGBABuffer8 dst(10000u);
+                _imgRGBABuffer8 dst(10000U);
                 ASSERT_TRUE(scaler.fast(**src, dst, box, box)) << scaler.name;
-                ASSERT_GT(+dst.pixelCount, 0u);
+                ASSERT_GT(+dst.pixelCount, 0U);
                 for (unsigned i = 0; i < dst.pixelCount; ++i) {
                     ASSERT_EQ(std::memcmp(dst.pixels + std::size_t{4} * i, &colour, 4), 0)
                         << scaler.name << ' ' << box;
@@ -219,13 +219,13 @@ TEST(Scaling, HeaderIsTakenFromTheSource) {
     src->flags = KX_IMG_GAMMA22 | KX_IMG_SUPERWHITE;
     for (const NamedScaler& scaler : scalers) {
         for (const int box : {200, 30}) {
-            _imgRGBABuffer8 dst(10000u);
+            _imgRGBABuffer8 dst(10000U);
             EXPECT_TRUE(scaler.fast(*src, dst, box, 0));
             EXPECT_EQ(dst.valid, 1);
             EXPECT_EQ(+dst.sourceWidth, 1920);
             EXPECT_EQ(dst.bitsPerChannel, 16);
             EXPECT_EQ(dst.flags, KX_IMG_GAMMA22 | KX_IMG_SUPERWHITE);
-            EXPECT_EQ(+dst.capacity, 10000u);
+            EXPECT_EQ(+dst.capacity, 10000U);
         }
     }
 }
@@ -233,7 +233,7 @@ TEST(Scaling, HeaderIsTakenFromTheSource) {
 TEST(Scaling, FloatSourceSmallerThanTheBoxIsCopiedAsBytes) {
     const ImageF src = makeRandomFloatImage(5, 3, 8);
     src->flags = KX_IMG_SUPERWHITE;
-    _imgRGBABuffer8 dst(100u);
+    _imgRGBABuffer8 dst(100U);
     EXPECT_TRUE(kximgRGBABuffer8_Scale4(*src, dst, 6, 6, false));
     EXPECT_EQ(sizeOf(dst), "5x3");
     EXPECT_EQ(std::memcmp(dst.pixels, src->pixels, 60), 0);
@@ -246,29 +246,29 @@ TEST(Scaling, FloatSamplesAreCutOneByOneAndTheirSumIsClamped) {
     const struct {
         float samples[4];
         int result;
-    } cases[] = {{{1.0f, 1.0f, 1.0f, 1.2f}, 255},
-                 {{-0.001f, -0.001f, -0.001f, -0.001f}, 0},
-                 {{1.0f, 1.0f, 1.0f, 1.0f}, 255},
-                 {{0.5f, 0.5f, 0.5f, 0.5f}, 127},
-                 {{0.0f, 0.0f, 0.0f, 0.01f}, 0},           // 2 / 4
-                 {{0.016f, 0.0f, 0.0f, 0.0f}, 1},          // 4 / 4
-                 {{-0.016f, 0.0f, 0.0f, 0.0f}, 0},         // -4
-                 {{-0.012f, 0.0f, 0.0f, 0.0f}, 0},         // -3 / 4
-                 {{-1.0f, 3.0f, 0.0f, 0.0f}, 127},         // 510 / 4
-                 {{1.003f, 1.003f, 1.003f, 1.003f}, 255},  // 255 each
-                 {{1e30f, 0.0f, 0.0f, 0.0f}, 255},
-                 {{-1e30f, 1.0f, 1.0f, 1.0f}, 0},
-                 {{INFINITY, -1.0f, 0.0f, 0.0f}, 255},
-                 {{-INFINITY, 1.0f, 1.0f, 1.0f}, 0},
-                 {{NAN, 1.0f, 1.0f, 1.0f}, 0}};
+    } cases[] = {{{1.0F, 1.0F, 1.0F, 1.2F}, 255},
+                 {{-0.001F, -0.001F, -0.001F, -0.001F}, 0},
+                 {{1.0F, 1.0F, 1.0F, 1.0F}, 255},
+                 {{0.5F, 0.5F, 0.5F, 0.5F}, 127},
+                 {{0.0F, 0.0F, 0.0F, 0.01F}, 0},           // 2 / 4
+                 {{0.016F, 0.0F, 0.0F, 0.0F}, 1},          // 4 / 4
+                 {{-0.016F, 0.0F, 0.0F, 0.0F}, 0},         // -4
+                 {{-0.012F, 0.0F, 0.0F, 0.0F}, 0},         // -3 / 4
+                 {{-1.0F, 3.0F, 0.0F, 0.0F}, 127},         // 510 / 4
+                 {{1.003F, 1.003F, 1.003F, 1.003F}, 255},  // 255 each
+                 {{1e30F, 0.0F, 0.0F, 0.0F}, 255},
+                 {{-1e30F, 1.0F, 1.0F, 1.0F}, 0},
+                 {{INFINITY, -1.0F, 0.0F, 0.0F}, 255},
+                 {{-INFINITY, 1.0F, 1.0F, 1.0F}, 0},
+                 {{NAN, 1.0F, 1.0F, 1.0F}, 0}};
     for (const auto& c : cases) {
         const ImageF src = makeFloatImage(4, 4);
         // The four samples of the only pixel pair: a 4 x 4 source in a 2 x 2 box, sampled at every pixel.
         for (int i = 0; i < 16; ++i) {
             const float value = c.samples[i / 4 % 2 * 2 + i % 2];
-            src->write(i, {value, 0.0f, value, value});
+            src->write(i, {value, 0.0F, value, value});
         }
-        _imgRGBABuffer8 dst(4u);
+        _imgRGBABuffer8 dst(4U);
         ASSERT_TRUE(kximgRGBABuffer8_Scale4(*src, dst, 2, 2, false));
         const std::string value = std::to_string(c.result);
         for (int i = 0; i < 4; ++i) {
@@ -279,7 +279,7 @@ TEST(Scaling, FloatSamplesAreCutOneByOneAndTheirSumIsClamped) {
 
 TEST(Scaling, Scale4AveragesTwoByTwoPixelsAtHalfSize) {
     const Image8 src = makeCoordinateImage(8, 4);
-    _imgRGBABuffer8 dst(8u);
+    _imgRGBABuffer8 dst(8U);
     ASSERT_TRUE(fastScale4(*src, dst, 4, 4));
     EXPECT_EQ(sizeOf(dst), "4x2");
     EXPECT_EQ(pixelText(dst, 0, 0), "0 0 0 255");  // columns 0 and 1, rows 0 and 1
@@ -288,9 +288,9 @@ TEST(Scaling, Scale4AveragesTwoByTwoPixelsAtHalfSize) {
 
 TEST(Scaling, KnownPictures) {
     const Image8 src = makeCoordinateImage(300, 200);
-    const std::uint32_t hashes[] = {3092649756u, 36204417u, 212056493u, 1714005869u};
+    const std::uint32_t hashes[] = {3092649756U, 36204417U, 212056493U, 1714005869U};
     for (std::size_t i = 0; i < std::size(scalers); ++i) {
-        _imgRGBABuffer8 dst(10000u);
+        _imgRGBABuffer8 dst(10000U);
         ASSERT_TRUE(scalers[i].fast(*src, dst, 77, 50));
         EXPECT_EQ(hashOf(dst), hashes[i]) << scalers[i].name;
     }
@@ -304,7 +304,7 @@ TEST(Scaling, AllSmallSizesAgreeWithThePlainRule) {
                 const int w = box / 14;
                 const int h = box % 14;
                 for (const NamedScaler& scaler : scalers) {
-                    _imgRGBABuffer8 dst(100u), expected(100u);
+                    _imgRGBABuffer8 dst(100U), expected(100U);
                     ASSERT_EQ(scaler.fast(*src, dst, w, h), scaler.plainRule(*src, expected, w, h));
                     ASSERT_EQ(differenceOf(dst, expected), "")
                         << scaler.name << ' ' << width << 'x' << height << " into " << w << 'x' << h;
@@ -334,7 +334,7 @@ TEST(Scaling, LargeFactorsAgreeWithThePlainRule) {
     const Image8 src = makeRandomImage(1500, 1000, 10);
     for (const int box : {3, 10, 20, 40, 60, 80}) {
         for (const NamedScaler& scaler : scalers) {
-            _imgRGBABuffer8 dst(10000u), expected(10000u);
+            _imgRGBABuffer8 dst(10000U), expected(10000U);
             ASSERT_TRUE(scaler.fast(*src, dst, box, 0));
             ASSERT_TRUE(scaler.plainRule(*src, expected, box, 0));
             ASSERT_EQ(differenceOf(dst, expected), "") << scaler.name << ' ' << box;
@@ -348,7 +348,7 @@ TEST(Scaling, RandomFloatImagesAgreeWithThePlainRule) {
         const ImageF src = makeRandomFloatImage(drawInt(seed, 90), drawInt(seed, 90), seed);
         const int w = drawInt(seed, 60) - 3;
         const int h = drawInt(seed, 60) - 3;
-        _imgRGBABuffer8 dst(3000u), expected(3000u);
+        _imgRGBABuffer8 dst(3000U), expected(3000U);
         ASSERT_EQ(kximgRGBABuffer8_Scale4(*src, dst, w, h, false), plain::scale4(*src, expected, w, h));
         ASSERT_EQ(differenceOf(dst, expected), "") << w << 'x' << h;
     }
@@ -382,7 +382,7 @@ TEST(Scaling, ImageMayBeScaledIntoItself) {
 }
 
 TEST(Scaling, SourceWithoutPixelsGivesATargetWithoutPixels) {
-    const _imgRGBABuffer8 src(0u);
+    const _imgRGBABuffer8 src(0U);
     for (const NamedScaler& scaler : scalers) {
         const Image8 dst = makeUniformImage(3, 3, {1, 2, 3, 4});
         EXPECT_TRUE(scaler.fast(src, *dst, 10, 10)) << scaler.name;
@@ -397,14 +397,14 @@ TEST(Scaling, NonsenseSizesAndBoxesAreHarmless) {
                             {INT_MAX, INT_MAX}, {INT_MAX, 2}};
     for (const int width : extents) {
         for (const int height : extents) {
-            _imgRGBABuffer8 src(24u);
-            _imgRGBABufferf floats(24u);
+            _imgRGBABuffer8 src(24U);
+            _imgRGBABufferf floats(24U);
             src.width = floats.width = width;
             src.height = floats.height = height;
             src.pixelCount = floats.pixelCount = UINT_MAX;
             for (const auto& box : boxes) {
                 for (const NamedScaler& scaler : scalers) {
-                    _imgRGBABuffer8 dst(30u);
+                    _imgRGBABuffer8 dst(30U);
                     dst.width = height;
                     dst.height = width;
                     scaler.fast(src, dst, box[0], box[1]);
@@ -438,7 +438,7 @@ void plainScaleAt(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, const Placem
 TEST(PlacedScaling, DrawsTheScaledSizeAtThePosition) {
     const Image8 src = makeUniformImage(10, 8, {9, 9, 9, 9});
     const Image8 dst = makeUniformImage(20, 20, {1, 2, 3, 4});
-    scaleAt(*src, *dst, {0.5f, 0.25f, 3, 4, false});
+    scaleAt(*src, *dst, {0.5F, 0.25F, 3, 4, false});
     for (int y = 0; y < 20; ++y) {
         for (int x = 0; x < 20; ++x) {
             const bool drawn = x >= 3 && x < 8 && y >= 4 && y < 6;
@@ -452,8 +452,8 @@ TEST(PlacedScaling, NegativePositionsBecomeZero) {
     const Image8 src = makeCoordinateImage(12, 12);
     const Image8 at = makeImage(10, 10);
     const Image8 negative = makeImage(10, 10);
-    scaleAt(*src, *at, {0.5f, 0.5f, 0, 0, false});
-    scaleAt(*src, *negative, {0.5f, 0.5f, -5, INT_MIN, false});
+    scaleAt(*src, *at, {0.5F, 0.5F, 0, 0, false});
+    scaleAt(*src, *negative, {0.5F, 0.5F, -5, INT_MIN, false});
     EXPECT_EQ(differenceOf(*at, *negative), "");
     EXPECT_NE(pixelText(*at, 5, 5), "0 0 0 0");
 }
@@ -464,13 +464,13 @@ TEST(PlacedScaling, HeaderIsCopiedEvenWhenNothingIsDrawn) {
     const Image8 dst = makeRandomImage(5, 5, 2);
     const Image8 expected = makeCopy(*dst);
     expected->sourceHeight = 555;
-    scaleAt(*src, *dst, {1.0f, 1.0f, 0, 0, false});  // 10 x 10 into 25 pixels
+    scaleAt(*src, *dst, {1.0F, 1.0F, 0, 0, false});  // 10 x 10 into 25 pixels
     EXPECT_EQ(differenceOf(*dst, *expected), "");
-    scaleAt(*src, *dst, {0.5f, 0.04f, 0, 0, false});  // height 0
+    scaleAt(*src, *dst, {0.5F, 0.04F, 0, 0, false});  // height 0
     EXPECT_EQ(differenceOf(*dst, *expected), "");
-    scaleAt(*src, *dst, {0.5f, 0.5f, 1, 0, false});  // 6 x 5 pixels from the corner on
+    scaleAt(*src, *dst, {0.5F, 0.5F, 1, 0, false});  // 6 x 5 pixels from the corner on
     EXPECT_EQ(differenceOf(*dst, *expected), "");
-    scaleAt(*src, *dst, {0.5f, 0.5f, 0, 0, false});  // fits
+    scaleAt(*src, *dst, {0.5F, 0.5F, 0, 0, false});  // fits
     EXPECT_NE(differenceOf(*dst, *expected), "");
 }
 
@@ -480,11 +480,11 @@ TEST(PlacedScaling, EnlargementsThatKeepAspectStartInside) {
         Placement at;
         const char* first;
     } cases[] = {// steps 0.5 and 0.25: the start is round((1 - 0.125) * 5) = 4 columns, the step 0.25
-                 {{2.0f, 4.0f, 0, 0, true}, "4 0 0 255"},
-                 {{4.0f, 2.0f, 0, 0, true}, "0 4 0 255"},
+                 {{2.0F, 4.0F, 0, 0, true}, "4 0 0 255"},
+                 {{4.0F, 2.0F, 0, 0, true}, "0 4 0 255"},
                  // equal steps count for the rows: round(0.75 * 5) = 4
-                 {{2.0f, 2.0f, 0, 0, true}, "0 4 0 255"},
-                 {{2.0f, 2.0f, 0, 0, false}, "0 0 0 255"}};
+                 {{2.0F, 2.0F, 0, 0, true}, "0 4 0 255"},
+                 {{2.0F, 2.0F, 0, 0, false}, "0 0 0 255"}};
     for (const auto& c : cases) {
         const Image8 dst = makeImage(40, 40);
         scaleAt(*src, *dst, c.at);
@@ -495,7 +495,7 @@ TEST(PlacedScaling, EnlargementsThatKeepAspectStartInside) {
 TEST(PlacedScaling, ReductionsThatKeepAspectStartAtTheCorner) {
     const Image8 src = makeCoordinateImage(40, 40);
     const Image8 dst = makeImage(20, 20);
-    scaleAt(*src, *dst, {0.25f, 0.5f, 0, 0, true});  // steps 4 and 2 become 2
+    scaleAt(*src, *dst, {0.25F, 0.5F, 0, 0, true});  // steps 4 and 2 become 2
     EXPECT_EQ(pixelText(*dst, 0, 0), "0 0 0 255");   // columns 0, 1 and 1
     EXPECT_EQ(pixelText(*dst, 9, 19), "18 38 0 255");
     EXPECT_EQ(pixelText(*dst, 10, 0), "0 0 0 0");  // the drawn size is that of the factors
@@ -504,7 +504,7 @@ TEST(PlacedScaling, ReductionsThatKeepAspectStartAtTheCorner) {
 TEST(PlacedScaling, PixelsBesideTheTargetAreLeftOut) {
     const Image8 src = makeUniformImage(10, 10, {9, 9, 9, 9});
     const Image8 dst = makeUniformImage(4, 30, {1, 2, 3, 4}, 100);
-    scaleAt(*src, *dst, {1.0f, 1.0f, 2, 1, false});
+    scaleAt(*src, *dst, {1.0F, 1.0F, 2, 1, false});
     EXPECT_EQ(pixelText(*dst, 1, 1), "1 2 3 4");
     EXPECT_EQ(pixelText(*dst, 3, 10), "9 9 9 9");
     EXPECT_EQ(pixelText(*dst, 0, 2), "1 2 3 4");
@@ -517,7 +517,7 @@ TEST(PlacedScaling, AgreesWithThePlainRule) {
         const Image8 src = makeRandomImage(drawInt(seed, 60), drawInt(seed, 60), seed);
         const Image8 dst = makeRandomImage(1 + drawInt(seed, 90), 1 + drawInt(seed, 90), seed, draw(seed, 900));
         const Image8 expected = makeCopy(*dst);
-        const Placement at{0.02f + kxRand(seed) * 2, 0.02f + kxRand(seed) * 2, drawInt(seed, 50) - 10,
+        const Placement at{0.02F + kxRand(seed) * 2, 0.02F + kxRand(seed) * 2, drawInt(seed, 50) - 10,
                            drawInt(seed, 50) - 10, i % 2 == 0};
         scaleAt(*src, *dst, at);
         plainScaleAt(*src, *expected, at);
@@ -526,7 +526,7 @@ TEST(PlacedScaling, AgreesWithThePlainRule) {
 }
 
 TEST(PlacedScaling, ImageMayBePlacedOntoItself) {
-    for (const float factor : {0.3f, 0.5f, 1.0f}) {
+    for (const float factor : {0.3F, 0.5F, 1.0F}) {
         const Image8 fast = makeRandomImage(40, 40, 3, 400);
         const Image8 expected = makeCopy(*fast);
         const Placement at{factor, factor, 3, 2, false};
@@ -538,9 +538,9 @@ TEST(PlacedScaling, ImageMayBePlacedOntoItself) {
 
 TEST(PlacedScaling, NonsenseFactorsDrawNothing) {
     const Image8 src = makeRandomImage(10, 10, 4);
-    const float nonsense[] = {0.0f, -0.0f, -1.0f, -1e30f, 1e-30f, 1e30f, INFINITY, -INFINITY, NAN, 1e-45f};
+    const float nonsense[] = {0.0F, -0.0F, -1.0F, -1e30F, 1e-30F, 1e30F, INFINITY, -INFINITY, NAN, 1e-45F};
     for (const float sx : nonsense) {
-        for (const float sy : {0.5f, 0.0f, -1.0f, 1e30f, INFINITY, NAN}) {
+        for (const float sy : {0.5F, 0.0F, -1.0F, 1e30F, INFINITY, NAN}) {
             for (const bool keepAspect : {false, true}) {
                 const Image8 dst = makeRandomImage(10, 10, 5);
                 const Image8 before = makeCopy(*dst);
@@ -557,11 +557,11 @@ TEST(PlacedScaling, NonsenseFactorsDrawNothing) {
 // Run under the sanitizers.
 TEST(PlacedScaling, NonsenseSizesAreHarmless) {
     const int extents[] = {INT_MIN, -65537, -1, 0, 1, 24, 65537, INT_MAX};
-    const float factors[] = {-1.0f, -1e-6f, 0.0f, 1e-9f, 0.4f, 1.0f, 3.0f, 1e9f, NAN, INFINITY};
+    const float factors[] = {-1.0F, -1e-6F, 0.0F, 1e-9F, 0.4F, 1.0F, 3.0F, 1e9F, NAN, INFINITY};
     for (const int width : extents) {
         for (const int height : extents) {
-            _imgRGBABuffer8 src(24u);
-            _imgRGBABuffer8 dst(30u);
+            _imgRGBABuffer8 src(24U);
+            _imgRGBABuffer8 dst(30U);
             src.width = dst.height = width;
             src.height = dst.width = height;
             src.pixelCount = dst.pixelCount = UINT_MAX;
@@ -593,8 +593,8 @@ int lowestFirstPosition(const kxSampling::Offsets<N>& offsets, double spread, fl
 }  // namespace
 
 TEST(Scaling, JitterOfTheFirstPixelNeverLeadsAboveTheImage) {
-    for (float factor = 1.0f; factor < 1e9f; factor *= 3.0f) {
-        EXPECT_GE(lowestFirstPosition(kxSampling::offsets16, static_cast<double>(0.14f), factor), 0) << factor;
-        EXPECT_GE(lowestFirstPosition(kxSampling::offsets9, static_cast<double>(0.15f), factor), 0) << factor;
+    for (float factor = 1.0F; factor < 1e9F; factor *= 3.0F) {
+        EXPECT_GE(lowestFirstPosition(kxSampling::offsets16, static_cast<double>(0.14F), factor), 0) << factor;
+        EXPECT_GE(lowestFirstPosition(kxSampling::offsets9, static_cast<double>(0.15F), factor), 0) << factor;
     }
 }

@@ -231,7 +231,7 @@ TEST_F(KxFileSystemFaults, ReadErrorEndsTheListing) {
         EXPECT_GE(entries, most);
         most = entries;
     }
-    EXPECT_EQ(most, 3u);
+    EXPECT_EQ(most, 3U);
 }
 
 TEST_F(KxFileSystemFaults, DirectoryThatCantBeOpenedYieldsNoEntries) {

@@ -146,7 +146,7 @@ TEST(KxNameFilter, RandomNamesAgreeWithThePlainRule) {
         ASSERT_EQ(result, plainListed(dir, prefix, suffix)) << bytesOf(prefix) << " " << bytesOf(suffix);
         matches += result.size();
     }
-    EXPECT_GT(matches, 1000u) << "the random texts match too seldom to show anything";
+    EXPECT_GT(matches, 1000U) << "the random texts match too seldom to show anything";
 }
 
 }  // namespace

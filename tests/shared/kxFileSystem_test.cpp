@@ -256,7 +256,7 @@ TEST(KxDirListing, NoDescriptorLeftMeansNoEntries) {
     const size_t entries = listed(dir.qpath()).size();
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
     EXPECT_FALSE(directoryExists);
-    EXPECT_EQ(entries, 0u);
+    EXPECT_EQ(entries, 0U);
     EXPECT_TRUE(fileExists) << "a status needs no descriptor";
 }
 

@@ -31,8 +31,8 @@ constexpr HostileSize hostileSizes[] = {{65537, 65537, 131073},
                                         {INT_MAX, INT_MAX, 1},
                                         {INT_MIN, INT_MIN, 0},
                                         {-1, -1, 1},
-                                        {-5, 7, 4294967261u},
-                                        {7, -5, 4294967261u},
+                                        {-5, 7, 4294967261U},
+                                        {7, -5, 4294967261U},
                                         {0, 0, UINT_MAX},
                                         {1, INT_MAX, INT_MAX},
                                         {INT_MAX, 1, UINT_MAX},
@@ -40,7 +40,7 @@ constexpr HostileSize hostileSizes[] = {{65537, 65537, 131073},
                                         {3, 1000000, 3000000},
                                         {10, 10, 0},
                                         {10, 10, UINT_MAX},
-                                        {INT_MIN, 1, 2147483648u}};
+                                        {INT_MIN, 1, 2147483648U}};
 
 void setHostile(kxP::_imgRGBABuffer_all& image, const HostileSize& size) {
     image.width = size.width;
@@ -63,14 +63,14 @@ void fillHeader(kxP::_imgRGBABuffer_all& image) {
 
 void expectHeader(const kxP::_imgRGBABuffer_all& image) {
     EXPECT_EQ(image.valid, 1);
-    EXPECT_EQ(+image.headerReserve1, 11u);
+    EXPECT_EQ(+image.headerReserve1, 11U);
     EXPECT_EQ(+image.sourceWidth, 1920);
     EXPECT_EQ(+image.sourceHeight, 1080);
     EXPECT_EQ(image.headerReserve2, 22);
     EXPECT_EQ(image.bitsPerChannel, 32);
     EXPECT_EQ(image.headerReserve3, 33);
     EXPECT_EQ(image.formatText.toQString(), text("Float RGBA"));
-    EXPECT_EQ(+image.headerValue, 44u);
+    EXPECT_EQ(+image.headerValue, 44U);
     EXPECT_EQ(image.flags, KX_IMG_GAMMA22 | KX_IMG_SUPERWHITE);
 }
 
@@ -93,9 +93,9 @@ TEST(ImageBuffer, FlagsAreBitsOneByOne) {
 }
 
 TEST(ImageBuffer, IsBornBlackWithoutSizeAndWithAClearedHeader) {
-    const _imgRGBABuffer8 image(50u);
+    const _imgRGBABuffer8 image(50U);
     expectSize(image, 0, 0);
-    EXPECT_EQ(+image.capacity, 50u);
+    EXPECT_EQ(+image.capacity, 50U);
     EXPECT_EQ(image.bytesPerPixel, 4);
     const auto* header = reinterpret_cast<const unsigned char*>(&image);
     for (std::size_t i = 0; i < offsetof(_imgRGBABuffer8, bytesPerPixel); ++i) ASSERT_EQ(header[i], 0) << i;
@@ -103,14 +103,14 @@ TEST(ImageBuffer, IsBornBlackWithoutSizeAndWithAClearedHeader) {
 }
 
 TEST(ImageBuffer, FloatsTakeSixteenBytesAPixel) {
-    const _imgRGBABufferf image(50u);
+    const _imgRGBABufferf image(50U);
     EXPECT_EQ(image.bytesPerPixel, 16);
     for (int i = 0; i < 800; ++i) ASSERT_EQ(image.pixels[i], 0) << i;
 }
 
 TEST(ImageBuffer, HasNoCapacityWhenMemoryIsNotToBeHad) {
     const auto allocateTooMuch = [] {
-        const rlimit limit{1u << 30, 1u << 30};
+        const rlimit limit{1U << 30, 1U << 30};
         setrlimit(RLIMIT_AS, &limit);
         const unsigned wanted = UINT_MAX;
         _imgRGBABufferf image(wanted);
@@ -123,7 +123,7 @@ TEST(ImageBuffer, HasNoCapacityWhenMemoryIsNotToBeHad) {
 }
 
 TEST(ImageBuffer, WidthShrinksToTheLargestThatFits) {
-    _imgRGBABuffer8 image(100u);
+    _imgRGBABuffer8 image(100U);
     image.setHeight(10);
     image.setWidth(50);
     expectSize(image, 10, 10);
@@ -133,7 +133,7 @@ TEST(ImageBuffer, WidthShrinksToTheLargestThatFits) {
 }
 
 TEST(ImageBuffer, HeightShrinksToTheLargestThatFits) {
-    _imgRGBABuffer8 image(100u);
+    _imgRGBABuffer8 image(100U);
     image.setWidth(30);
     image.setHeight(50);
     expectSize(image, 30, 3);
@@ -142,7 +142,7 @@ TEST(ImageBuffer, HeightShrinksToTheLargestThatFits) {
 }
 
 TEST(ImageBuffer, HeightOfAnImageWithoutWidthIsSetWithoutDivision) {
-    _imgRGBABuffer8 image(100u);
+    _imgRGBABuffer8 image(100U);
     image.setHeight(1000000);
     expectSize(image, 0, 1000000);
     image.setWidth(5);
@@ -150,7 +150,7 @@ TEST(ImageBuffer, HeightOfAnImageWithoutWidthIsSetWithoutDivision) {
 }
 
 TEST(ImageBuffer, SizesAreComparedAsUnsignedNumbers) {
-    _imgRGBABuffer8 image(200000u);
+    _imgRGBABuffer8 image(200000U);
     image.setHeight(10);
     image.setWidth(-5);  // 4294967246 pixels
     expectSize(image, 20000, 10);
@@ -184,7 +184,7 @@ TEST(ImageBuffer, TellsWhichSizesFit) {
                        {1, 100, true},        {65536, 65536, false},
                        {UINT_MAX, 1, false},  {7, 14, true},
                        {65537, 65537, false}, {UINT_MAX, UINT_MAX, false}};
-    const _imgRGBABuffer8 image(100u);
+    const _imgRGBABuffer8 image(100U);
     for (const auto& c : cases) EXPECT_EQ(image.doesImageSizeFit(c.w, c.h), c.fits) << c.w << " x " << c.h;
 }
 
@@ -195,7 +195,7 @@ TEST(ImageBuffer, PositionsRunRowByRow) {
     EXPECT_EQ(image->pixels[33], 10);
     EXPECT_EQ(image->pixels[34], 20);
     EXPECT_EQ(image->pixels[35], 30);
-    EXPECT_EQ(image->read(8u).r, 200);
+    EXPECT_EQ(image->read(8U).r, 200);
     image->write(4, 2, 1, 2, 3, 4);
     EXPECT_EQ(pixelText(*image, 4, 2), "1 2 3 4");
     image->write(0, red);
@@ -210,7 +210,7 @@ TEST(ImageBuffer, WritesOutsideTheImageDoNothing) {
     for (const auto& p : outside) {
         image->write(p[0], p[1], red);
         image->write(p[0], p[1], 1, 2, 3, 4);
-        image->writeMix(p[0], p[1], red, 1.0f);
+        image->writeMix(p[0], p[1], red, 1.0F);
     }
     for (const int index : {-1, 15, 21, 22, INT_MIN, INT_MAX}) image->write(index, red);
     EXPECT_EQ(differenceOf(*image, *before), "");
@@ -233,31 +233,31 @@ TEST(ImageBuffer, ReadByIndexTakesTheNearestPixel) {
     const struct {
         unsigned index;
         int r;
-    } cases[] = {{0, 5}, {3, 35}, {4, 35}, {6, 35}, {INT_MAX, 35}, {2147483648u, 5}, {UINT_MAX, 5}};
+    } cases[] = {{0, 5}, {3, 35}, {4, 35}, {6, 35}, {INT_MAX, 35}, {2147483648U, 5}, {UINT_MAX, 5}};
     for (const auto& c : cases) EXPECT_EQ(image->read(c.index).r, c.r) << c.index;
 }
 
 TEST(ImageBuffer, ReadByIndexOfAnEmptyBufferIsAllZero) {
-    const _imgRGBABuffer8 without(0u);
-    const _imgRGBABuffer8 unsized(10u);
-    const _imgRGBABufferf floats(10u);
-    for (const unsigned index : {0u, 1u, UINT_MAX}) {
+    const _imgRGBABuffer8 without(0U);
+    const _imgRGBABuffer8 unsized(10U);
+    const _imgRGBABufferf floats(10U);
+    for (const unsigned index : {0U, 1U, UINT_MAX}) {
         EXPECT_EQ(without.read(index).a, 0);
         EXPECT_EQ(unsized.read(index).a, 0);
-        EXPECT_EQ(floats.read(index).a, 0.0f);
+        EXPECT_EQ(floats.read(index).a, 0.0F);
     }
 }
 
 TEST(ImageBuffer, FloatsAreReadAsTheyWereWritten) {
     const ImageF image = makeFloatImage(2, 2);
-    image->write(3, {-1.0f, 0.5f, 2.0f, 1.0f});
-    EXPECT_EQ(image->read(3).r, -1.0f);
-    EXPECT_EQ(image->read(9).g, 0.5f);
-    EXPECT_EQ(image->read(3).b, 2.0f);
-    EXPECT_EQ(image->read(3).a, 1.0f);
-    EXPECT_EQ(image->read(UINT_MAX).a, 0.0f);
+    image->write(3, {-1.0F, 0.5F, 2.0F, 1.0F});
+    EXPECT_EQ(image->read(3).r, -1.0F);
+    EXPECT_EQ(image->read(9).g, 0.5F);
+    EXPECT_EQ(image->read(3).b, 2.0F);
+    EXPECT_EQ(image->read(3).a, 1.0F);
+    EXPECT_EQ(image->read(UINT_MAX).a, 0.0F);
     for (const int index : {-1, 4, INT_MIN, INT_MAX}) image->write(index, {9, 9, 9, 9});
-    EXPECT_EQ(image->read(0).r, 0.0f);
+    EXPECT_EQ(image->read(0).r, 0.0F);
 }
 
 TEST(ImageBuffer, WriteMultiStopsAtTheCapacity) {
@@ -269,14 +269,14 @@ TEST(ImageBuffer, WriteMultiStopsAtTheCapacity) {
         {0, 3, 0, 3},  {4, 10, 4, 2},      {5, INT_MAX, 5, 1},       {6, 1, 0, 0}, {-1, 3, 0, 0}, {0, 0, 0, 0},
         {0, -3, 0, 0}, {INT_MIN, 5, 0, 0}, {INT_MAX, INT_MAX, 0, 0}, {2, 1, 2, 1}};
     for (const auto& c : cases) {
-        _imgRGBABuffer8 image(6u);
+        _imgRGBABuffer8 image(6U);
         image.writeMulti(c.start, bytes, c.count);
         for (int i = 0; i < 24; ++i) {
             const int from = i - 4 * c.firstWritten;
             EXPECT_EQ(image.pixels[i], from >= 0 && from < 4 * c.written ? from + 1 : 0) << c.start << ' ' << i;
         }
     }
-    _imgRGBABuffer8 image(6u);
+    _imgRGBABuffer8 image(6U);
     image.writeMulti(0, nullptr, 3);
     EXPECT_EQ(image.pixels[0], 0);
 }
@@ -285,10 +285,10 @@ TEST(ImageBuffer, WriteMixWeighsColoursAndKeepsAlpha) {
     const struct {
         float amount;
         const char* result;
-    } cases[] = {{0.0f, "100 200 0 77"},   {1.0f, "200 10 255 77"},     {0.5f, "150 105 127 77"},
-                 {0.25f, "125 152 63 77"}, {-3.0f, "100 200 0 77"},     {2.0f, "200 10 255 77"},
+    } cases[] = {{0.0F, "100 200 0 77"},   {1.0F, "200 10 255 77"},     {0.5F, "150 105 127 77"},
+                 {0.25F, "125 152 63 77"}, {-3.0F, "100 200 0 77"},     {2.0F, "200 10 255 77"},
                  {NAN, "100 200 0 77"},    {INFINITY, "200 10 255 77"}, {-INFINITY, "100 200 0 77"},
-                 {0.1f, "110 181 25 77"},  {1e-30f, "100 200 0 77"}};
+                 {0.1F, "110 181 25 77"},  {1e-30F, "100 200 0 77"}};
     for (const auto& c : cases) {
         const Image8 image = makeUniformImage(2, 1, {100, 200, 0, 77});
         image->writeMix(1, 0, {200, 10, 255, 3}, c.amount);
@@ -301,29 +301,29 @@ TEST(ImageBuffer, CopyTakesSizeHeaderAndPixels) {
     for (const bool withPixels : {true, false}) {
         const Image8 image = makeRandomImage(5, 3, 3);
         fillHeader(*image);
-        _imgRGBABuffer8 target(100u);
+        _imgRGBABuffer8 target(100U);
         image->copyTo(target, withPixels);
         expectSize(target, 5, 3);
         expectHeader(target);
-        EXPECT_EQ(+target.capacity, 100u);
+        EXPECT_EQ(+target.capacity, 100U);
         EXPECT_EQ(std::memcmp(target.pixels, image->pixels, 60), 0);
     }
 }
 
 TEST(ImageBuffer, CopyTakesASinglePixelAndNone) {
     const Image8 pixel = makeUniformImage(1, 1, {1, 2, 3, 4});
-    _imgRGBABuffer8 target(100u);
+    _imgRGBABuffer8 target(100U);
     pixel->copyTo(target, true);
     expectSize(target, 1, 1);
     EXPECT_EQ(std::memcmp(target.pixels, pixel->pixels, 4), 0);
-    const _imgRGBABuffer8 empty(0u);
+    const _imgRGBABuffer8 empty(0U);
     empty.copyTo(target, true);
     expectSize(target, 0, 0);
 }
 
 TEST(ImageBuffer, CopyOfFloatsTakesAllBytes) {
     const ImageF image = makeRandomFloatImage(5, 3, 3);
-    _imgRGBABufferf target(15u);
+    _imgRGBABufferf target(15U);
     image->copyTo(target, true);
     expectSize(target, 5, 3);
     EXPECT_EQ(std::memcmp(target.pixels, image->pixels, 240), 0);
@@ -355,13 +355,13 @@ TEST(ImageBuffer, CopyToItselfChangesNothing) {
 TEST(ImageBuffer, HeaderGoesBetweenBufferTypesWithoutThePixelSize) {
     const ImageF floats = makeFloatImage(2, 2);
     fillHeader(*floats);
-    _imgRGBABuffer8 bytes(9u);
+    _imgRGBABuffer8 bytes(9U);
     bytes.setWidth(3);
     bytes.setHeight(1);
     bytes.copyHeaderFrom(*floats);
     expectHeader(bytes);
     EXPECT_EQ(bytes.bytesPerPixel, 4);
-    EXPECT_EQ(+bytes.capacity, 9u);
+    EXPECT_EQ(+bytes.capacity, 9U);
     expectSize(bytes, 3, 1);
     bytes.copyHeaderFrom(bytes);
     expectHeader(bytes);
@@ -372,9 +372,9 @@ TEST(ImageBuffer, NonsenseSizesNeverLeadOutsideTheMemory) {
     const int positions[] = {INT_MIN, -65537, -1, 0, 1, 5, 23, 24, 65536, 65537, 1000000, INT_MAX};
     const unsigned char bytes[400] = {};
     for (const HostileSize& size : hostileSizes) {
-        _imgRGBABuffer8 image(24u);
+        _imgRGBABuffer8 image(24U);
         setHostile(image, size);
-        EXPECT_LE(image.pixelsInMemory(), 24u);
+        EXPECT_LE(image.pixelsInMemory(), 24U);
         EXPECT_LE(1LL * image.rowsInMemory() * std::max(+image.width, 0), 24) << size.width;
         for (const int p : positions) {
             EXPECT_EQ(image.read(static_cast<unsigned>(p)).r, 0);
@@ -385,7 +385,7 @@ TEST(ImageBuffer, NonsenseSizesNeverLeadOutsideTheMemory) {
                 image.read(colour, p, q);
                 EXPECT_EQ(colour.r, 0);
                 image.write(p, q, colour);
-                image.writeMix(p, q, colour, 0.5f);
+                image.writeMix(p, q, colour, 0.5F);
             }
         }
     }
@@ -393,11 +393,11 @@ TEST(ImageBuffer, NonsenseSizesNeverLeadOutsideTheMemory) {
 
 TEST(ImageBuffer, NonsenseSizesAreCopiedAsFarAsTheyAreInMemory) {
     for (const HostileSize& size : hostileSizes) {
-        _imgRGBABuffer8 image(24u);
-        _imgRGBABuffer8 target(20u);
+        _imgRGBABuffer8 image(24U);
+        _imgRGBABuffer8 target(20U);
         setHostile(image, size);
         image.copyTo(target, true);
-        EXPECT_LE(+target.pixelCount, 20u) << size.width << " x " << size.height;
+        EXPECT_LE(+target.pixelCount, 20U) << size.width << " x " << size.height;
         EXPECT_EQ(1LL * target.width * target.height, +target.pixelCount);
         EXPECT_GE(+target.width, 0);
         EXPECT_GE(+target.height, 0);
@@ -406,7 +406,7 @@ TEST(ImageBuffer, NonsenseSizesAreCopiedAsFarAsTheyAreInMemory) {
 
 TEST(ImageBuffer, NonsenseSizesAreOverwrittenBySettingASize) {
     for (const HostileSize& size : hostileSizes) {
-        _imgRGBABuffer8 image(24u);
+        _imgRGBABuffer8 image(24U);
         setHostile(image, size);
         image.setWidth(0);
         image.setHeight(4);
@@ -417,8 +417,8 @@ TEST(ImageBuffer, NonsenseSizesAreOverwrittenBySettingASize) {
 
 TEST(Rand, GivesTheSameSequenceEverywhere) {
     unsigned seed = 4325;
-    const float expected[] = {15304717 / 16777216.0f, 9602460 / 16777216.0f, 3067070 / 16777216.0f,
-                              12811911 / 16777216.0f};
+    const float expected[] = {15304717 / 16777216.0F, 9602460 / 16777216.0F, 3067070 / 16777216.0F,
+                              12811911 / 16777216.0F};
     for (const float value : expected) EXPECT_EQ(kxRand(seed), value);
 }
 
@@ -427,11 +427,11 @@ TEST(Rand, StaysBelowOneAndReachesBothEnds) {
     float lowest = 1, highest = 0;
     for (int i = 0; i < 200000; ++i) {
         const float value = kxRand(seed);
-        ASSERT_GE(value, 0.0f);
-        ASSERT_LT(value, 1.0f);
+        ASSERT_GE(value, 0.0F);
+        ASSERT_LT(value, 1.0F);
         lowest = std::min(lowest, value);
         highest = std::max(highest, value);
     }
-    EXPECT_LT(lowest, 0.0001f);
-    EXPECT_GT(highest, 0.9999f);
+    EXPECT_LT(lowest, 0.0001F);
+    EXPECT_GT(highest, 0.9999F);
 }

@@ -30,9 +30,9 @@ size_t virtualTableEntry(MemberFunction function) {
 }
 
 TEST(KXlog, LogIsThe13thVirtualOperation) {
-    EXPECT_EQ(virtualTableEntry(&__KXlog::reserved1), 1u);
-    EXPECT_EQ(virtualTableEntry(&__KXlog::reserved12), 12u);
-    EXPECT_EQ(virtualTableEntry(&__KXlog::log), 13u);
+    EXPECT_EQ(virtualTableEntry(&__KXlog::reserved1), 1U);
+    EXPECT_EQ(virtualTableEntry(&__KXlog::reserved12), 12U);
+    EXPECT_EQ(virtualTableEntry(&__KXlog::log), 13U);
 }
 #endif
 
@@ -40,7 +40,7 @@ TEST(KXlog, LinesReachTheDerivedLogThroughTheBase) {
     RecordingLog recording;
     __KXlog* log = &recording;
     log->log(10, 8, QStringLiteral("DirList"));
-    ASSERT_EQ(recording.lines.size(), 1u);
+    ASSERT_EQ(recording.lines.size(), 1U);
     EXPECT_EQ(recording.lines[0].level, 10);
     EXPECT_EQ(recording.lines[0].category, 8);
     EXPECT_EQ(recording.lines[0].text, QStringLiteral("DirList"));

@@ -59,12 +59,12 @@ TEST(KxString8, StartsEmpty) {
 }
 
 TEST(KxString8, SizeIsLengthTextAndTerminatorRoundedUpTo2) {
-    EXPECT_EQ(sizeof(_kxString8_allSize<1>), 4u);
-    EXPECT_EQ(sizeof(_kxString8_allSize<14>), 18u);
-    EXPECT_EQ(sizeof(_kxString8_allSize<15>), 18u);
-    EXPECT_EQ(sizeof(_kxString8_allSize<50>), 54u);
-    EXPECT_EQ(sizeof(_kxString8_allSize<250>), 254u);
-    EXPECT_EQ(sizeof(_kxString8_allSize<500>), 504u);
+    EXPECT_EQ(sizeof(_kxString8_allSize<1>), 4U);
+    EXPECT_EQ(sizeof(_kxString8_allSize<14>), 18U);
+    EXPECT_EQ(sizeof(_kxString8_allSize<15>), 18U);
+    EXPECT_EQ(sizeof(_kxString8_allSize<50>), 54U);
+    EXPECT_EQ(sizeof(_kxString8_allSize<250>), 254U);
+    EXPECT_EQ(sizeof(_kxString8_allSize<500>), 504U);
 }
 
 TEST(KxString8, LiesInMemoryAsLengthTextAndZeros) {
@@ -177,7 +177,7 @@ TEST(KxString8, AppendingGivesAQString) {
 }
 
 TEST(KxString8, DamagedLengthNeverReadsBeyondTheCapacity) {
-    for (const unsigned length : {9u, 10u, 255u, 32767u, 32768u, 65535u}) {
+    for (const unsigned length : {9U, 10U, 255U, 32767U, 32768U, 65535U}) {
         const Text8 damaged = fromMemory<Text8>(lengthBytes(length) + "12345678" + std::string(2, '\0'));
         EXPECT_EQ(damaged.length(), 8);
         EXPECT_FALSE(damaged.isIntact());
@@ -199,8 +199,8 @@ TEST(KxString8, MissingTerminatorIsNotIntact) {
 }
 
 TEST(KxString16, SizeIsLengthTextAndTerminator) {
-    EXPECT_EQ(sizeof(_kxString<1>), 6u);
-    EXPECT_EQ(sizeof(_kxString<250>), 504u);
+    EXPECT_EQ(sizeof(_kxString<1>), 6U);
+    EXPECT_EQ(sizeof(_kxString<250>), 504U);
 }
 
 TEST(KxString16, LiesInMemoryAsLengthAndUnits) {
@@ -254,7 +254,7 @@ TEST(KxString16, AssignsFromItself) {
 }
 
 TEST(KxString16, DamagedLengthNeverReadsBeyondTheCapacity) {
-    for (const unsigned length : {9u, 10u, 255u, 32767u, 32768u, 65535u}) {
+    for (const unsigned length : {9U, 10U, 255U, 32767U, 32768U, 65535U}) {
         const Text16 damaged = fromMemory<Text16>(lengthBytes(length) + std::string(18, 'x'));
         EXPECT_EQ(damaged.length(), 8);
         EXPECT_EQ(damaged.toQString(), QString(8, QChar(0x7878)));

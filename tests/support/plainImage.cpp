@@ -22,10 +22,10 @@ unsigned char byteOf(int value) {
     return static_cast<unsigned char>(value);
 }
 
-const float exponent = 1.0f / 2.2f;
+const float exponent = 1.0F / 2.2F;
 
 unsigned char gammaOf(int value) {
-    return byteOf(rounded(powf(static_cast<float>(value) / 255.0f, exponent) * 255.0f));
+    return byteOf(rounded(powf(static_cast<float>(value) / 255.0F, exponent) * 255.0F));
 }
 
 }  // namespace
@@ -77,13 +77,13 @@ Outcome prepare(const Source& src, _imgRGBABuffer8& dst, int w, int h, bool prop
         dst.writeMulti(0, src.pixels, static_cast<int>(src.pixelCount));
         return Outcome::copied;
     }
-    fx = std::max(1.0f, static_cast<float>(src.width) / static_cast<float>(w));
-    fy = std::max(1.0f, static_cast<float>(src.height) / static_cast<float>(h));
+    fx = std::max(1.0F, static_cast<float>(src.width) / static_cast<float>(w));
+    fy = std::max(1.0F, static_cast<float>(src.height) / static_cast<float>(h));
     if (proportional) fx = fy = std::max(fx, fy);
     float width = static_cast<float>(src.width) / fx;
     float height = static_cast<float>(src.height) / fy;
-    if (proportional && cut(width) % 2 != 0) width -= 1.0f;
-    if (proportional && cut(height) % 2 != 0) height -= 1.0f;
+    if (proportional && cut(width) % 2 != 0) width -= 1.0F;
+    if (proportional && cut(height) % 2 != 0) height -= 1.0F;
     if (!dst.doesImageSizeFit(static_cast<unsigned>(cut(width)), static_cast<unsigned>(cut(height)))) {
         return Outcome::refused;
     }
@@ -132,10 +132,10 @@ _Rgba8 averageOf(const _imgRGBABufferf& src, const std::vector<int>& rows, const
     for (const int row : rows) {
         for (const int column : columns) {
             const _Rgbaf p = src.read(static_cast<unsigned>(row * src.width + column));
-            r += cut(p.r * 255.0f);
-            g += cut(p.g * 255.0f);
-            b += cut(p.b * 255.0f);
-            a += cut(p.a * 255.0f);
+            r += cut(p.r * 255.0F);
+            g += cut(p.g * 255.0F);
+            b += cut(p.b * 255.0F);
+            a += cut(p.a * 255.0F);
         }
     }
     const auto mean = [](int sum) { return sum <= -4 ? byteOf(0) : sum >= 1024 ? byteOf(255) : byteOf(sum / 4); };
@@ -166,49 +166,49 @@ int square(int w, int h) {
 }  // namespace
 
 bool scale16(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, int w, int h) {
-    const std::vector<float> offsets{0.0f, 0.5f, 0.25f, 0.75f};
+    const std::vector<float> offsets{0.0F, 0.5F, 0.25F, 0.75F};
     return scale(src, dst, w, square(w, h), true, offsets, offsets, 0.14000000059604645);
 }
 
 bool scale16NoProportions(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, int w, int h) {
-    return scale(src, dst, w, square(w, h), false, {0.0f, 0.22f, 0.53f, 0.72f}, {0.0f, 0.28f, 0.47f, 0.78f}, 0);
+    return scale(src, dst, w, square(w, h), false, {0.0F, 0.22F, 0.53F, 0.72F}, {0.0F, 0.28F, 0.47F, 0.78F}, 0);
 }
 
 bool scale9(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, int w, int h) {
     h = square(w, h);
-    const std::vector<float> offsets{0.0f, 0.333f, 0.666f};
+    const std::vector<float> offsets{0.0F, 0.333F, 0.666F};
     if (src.width < w * 5 / 2 && src.height < h * 5 / 2) return scale4(src, dst, w, h);
     return scale(src, dst, w, h, true, offsets, offsets, 0.15000000596046448);
 }
 
 bool scale4(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, int w, int h) {
-    return scale(src, dst, w, square(w, h), true, {0.0f, 0.5f}, {0.0f, 0.5f}, 0);
+    return scale(src, dst, w, square(w, h), true, {0.0F, 0.5F}, {0.0F, 0.5F}, 0);
 }
 
 bool scale4(const _imgRGBABufferf& src, _imgRGBABuffer8& dst, int w, int h) {
-    return scale(src, dst, w, square(w, h), true, {0.0f, 0.5f}, {0.0f, 0.5f}, 0);
+    return scale(src, dst, w, square(w, h), true, {0.0F, 0.5F}, {0.0F, 0.5F}, 0);
 }
 
 void scale9At(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, float sx, float sy, int x, int y, bool keepAspect) {
     x = std::max(x, 0);
     y = std::max(y, 0);
     dst.copyHeaderFrom(src);
-    float stepX = 1.0f / sx;
-    float stepY = 1.0f / sy;
+    float stepX = 1.0F / sx;
+    float stepY = 1.0F / sy;
     const int w = rounded(static_cast<float>(src.width) / stepX);
     const int h = rounded(static_cast<float>(src.height) / stepY);
     int offX = 0, offY = 0;
     if (keepAspect && stepX > stepY) {
-        offX = std::max(0, rounded((1.0f - stepX * stepY) * (static_cast<float>(src.width) * 0.5f)));
+        offX = std::max(0, rounded((1.0F - stepX * stepY) * (static_cast<float>(src.width) * 0.5F)));
         stepX = stepY;
     } else if (keepAspect) {
-        offY = std::max(0, rounded((1.0f - stepX * stepY) * (static_cast<float>(src.height) * 0.5f)));
+        offY = std::max(0, rounded((1.0F - stepX * stepY) * (static_cast<float>(src.height) * 0.5F)));
         stepY = stepX;
     }
     if (!dst.doesImageSizeFit(static_cast<unsigned>(x + w), static_cast<unsigned>(y + h)) || h < 1) return;
     const auto samples = [](int t, float step, int start, int extent) {
         std::vector<int> positions;
-        for (const float o : {0.0f, 0.333f, 0.666f}) {
+        for (const float o : {0.0F, 0.333F, 0.666F}) {
             positions.push_back(rounded((static_cast<float>(t) + o) * step) + start);
         }
         clampAll(positions, extent);
@@ -230,9 +230,9 @@ unsigned char part(unsigned char channel, float weight) {
 
 // The pixel under a translucent colour.
 _Rgba8 covered(_Rgba8 old, _Rgba8 c) {
-    const float a = static_cast<float>(c.a) / 255.0f;
-    return {byteOf(part(old.r, 1.0f - a) + part(c.r, a)), byteOf(part(old.g, 1.0f - a) + part(c.g, a)),
-            byteOf(part(old.b, 1.0f - a) + part(c.b, a)), old.a};
+    const float a = static_cast<float>(c.a) / 255.0F;
+    return {byteOf(part(old.r, 1.0F - a) + part(c.r, a)), byteOf(part(old.g, 1.0F - a) + part(c.g, a)),
+            byteOf(part(old.b, 1.0F - a) + part(c.b, a)), old.a};
 }
 
 void putLinePoint(_imgRGBABuffer8& image, _Rgba8 c, int x, int y) {
@@ -269,7 +269,7 @@ void drawLine(_imgRGBABuffer8& image, _Rgba8 c, int x0, int y0, int x1, int y1) 
 
 void drawLineAA(_imgRGBABuffer8& image, _Rgba8 c, float x0, float y0, float x1, float y1) {
     if (c.a == 0) return;
-    const float a = static_cast<float>(c.a) / 255.0f;
+    const float a = static_cast<float>(c.a) / 255.0F;
     const int xs = rounded(x0), xe = rounded(x1), ys = rounded(y0), ye = rounded(y1);
     if (std::fabs(x1 - x0) >= std::fabs(y1 - y0)) {
         if (xs == xe) {
@@ -280,7 +280,7 @@ void drawLineAA(_imgRGBABuffer8& image, _Rgba8 c, float x0, float y0, float x1, 
         for (int x = std::min(xs, xe); x <= std::max(xs, xe); ++x) {
             const float yf = (static_cast<float>(x) - x0) * slope + y0;
             const float fr = yf - floorf(yf);
-            image.writeMix(x, cut(floorf(yf)), c, (1.0f - fr) * a);
+            image.writeMix(x, cut(floorf(yf)), c, (1.0F - fr) * a);
             image.writeMix(x, cut(floorf(yf)) + 1, c, fr * a);
         }
         return;
@@ -289,7 +289,7 @@ void drawLineAA(_imgRGBABuffer8& image, _Rgba8 c, float x0, float y0, float x1, 
     for (int y = std::min(ys, ye); y <= std::max(ys, ye); ++y) {
         const float xf = (static_cast<float>(y) - y0) * slope + x0;
         const float fr = xf - floorf(xf);
-        image.writeMix(cut(floorf(xf)), y, c, (1.0f - fr) * a);
+        image.writeMix(cut(floorf(xf)), y, c, (1.0F - fr) * a);
         image.writeMix(cut(floorf(xf)) + 1, y, c, fr * a);
     }
 }
@@ -325,7 +325,7 @@ void drawImage(_imgRGBABuffer8& dst, _imgRGBABuffer8& src, int x, int y, int mod
     _Rgba8 p{204, 204, 204, 255};
     _Rgba8 q = p;
     const auto mix = [](unsigned char over, unsigned char under, float a) {
-        return byteOf(cut(static_cast<float>(over) * a + static_cast<float>(under) * (1.0f - a)));
+        return byteOf(cut(static_cast<float>(over) * a + static_cast<float>(under) * (1.0F - a)));
     };
     for (int sx = 0; sx < src.width; ++sx) {
         for (int sy = 0; sy < src.height; ++sy) {
@@ -333,7 +333,7 @@ void drawImage(_imgRGBABuffer8& dst, _imgRGBABuffer8& src, int x, int y, int mod
             if (p.a == 255) dst.write(x + sx, y + sy, p);
             if (p.a == 0 || p.a == 255) continue;
             dst.read(q, x + sx, y + sy);
-            const float a = static_cast<float>(p.a) / 255.0f;
+            const float a = static_cast<float>(p.a) / 255.0F;
             dst.write(x + sx, y + sy, {mix(p.r, q.r, a), mix(p.g, q.g, a), mix(p.b, q.b, a), q.a});
         }
     }
@@ -371,7 +371,7 @@ Image8 makeRandomImage(int width, int height, unsigned seed, unsigned spare) {
 
 ImageF makeRandomFloatImage(int width, int height, unsigned seed) {
     ImageF image = makeFloatImage(width, height);
-    const auto value = [&seed] { return kxRand(seed) * 2.5f - 0.5f; };
+    const auto value = [&seed] { return kxRand(seed) * 2.5F - 0.5F; };
     for (unsigned i = 0; i < image->capacity; ++i) {
         image->write(static_cast<int>(i), {value(), value(), value(), value()});
     }

@@ -248,9 +248,9 @@ TEST_P(DeletionPropertyTest, ExactlyTheFailingReadableFramesGoAndOnlyWithDel) {
         clearDirectory();
     }
     EXPECT_EQ(snapshotOf(outside.path()), targets) << "the target of a link changed";
-    EXPECT_GT(gone, directories / 2u) << "the directories hold too few failing frames";
+    EXPECT_GT(gone, directories / 2U) << "the directories hold too few failing frames";
 }
 
-INSTANTIATE_TEST_SUITE_P(FiveHundredDirectories, DeletionPropertyTest, ::testing::Range(0u, 10u));
+INSTANTIATE_TEST_SUITE_P(FiveHundredDirectories, DeletionPropertyTest, ::testing::Range(0U, 10U));
 
 }  // namespace

@@ -184,7 +184,7 @@ TEST_F(FaultTest, ReadErrorInTheListingEndsIt) {
     EXPECT_EQ(dir.entries(), all);
     // ".", ".." and the four frames come in any order, so that two to four of the frames are seen.
     const std::string out = runUnder({{"readdir", "*", number(EIO), 4}});
-    EXPECT_EQ(out.rfind("Found Sequence ", 0), 0u);
+    EXPECT_EQ(out.rfind("Found Sequence ", 0), 0U);
     for (const std::string& name : passing) EXPECT_TRUE(entryExists(dir.file(name)));
 }
 

@@ -257,7 +257,7 @@ TEST_F(HostileTest, ClaimedMemoryIsNotTaken) {
 TEST_F(HostileTest, GarbageOfManySizes) {
     std::mt19937 random(20240609);
     std::vector<std::string> contents;
-    for (const size_t size : {0u, 1u, 3u, 4u, 5u, 8u, 100u, 4096u, 100000u}) {
+    for (const size_t size : {0U, 1U, 3U, 4U, 5U, 8U, 100U, 4096U, 100000U}) {
         for (const char* start : {"", "\x76\x2f\x31\x01\x02", "\x76\x2f\x31\x01\x02\x10"}) {
             std::string content = start + std::string(3, '\0');
             for (size_t i = 0; i < size; ++i) content += static_cast<char>(random() & 0xff);
