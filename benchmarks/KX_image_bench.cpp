@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Every image operation beside its plain rule, and beside the least that its memory traffic costs: the scalers
 // beside a bare loop over the same samples, the fills beside memset.
+#include "benchmarks/Compare.h"
 #include "image/KX_image.h"
+#include "tests/support/plainImage.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cstring>
 #include <vector>
-
-#include "benchmarks/Compare.h"
-#include "tests/support/plainImage.h"
 
 using kxP::_imgRGBABuffer8;
 

@@ -3,16 +3,16 @@
 // takes.
 #pragma once
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 
 constexpr int frameCount = 24999;
 constexpr int otherCount = 100000 - frameCount;

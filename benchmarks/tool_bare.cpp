@@ -3,8 +3,8 @@
 // creates a QCoreApplication, opens each file with the same reader and prints a line.
 #include <ImfMultiPartInputFile.h>
 #include <ImfThreading.h>
-
 #include <QCoreApplication>
+
 #include <cstdio>
 
 int main(int argc, char** argv) {

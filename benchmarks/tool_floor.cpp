@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The least that any program does which looks into files: tool_floor <file> ...
 // opens each, asks for its size, reads its first 4 KiB and closes it.
+#include <cstdio>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <cstdio>
 
 namespace {
 

@@ -8,19 +8,20 @@
 #include "image/KX_DataTypes_imageList.h"
 #include "tool/main.h"
 
+#include <Iex.h>
 #include <ImfIO.h>
 #include <ImfMultiPartInputFile.h>
 #include <ImfThreading.h>
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <Iex.h>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 

@@ -4,6 +4,7 @@
 #include "check/kxNumberText.h"
 
 #include <QByteArrayList>
+
 #include <algorithm>
 #include <cstdint>
 #include <iterator>

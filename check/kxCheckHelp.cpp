@@ -4,11 +4,10 @@
 #include "check/kxCheckOptions.h"
 #include "shared/kxVersion.h"
 
-#include <openexr_base.h>
-#include <zlib.h>
-
 #include <QList>
 #include <QtGlobal>
+#include <openexr_base.h>
+#include <zlib.h>
 
 namespace kxCheck {
 

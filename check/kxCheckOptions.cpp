@@ -8,6 +8,7 @@
 #include <QCommandLineParser>
 #include <QList>
 #include <QStringList>
+
 #include <algorithm>
 #include <iterator>
 #include <utility>

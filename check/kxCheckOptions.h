@@ -7,6 +7,7 @@
 #include "check/kxCheckSettings.h"
 
 #include <QByteArray>
+
 #include <variant>
 #include <vector>
 

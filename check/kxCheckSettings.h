@@ -9,6 +9,7 @@
 #include "check/kxFrameReport.h"
 
 #include <QByteArray>
+
 #include <cstdint>
 #include <optional>
 #include <set>

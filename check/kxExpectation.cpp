@@ -2,6 +2,7 @@
 #include "check/kxExpectation.h"
 
 #include <QList>
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>

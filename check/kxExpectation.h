@@ -8,6 +8,7 @@
 #include "check/kxFinding.h"
 
 #include <QByteArray>
+
 #include <optional>
 #include <variant>
 #include <vector>

@@ -4,9 +4,10 @@
 
 #include "check/kxFileReport.h"
 
-#include <sys/stat.h>
 #include <algorithm>
 #include <cstdint>
+
+#include <sys/stat.h>
 
 namespace kxCheck {
 

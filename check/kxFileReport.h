@@ -9,6 +9,7 @@
 #include "image/kxExrPart.h"
 
 #include <QByteArray>
+
 #include <cstdint>
 #include <memory>
 #include <vector>

@@ -5,6 +5,7 @@
 
 #include <QRegularExpression>
 #include <QString>
+
 #include <tuple>
 #include <utility>
 

@@ -7,6 +7,7 @@
 #include "image/kxFramePath.h"
 
 #include <QByteArray>
+
 #include <cstdint>
 #include <optional>
 #include <vector>

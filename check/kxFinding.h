@@ -5,6 +5,7 @@
 #pragma once
 
 #include <QByteArray>
+
 #include <cstdint>
 #include <optional>
 #include <vector>

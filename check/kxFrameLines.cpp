@@ -5,6 +5,7 @@
 #include "check/kxNumberText.h"
 
 #include <QByteArrayList>
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>

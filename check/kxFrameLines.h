@@ -9,6 +9,7 @@
 #include "check/kxSummary.h"
 
 #include <QByteArray>
+
 #include <vector>
 
 namespace kxCheck {

@@ -2,6 +2,7 @@
 #include "check/kxFrameList.h"
 
 #include <QList>
+
 #include <algorithm>
 #include <cstddef>
 #include <optional>

@@ -10,6 +10,7 @@
 #include "check/kxFinding.h"
 
 #include <QByteArray>
+
 #include <cstdint>
 #include <optional>
 #include <vector>

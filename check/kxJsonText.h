@@ -6,6 +6,7 @@
 #include <QJsonObject>
 #include <QJsonValue>
 #include <QString>
+
 #include <cstdint>
 
 namespace kxCheck {

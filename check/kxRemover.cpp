@@ -6,12 +6,13 @@
 #include "check/kxNumberText.h"
 #include "shared/kxSystemCall.h"
 
+#include <cerrno>
+#include <utility>
+
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <cerrno>
-#include <utility>
 
 namespace kxCheck {
 

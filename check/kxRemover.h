@@ -8,6 +8,7 @@
 #include "check/kxFileReport.h"
 
 #include <QByteArray>
+
 #include <cstdint>
 #include <optional>
 

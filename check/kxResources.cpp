@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxResources.h"
 
-#include <sched.h>
-#include <unistd.h>
-
 #include <QFile>
 #include <QList>
 #include <QString>
+
 #include <algorithm>
 #include <limits>
 #include <vector>
+
+#include <sched.h>
+#include <unistd.h>
 
 namespace kxCheck {
 

@@ -5,6 +5,7 @@
 #include "check/kxFinding.h"
 
 #include <QByteArray>
+
 #include <cstdint>
 
 namespace kxCheck {

@@ -5,13 +5,13 @@
 #include "shared/kxOpenDirectory.h"
 #include "shared/kxSystemCall.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <map>
 #include <set>
 #include <utility>
+
+#include <sys/stat.h>
 
 namespace kxCheck {
 

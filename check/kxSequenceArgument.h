@@ -7,6 +7,7 @@
 #include "check/kxFileSequence.h"
 
 #include <QByteArray>
+
 #include <vector>
 
 namespace kxCheck {

@@ -8,6 +8,7 @@
 #include "check/kxFrameReport.h"
 
 #include <QByteArray>
+
 #include <array>
 #include <cstdint>
 #include <set>

@@ -5,18 +5,18 @@
 #include "shared/kxMemoryLimit.h"
 #include "shared/kxSystemCall.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <iterator>
+#include <new>
+
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <csignal>
-#include <iterator>
-#include <new>
 
 namespace kxCheck {
 

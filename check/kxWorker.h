@@ -12,11 +12,12 @@
 
 #include "check/kxFileReport.h"
 
-#include <sys/types.h>
-
 #include <QByteArray>
+
 #include <cstdint>
 #include <functional>
+
+#include <sys/types.h>
 
 namespace kxCheck {
 

@@ -11,6 +11,7 @@
 
 #include <QByteArray>
 #include <QHash>
+
 #include <cstdint>
 #include <memory>
 #include <optional>

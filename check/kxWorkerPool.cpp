@@ -3,16 +3,16 @@
 
 #include "shared/kxSystemCall.h"
 
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <thread>
 #include <utility>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace kxCheck {
 

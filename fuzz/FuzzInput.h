@@ -2,15 +2,15 @@
 // What the fuzz targets share: the bytes of an input read as numbers, and a file in memory.
 #pragma once
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 // Reads an input from its start; zeros after its end.
 class FuzzInput {

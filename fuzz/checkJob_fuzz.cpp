@@ -6,6 +6,7 @@
 #include "tool/main.h"
 
 #include <QSharedMemory>
+
 #include <vector>
 
 namespace {

@@ -5,12 +5,12 @@
 #include "image/KX_DataTypes_imageList.h"
 #include "shared/kxLog.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <memory>
 #include <sstream>
 #include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 namespace {
 

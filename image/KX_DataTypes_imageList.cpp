@@ -5,13 +5,14 @@
 #include "image/kxSlotSorting.h"
 #include "image/private/kxNameParts.h"
 
-#include <sys/mman.h>
-
 #include <QStringBuilder>
+
 #include <algorithm>
 #include <iterator>
 #include <numeric>
 #include <utility>
+
+#include <sys/mman.h>
 
 using namespace kxFrames;
 

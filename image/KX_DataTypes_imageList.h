@@ -14,6 +14,7 @@
 #include "image/kxFrameSource.h"
 
 #include <QString>
+
 #include <cstddef>
 #include <new>
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Discovery: from the files of a folder to the slots of a record.
 #include "image/KX_DataTypes_imageList.h"
-
 #include "image/KX_image.h"
 #include "image/kxFrameRestriction.h"
 #include "image/private/kxNameParts.h"

@@ -4,12 +4,12 @@
 #include "image/KX_DataTypes_image.h"
 #include "shared/kxDataBuffer.h"
 
+#include <zlib.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
-
-#include <zlib.h>
 
 namespace kxCHK {
 

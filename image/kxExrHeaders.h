@@ -8,6 +8,7 @@
 #include "image/kxExrPart.h"
 
 #include <QString>
+
 #include <optional>
 #include <vector>
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QByteArray>
+
 #include <cstdint>
 #include <optional>
 #include <vector>

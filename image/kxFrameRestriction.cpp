@@ -2,6 +2,7 @@
 #include "image/kxFrameRestriction.h"
 
 #include <QStringList>
+
 #include <algorithm>
 #include <iterator>
 

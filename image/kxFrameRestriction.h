@@ -5,6 +5,7 @@
 #pragma once
 
 #include <QString>
+
 #include <type_traits>
 #include <vector>
 

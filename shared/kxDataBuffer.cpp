@@ -3,6 +3,8 @@
 
 #include "shared/kxSystemCall.h"
 
+#include <zlib.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
@@ -13,7 +15,6 @@
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
-#include <zlib.h>
 
 namespace {
 

@@ -3,11 +3,6 @@
 
 #include "shared/kxSystemCall.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -15,6 +10,11 @@
 #include <limits>
 #include <optional>
 #include <string>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 const QString PDs = QStringLiteral("/");
 

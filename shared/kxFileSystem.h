@@ -10,6 +10,7 @@
 #include "shared/kxTime.h"
 
 #include <QString>
+
 #include <memory>
 
 // The path delimiter.

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QString>
+
 #include <cstdio>
 
 // The file behind a log.

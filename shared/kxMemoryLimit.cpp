@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "shared/kxMemoryLimit.h"
 
-#include <sys/mman.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <fstream>
+
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 // clang's question; g++ defines macros instead.
 #ifndef __has_feature

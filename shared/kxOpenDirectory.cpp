@@ -3,11 +3,11 @@
 
 #include "shared/kxSystemCall.h"
 
-#include <dirent.h>
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <cstring>
+
+#include <dirent.h>
+#include <sys/stat.h>
 
 namespace {
 

@@ -4,6 +4,7 @@
 #include "shared/kxSystemCall.h"
 
 #include <QSharedMemory>
+
 #include <algorithm>
 #include <climits>
 #include <ctime>

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <QString>
+
 #include <cstddef>
 #include <cstring>
 #include <type_traits>

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <QString>
+
 #include <cerrno>
 
 // What `call` returns; repeated as long as it returns `failed` because of a signal, as happens on network file

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QString>
+
 #include <type_traits>
 
 // The frame record holds a _kxTime at an offset that is a multiple of 4 only, hence the reduced alignment.

@@ -25,6 +25,7 @@
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
+
 #include <csignal>
 #include <cstdio>
 #include <exception>

@@ -4,11 +4,11 @@
 #include "check/kxCheckOptions.h"
 #include "shared/kxVersion.h"
 
+#include <QList>
 #include <gtest/gtest.h>
 #include <openexr_base.h>
 #include <zlib.h>
 
-#include <QList>
 #include <string>
 
 namespace {

@@ -3,10 +3,10 @@
 
 #include "tests/support/FullFrames.h"
 
-#include <gtest/gtest.h>
-
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <gtest/gtest.h>
+
 #include <string>
 
 using namespace kxCheck;

@@ -6,10 +6,7 @@
 #include "check/kxFileIdentity.h"
 #include "tests/support/TempDir.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -17,6 +14,10 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace kxCheck;
 

@@ -4,10 +4,11 @@
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
-#include <sched.h>
 
 #include <filesystem>
 #include <limits>
+
+#include <sched.h>
 
 using namespace kxCheck;
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Where no process, or no connection to one, can be had.
 #include "check/kxWorkerPool.h"
-
 #include "tests/support/PlayedWorker.h"
 
 #include <gtest/gtest.h>

@@ -4,14 +4,15 @@
 #include "tests/support/PlayedWorker.h"
 
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
 #include <random>
 #include <thread>
+
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace kxCheck;
 

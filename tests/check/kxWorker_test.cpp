@@ -7,11 +7,7 @@
 #include "tests/support/PlayedWorker.h"
 #include "tests/support/TempDir.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -20,6 +16,11 @@
 #include <fstream>
 #include <set>
 #include <thread>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace kxCheck;
 

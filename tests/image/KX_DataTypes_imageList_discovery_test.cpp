@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Which files of a directory become slots, and with what.
-#include <fcntl.h>
+#include "shared/kxFileSystem.h"
+#include "shared/kxLog.h"
+#include "tests/support/SequenceDir.h"
+
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <new>
 
-#include "shared/kxFileSystem.h"
-#include "shared/kxLog.h"
-#include "tests/support/SequenceDir.h"
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 

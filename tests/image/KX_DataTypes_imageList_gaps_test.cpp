@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The detected step, and the empty slots for missing frames.
-#include <gtest/gtest.h>
-
 #include "tests/support/SequenceDir.h"
+
+#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Discovery beside a plain account of it, on random directories.
-#include <fcntl.h>
+#include "tests/support/SequenceDir.h"
+
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -10,7 +10,8 @@
 #include <memory>
 #include <random>
 
-#include "tests/support/SequenceDir.h"
+#include <fcntl.h>
+#include <sys/stat.h>
 
 namespace {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Discovery on a record that holds the sequence already, and pre-filled slots.
+#include "tests/support/SequenceDir.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <filesystem>
-
-#include "tests/support/SequenceDir.h"
 
 namespace {
 

@@ -2,12 +2,12 @@
 // The record of a sequence, the splitting of paths and the name tests.
 #include "image/KX_DataTypes_imageList.h"
 
+#include "tests/support/TempDir.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <memory>
-
-#include "tests/support/TempDir.h"
 
 namespace {
 

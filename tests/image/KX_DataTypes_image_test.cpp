@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "image/KX_DataTypes_image.h"
+
 #include "tests/support/RecordBytes.h"
 
 #include <gtest/gtest.h>

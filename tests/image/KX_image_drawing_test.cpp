@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
+#include "image/KX_image.h"
+#include "tests/support/plainImage.h"
+
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cmath>
 #include <cstring>
-
-#include "image/KX_image.h"
-#include "tests/support/plainImage.h"
 
 using kxP::_imgRGBABuffer8;
 

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
+#include "image/KX_image.h"
+#include "tests/support/plainImage.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -6,9 +9,6 @@
 #include <cstring>
 #include <thread>
 #include <vector>
-
-#include "image/KX_image.h"
-#include "tests/support/plainImage.h"
 
 namespace {
 

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
+#include "image/KX_image.h"
+#include "image/private/kxSampling.h"
+#include "tests/support/plainImage.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,10 +10,6 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
-
-#include "image/KX_image.h"
-#include "image/private/kxSampling.h"
-#include "tests/support/plainImage.h"
 
 using kxP::_imgRGBABuffer8;
 using kxP::_imgRGBABufferf;

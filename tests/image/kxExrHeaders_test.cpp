@@ -4,12 +4,11 @@
 #include "examples/SampleFrames.h"
 #include "tests/support/TempDir.h"
 
-#include <gtest/gtest.h>
-
 #include <ImfChannelList.h>
 #include <ImfHeader.h>
 #include <ImfOutputFile.h>
 #include <ImfTiledOutputFile.h>
+#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <iterator>

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Orders of the slots and of the display list.
+#include "image/KX_DataTypes_imageList.h"
+#include "tests/support/plainSequence.h"
+
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <algorithm>
 #include <cmath>
@@ -10,8 +12,7 @@
 #include <numeric>
 #include <random>
 
-#include "image/KX_DataTypes_imageList.h"
-#include "tests/support/plainSequence.h"
+#include <pthread.h>
 
 namespace {
 

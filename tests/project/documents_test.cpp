@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The documents say what is true today: their examples are run, and what they repeat is compared with its source.
 #include "tests/support/Documents.h"
+
 #include "image/KX_DataTypes_imageList.h"
 #include "shared/kxVersion.h"
 #include "tests/support/ToolTest.h"

@@ -4,10 +4,10 @@
 #include "tests/support/SequenceDir.h"
 #include "tests/support/ToolTest.h"
 
+#include <algorithm>
+
 #include <fcntl.h>
 #include <unistd.h>
-
-#include <algorithm>
 
 namespace {
 

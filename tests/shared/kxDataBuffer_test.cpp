@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "shared/kxDataBuffer.h"
+
 #include "tests/support/TempDir.h"
 #include "tests/support/plainCheck.h"
 

@@ -4,11 +4,7 @@
 #include "shared/kxFileSystem.h"
 #include "tests/support/TempDir.h"
 
-#include <dirent.h>
 #include <gtest/gtest.h>
-#include <libintl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -17,6 +13,11 @@
 #include <filesystem>
 #include <string>
 #include <vector>
+
+#include <dirent.h>
+#include <libintl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "shared/kxImageBuffer.h"
 
+#include "tests/support/plainImage.h"
+
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <climits>
 #include <cmath>
 #include <cstdlib>
 
-#include "tests/support/plainImage.h"
+#include <sys/resource.h>
 
 using kxP::_imgRGBABuffer8;
 using kxP::_imgRGBABufferf;

@@ -4,12 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/mman.h>
-#include <sys/resource.h>
-
 #include <cstdlib>
 #include <memory>
 #include <new>
+
+#include <sys/mman.h>
+#include <sys/resource.h>
 
 // clang's question; g++ defines macros instead.
 #ifndef __has_feature

@@ -4,11 +4,9 @@
 #include "tests/support/ClientProcess.h"
 #include "tests/support/TempDir.h"
 
+#include <QSharedMemory>
 #include <gtest/gtest.h>
 
-#include <sys/time.h>
-
-#include <QSharedMemory>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -18,6 +16,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <sys/time.h>
 
 namespace {
 

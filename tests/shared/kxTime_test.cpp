@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "shared/kxTime.h"
 
+#include <QDateTime>
 #include <gtest/gtest.h>
 
-#include <QDateTime>
 #include <cstring>
 #include <limits>
 #include <random>

@@ -3,6 +3,11 @@
 
 #include "tests/support/TempDir.h"
 
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -11,11 +16,6 @@
 #include <sys/shm.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <vector>
 
 namespace {
 

@@ -2,9 +2,9 @@
 // The test client (testClient.cpp) as a second process, and the segment that it keeps.
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
+
+#include <sys/types.h>
 
 class ClientProcess {
 public:

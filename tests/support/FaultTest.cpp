@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "tests/support/FaultTest.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 

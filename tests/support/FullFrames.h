@@ -2,6 +2,7 @@
 // Frames in which all that a report can hold is filled in, made without files.
 #pragma once
 
+#include "check/kxSequenceName.h"
 #include "tests/support/JudgedFrames.h"
 
 // Tiled, multi-part and deep headers.

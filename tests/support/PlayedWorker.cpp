@@ -3,9 +3,6 @@
 
 #include "check/kxWorkerMessage.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -15,6 +12,9 @@
 #include <new>
 #include <stdexcept>
 #include <thread>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 using namespace kxCheck;
 

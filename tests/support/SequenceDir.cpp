@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "tests/support/SequenceDir.h"
 
+#include <cstdlib>
+
 #include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <cstdlib>
 
 TempDir memoryDir() {
     if (access("/dev/shm", W_OK | X_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);

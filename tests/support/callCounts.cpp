@@ -7,11 +7,11 @@
 //                     (of any kind), read and close (of files and directories)
 #include "tests/support/watchedCalls.h"
 
-#include <unistd.h>
-
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+
+#include <unistd.h>
 
 namespace {
 

@@ -15,10 +15,6 @@
 // "<call> <name>" to the file $KX_FAULT_LOG: a test can see that its fault took place.
 #include "tests/support/watchedCalls.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -27,6 +23,10 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 

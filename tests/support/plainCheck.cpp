@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "tests/support/plainCheck.h"
 
+#include <zlib.h>
+
 #include <cstdlib>
 #include <cstring>
-
-#include <zlib.h>
 
 PlainHistogram plainHistogram(const PlainImage& image) {
     PlainHistogram bins{};

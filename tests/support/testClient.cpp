@@ -12,9 +12,6 @@
 // The segment goes when the program ends, at the end of its input.
 #include <QSharedMemory>
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -24,6 +21,9 @@
 #include <sstream>
 #include <string>
 #include <thread>
+
+#include <poll.h>
+#include <unistd.h>
 
 namespace {
 

@@ -3,15 +3,15 @@
 // standard library and Qt take differs from version to version.
 #include "tests/support/watchedCalls.h"
 
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
-
-#include <climits>
-#include <cstdarg>
-#include <cstdio>
 
 namespace {
 

@@ -4,9 +4,9 @@
 // them slower (callCounts.cpp) and lets them fail (callFaults.cpp), as its environment asks for.
 #pragma once
 
-#include <dlfcn.h>
-
 #include <string>
+
+#include <dlfcn.h>
 
 enum class FileCall { Opendir, Readdir, Open, Read, Stat, Lstat, Fstat, Unlink, Close };
 

@@ -8,17 +8,17 @@
 #include "tests/support/TempDir.h"
 #include "tool/main.h"
 
+#include <QSharedMemory>
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <QSharedMemory>
 #include <climits>
 #include <cstdio>
 #include <random>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 namespace {
 

@@ -6,13 +6,9 @@
 #include "tests/support/RunProcess.h"
 #include "tests/support/TempDir.h"
 
+#include <QSharedMemory>
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <termios.h>
-#include <unistd.h>
-
-#include <QSharedMemory>
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -21,6 +17,10 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
 
 namespace {
 

@@ -3,16 +3,16 @@
 // exactly the failing, readable frames are gone.
 #include "tests/support/FaultTest.h"
 
+#include <filesystem>
+#include <optional>
+#include <random>
+#include <set>
+
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-#include <filesystem>
-#include <optional>
-#include <random>
-#include <set>
 
 namespace fs = std::filesystem;
 

@@ -3,10 +3,10 @@
 // systems, stopped, killed.
 #include "tests/support/FaultTest.h"
 
-#include <unistd.h>
-
 #include <csignal>
 #include <random>
+
+#include <unistd.h>
 
 namespace {
 

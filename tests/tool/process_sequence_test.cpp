@@ -2,13 +2,13 @@
 // Which files of a directory a run shows, in which order, with which gaps.
 #include "tests/support/ToolTest.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-#include <algorithm>
-#include <cstring>
 
 namespace {
 
