@@ -142,6 +142,7 @@ QString withGroupSeparators(long long value) {
 
 QString fileSizeLine(long long size) {
     constexpr long long gigabyte = 1LL << 30;
+    // Sizes of 4 GB and more are stored as one marker: how much more is not known.
     if (size == fileSizeMarker4GB) return QStringLiteral("4+ GB\n");
     if (size > gigabyte) return withGroupSeparators(size >> 20) + QStringLiteral(" MiB\n");
     return withGroupSeparators(size) + QStringLiteral(" bytes\n");
@@ -151,6 +152,7 @@ QString sourceLines(const kxP::_imgRGBABuffer8& image) {
     constexpr int shownCharacters = 150;
     QString text = QStringLiteral("%1x%2  ").arg(image.sourceWidth).arg(image.sourceHeight);
     const QString format = image.formatText.toQString();
+    // A format text that names floats says the depth itself, and begins on the line of the resolution.
     if (!format.contains(QStringLiteral("Float"))) {
         const int bits = image.bitsPerChannel;
         text += bits == 32 ? QStringLiteral("Float\n") : QStringLiteral("%1bit\n").arg(bits);

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Discovery: from the files of a folder to the slots of a record.
+//
+// One pass over the folder: a name is compared with prefix and suffix, what lies between is read as a number, and
+// the restriction is asked. Only then does the system say size and time of the file, and a slot takes them.
+// Afterwards the slots are sorted, and the step between them tells which frames are missing.
 #include "image/KX_DataTypes_imageList.h"
 #include "image/KX_image.h"
 #include "image/kxFrameRestriction.h"
@@ -193,6 +197,7 @@ void _kxViewSequence::findSequence(const DiscoverySettings& settings, FrameSourc
     const FrameRestriction restriction{wrappingSum(settings.start, settings.offset),
                                        wrappingSum(settings.end, settings.offset), settings.step,
                                        FrameList(settings.frameList)};
+    // Kept for displays as asked for, without the offset.
     restrictStart = settings.start;
     restrictStep = settings.step;
     if (!sameSequence) imageCount = 0;

@@ -93,6 +93,7 @@ void _imgRGBABuffer_all::copyAllTo(_imgRGBABuffer_all& target) const {
     if (&target == this) return;
     target.copyHeaderFrom(*this);
     const auto columns = static_cast<unsigned>(std::max(width, 0));
+    // Sizes may be nonsense: what is not in this memory can't be copied, and what the target has no room for goes.
     auto rows = static_cast<unsigned>(std::max(height, 0));
     if (columns > 0) rows = std::min(static_cast<unsigned>(rowsInMemory()), target.capacity / columns);
     target.width = static_cast<int>(columns);
