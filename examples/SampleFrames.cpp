@@ -14,10 +14,11 @@
 #include <ImfTileDescription.h>
 #include <ImfTiledOutputFile.h>
 #include <ImfTiledOutputPart.h>
+#include <half.h>
+
+#include <cstdint>
 
 namespace {
-
-constexpr unsigned tileSize = 16;
 
 const std::string& partType(const SamplePart& part) {
     if (part.deep) return part.tiled ? Imf::DEEPTILE : Imf::DEEPSCANLINE;
@@ -30,7 +31,7 @@ Imf::Header headerOf(const SamplePart& part) {
     for (const SampleChannel& channel : part.channels) {
         header.channels().insert(channel.name, Imf::Channel(channel.type));
     }
-    if (part.tiled) header.setTileDescription(Imf::TileDescription(tileSize, tileSize, Imf::ONE_LEVEL));
+    if (part.tiled) header.setTileDescription({part.tileSize, part.tileSize, Imf::ONE_LEVEL});
     return header;
 }
 
@@ -42,25 +43,68 @@ int rowsOf(const SamplePart& part) {
     return part.dataWindow.max.y - part.dataWindow.min.y + 1;
 }
 
-// One row of black pixels that stands for every row of every channel: only the step from row to row may be 0.
-class BlackRow {
+// From 0 to 1.
+float sampleAt(const SamplePart& part, int x, int y) {
+    const auto column = static_cast<uint32_t>(x + part.phase);
+    switch (part.pixels) {
+        case SamplePixels::gradient:
+            return static_cast<float>(column % 48 + 1) / 48;
+        case SamplePixels::noise:
+            return static_cast<float>(
+                       (column * 2654435761U ^ static_cast<uint32_t>(y + 1) * 2246822519U) * 3266489917U >> 22U) /
+                   1024;
+        default:
+            return 0;
+    }
+}
+
+// The samples of every channel of one type. Rows that are all the same are kept once: the step from row to row may
+// be 0.
+template <class Sample>
+class Plane {
 public:
-    explicit BlackRow(const SamplePart& part)
-        : bytes_(static_cast<size_t>(widthOf(part)) * pixelBytes), part_(part) {}
+    explicit Plane(const SamplePart& part, float scale = 1) : part_(part) {
+        for (int y = 0; y < (hasRows() ? rowsOf(part) : 1); ++y)
+            for (int x = 0; x < widthOf(part); ++x)
+                samples_.push_back(static_cast<Sample>(sampleAt(part, x, y) * scale));
+    }
+
+    Imf::Slice slice(Imf::PixelType type) {
+        const size_t step = hasRows() ? sizeof(Sample) * static_cast<size_t>(widthOf(part_)) : 0;
+        const auto& origin = part_.dataWindow.min;
+        char* const first = reinterpret_cast<char*>(samples_.data());
+        return {type,
+                first - origin.x * static_cast<ptrdiff_t>(sizeof(Sample)) - origin.y * static_cast<ptrdiff_t>(step),
+                sizeof(Sample), step};
+    }
+
+private:
+    bool hasRows() const { return part_.pixels == SamplePixels::noise; }
+
+    const SamplePart& part_;
+    std::vector<Sample> samples_;
+};
+
+class SampleRows {
+public:
+    explicit SampleRows(const SamplePart& part) : part_(part), halves_(part), floats_(part), counts_(part, 255) {}
 
     Imf::FrameBuffer frame() {
         Imf::FrameBuffer frame;
-        char* const atZero = bytes_.data() - static_cast<ptrdiff_t>(part_.dataWindow.min.x) * pixelBytes;
-        for (const SampleChannel& channel : part_.channels) {
-            frame.insert(channel.name, Imf::Slice(channel.type, atZero, pixelBytes, 0));
-        }
+        for (const SampleChannel& channel : part_.channels) frame.insert(channel.name, slice(channel.type));
         return frame;
     }
 
 private:
-    static constexpr int pixelBytes = 4;
-    std::vector<char> bytes_;
+    Imf::Slice slice(Imf::PixelType type) {
+        if (type == Imf::HALF) return halves_.slice(type);
+        return type == Imf::FLOAT ? floats_.slice(type) : counts_.slice(type);
+    }
+
     const SamplePart& part_;
+    Plane<Imath::half> halves_;
+    Plane<float> floats_;
+    Plane<unsigned> counts_;
 };
 
 // One sample a pixel: the counts all read the same 1, the sample pointers the same zero bytes.
@@ -79,7 +123,7 @@ void writeAllTiles(Part& out) {
 }
 
 void writePixels(Imf::MultiPartOutputFile& file, int index, const SamplePart& part) {
-    BlackRow row(part);
+    SampleRows rows(part);
     char zero[4] = {};
     char* zeroPointer = zero;
     unsigned one = 1;
@@ -93,25 +137,25 @@ void writePixels(Imf::MultiPartOutputFile& file, int index, const SamplePart& pa
         out.writePixels(rowsOf(part));
     } else if (part.tiled) {
         Imf::TiledOutputPart out(file, index);
-        out.setFrameBuffer(row.frame());
+        out.setFrameBuffer(rows.frame());
         writeAllTiles(out);
     } else {
         Imf::OutputPart out(file, index);
-        out.setFrameBuffer(row.frame());
+        out.setFrameBuffer(rows.frame());
         out.writePixels(rowsOf(part));
     }
 }
 
 // A flat file of one part, without the attributes that only files of several parts need.
 void writeFlatFile(const std::string& path, const SamplePart& part) {
-    BlackRow row(part);
+    SampleRows rows(part);
     if (part.tiled) {
         Imf::TiledOutputFile out(path.c_str(), headerOf(part));
-        out.setFrameBuffer(row.frame());
+        out.setFrameBuffer(rows.frame());
         writeAllTiles(out);
     } else {
         Imf::OutputFile out(path.c_str(), headerOf(part));
-        out.setFrameBuffer(row.frame());
+        out.setFrameBuffer(rows.frame());
         out.writePixels(rowsOf(part));
     }
 }

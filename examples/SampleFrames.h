@@ -14,6 +14,9 @@ struct SampleChannel {
     Imf::PixelType type = Imf::HALF;
 };
 
+// The gradient runs along the rows, which are all the same.
+enum class SamplePixels { black, gradient, noise };
+
 // One part of a file; a file of one part is written as a single-part file.
 struct SamplePart {
     // Windows with inclusive corners, as in the file.
@@ -21,12 +24,15 @@ struct SamplePart {
     Imath::Box2i dataWindow{{0, 0}, {63, 35}};
     Imf::Compression compression = Imf::ZIP_COMPRESSION;
     std::vector<SampleChannel> channels{{"A"}, {"B"}, {"G"}, {"R"}};
-    bool tiled = false;  // 16 x 16 tiles
-    bool deep = false;   // one sample a pixel; allows no, RLE and ZIPS compression only
-    std::string name;    // part name; empty becomes "part<index>" in a file of several parts
+    bool tiled = false;
+    unsigned tileSize = 16;
+    bool deep = false;  // one black sample a pixel; allows no, RLE and ZIPS compression only
+    SamplePixels pixels = SamplePixels::black;
+    int phase = 0;     // moves gradient and noise, so that frames can differ
+    std::string name;  // part name; empty becomes "part<index>" in a file of several parts
 };
 
-// Writes the file; every pixel is black. Throws what the EXR library throws.
+// Writes the file. Throws what the EXR library throws.
 void writeSampleFile(const std::string& path, const std::vector<SamplePart>& parts);
 
 // A part with these channels, all half.
