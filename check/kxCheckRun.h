@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// A run over the frames of a sequence: has them checked, judges them, and gives them back in order.
+//
+// At level pixels the headers of the whole sequence are read first, many files at once, because verdicts depend on
+// what most frames have in common; then each frame is decoded and given back as soon as it and all before it are
+// done. At the other levels one pass is enough, and the first frame comes when the last one was read. Where a file
+// changes between both passes, its second report counts.
+//
+// Nothing is printed, and nothing ends the process. One thread; see WorkerPool.
+#pragma once
+
+#include "check/kxCheckSettings.h"
+#include "check/kxFrameReport.h"
+#include "check/kxLikeness.h"
+#include "check/kxSizeJump.h"
+#include "check/kxWantedFrames.h"
+#include "check/kxWorkerPool.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace kxCheck {
+
+// The workers of all sequences of a run: some for headers and structure, which wait for the share, and some for
+// pixels, which need processors. Each are started when there is work for them.
+class CheckPools {
+public:
+    // `stopDescriptor` as in PoolOptions.
+    CheckPools(const Settings& settings, const CheckFunction& check, int stopDescriptor);
+
+    [[nodiscard]] WorkerPool& forLevel(Level level) { return level == Level::pixels ? pixels_ : files_; }
+
+private:
+    WorkerPool files_;
+    WorkerPool pixels_;
+};
+
+// Whether lines stand in the order in which frames are checked, and need not wait for the last one.
+[[nodiscard]] inline bool isOrderOfChecking(const Settings& settings) {
+    return settings.sortKey == SortKey::frame && !settings.sortDescending;
+}
+
+struct RunProgress {
+    Level level = Level::headers;  // of the pass
+    std::int64_t done = 0;         // frames of the pass
+    std::int64_t all = 0;
+};
+using ProgressFunction = std::function<void(const RunProgress&)>;
+
+class SequenceRun {
+public:
+    // `settings` and `pools` must live longer. `progress` is called at the start of each pass and after
+    // each of its frames.
+    SequenceRun(const Settings& settings, const WantedFrames& wanted, CheckPools& pools, ProgressFunction progress);
+
+    // The next frame of the run, judged, with the action that is planned for it; null behind the last one, and when
+    // the run was stopped. Without a sort order that needs them later, what the frame before had but its name,
+    // verdict, action and identity is given up.
+    [[nodiscard]] const FrameReport* next();
+
+    // Those that next() has given, in order.
+    [[nodiscard]] std::vector<FrameReport> takeFrames();
+
+    // Of the first frame whose headers could be read; null without one, and before the first next().
+    [[nodiscard]] const Headers* headers() const { return headers_.get(); }
+    [[nodiscard]] bool wasStopped() const { return wasStopped_; }
+    // Of the frames of the whole sequence, also before they were checked.
+    [[nodiscard]] const std::vector<FrameReport>& frames() const { return frames_; }
+
+private:
+    void begin();
+    [[nodiscard]] std::vector<std::size_t> placesToOpen(std::size_t first, std::size_t last) const;
+    void readFirstPass(const std::vector<std::size_t>& places);
+    void beginSecondPass();
+    [[nodiscard]] bool readSecondReport();
+    void judgeFrame(FrameReport& frame);
+
+    const Settings& settings_;
+    CheckPools& pools_;
+    ProgressFunction progress_;
+    std::vector<FrameReport> frames_;  // of the whole sequence
+    std::vector<bool> isOpened_;       // whose file is there to be opened
+    std::size_t first_;                // the run, [first_, last_)
+    std::size_t last_;
+    std::size_t place_;  // of the next frame to give
+    Neighbours neighbours_;
+    std::optional<Likeness> likeness_;  // once the first pass is over
+    std::shared_ptr<const Headers> headers_;
+    std::vector<bool> isSecond_;  // whose report comes from the second pass
+    RunProgress secondPass_;
+    bool wasStopped_ = false;
+};
+
+}  // namespace kxCheck
