@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxExpectation.h"
 
+#include "check/kxNumberText.h"
+
 #include <QList>
 
 #include <algorithm>
@@ -17,7 +19,7 @@ using Key = Expectation::Key;
 using Word = std::optional<QByteArray>;
 
 QByteArray sizeWord(std::int64_t width, std::int64_t height) {
-    return QByteArray::number(qlonglong{width}) + 'x' + QByteArray::number(qlonglong{height});
+    return numberText(width) + 'x' + numberText(height);
 }
 
 QByteArray sizeWord(const kxExr::Window& window) {
@@ -44,7 +46,7 @@ Word readSize(const QByteArray& text) {
 Word readCount(const QByteArray& text) {
     const std::int64_t count = countFromText(text);
     if (count < 1) return std::nullopt;
-    return QByteArray::number(qlonglong{count});
+    return numberText(count);
 }
 
 Word readRatio(const QByteArray& text) {
@@ -149,7 +151,7 @@ std::vector<Seen> seenIn(const Headers& headers, Key key) {
         case Key::type:
             return typesOf(headers);
         case Key::parts:
-            return {{std::nullopt, {}, QByteArray::number(qulonglong{headers.size()})}};
+            return {{std::nullopt, {}, numberText(static_cast<std::int64_t>(headers.size()))}};
         case Key::pixelAspect:
             return {{0, {}, QByteArray::number(double{first.pixelAspectRatio}, 'g', 6)}};
         default:
@@ -184,7 +186,8 @@ std::optional<Finding> unlikeAll(const Expectation& expectation, const Headers& 
     if (!first.channel.isEmpty()) text += " of channel " + first.channel;
     if (headers.size() > 1 && first.part) text += " of part " + QByteArray::number(*first.part);
     text += " is " + first.word + ", not " + alternatives(expectation.values);
-    if (unlike.size() > 1) text += "; " + QByteArray::number(qulonglong{unlike.size() - 1}) + " more likewise";
+    if (unlike.size() > 1)
+        text += "; " + numberText(static_cast<std::int64_t>(unlike.size() - 1)) + " more likewise";
     Finding finding = makeFinding(Code::expected, text);
     finding.part = first.part;
     finding.channel = first.channel;

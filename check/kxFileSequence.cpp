@@ -67,6 +67,18 @@ QByteArray stemOf(const QByteArray& name, const FileSequence& sequence, bool (*i
     return withoutTrailing(name.left(name.size() - sequence.suffix.size()), isOfNumber);
 }
 
+// Nothing, or one separator.
+bool isLead(const QByteArray& text) {
+    return text.isEmpty() || text == "." || text == "_" || text == "-";
+}
+
+// The tile that the marker before the number is one of. A blank or "+" before a number is none of its.
+std::optional<int> tileOf(const QByteArray& lead, const FileSequence& sequence) {
+    if (!lead.endsWith('.') && !lead.endsWith('_')) return std::nullopt;
+    const auto frame = kxFrames::frameOf(toText(sequence.prefix + lead + '0' + sequence.suffix), pathOf(sequence));
+    return frame ? std::optional(frame->number.tile) : std::nullopt;
+}
+
 // The name with its last "%04d", "$F4" or "@@" as "*". A single "@" stands for a number between separators only:
 // it may be part of a name.
 QByteArray withWildcard(const QByteArray& name) {
@@ -140,25 +152,21 @@ std::optional<NameInSequence> readFrameFile(const QByteArray& name, const FileSe
     const QByteArray digits = name.mid(stemSize, name.size() - sequence.suffix.size() - stemSize);
     if (digits.isEmpty()) return std::nullopt;
 
-    // The splitting knows numbers of 64 bits, longer ones are no numbers to it: the first digits do for the rest.
-    const QByteArray shortened = name.left(stemSize) + digits.left(longestFrameText) + sequence.suffix;
-    const auto frame = kxFrames::frameOf(toText(shortened), pathOf(sequence));
-    if (!frame) return std::nullopt;
-
     QByteArray lead = name.mid(sequence.prefix.size(), stemSize - sequence.prefix.size());
     const bool isNegative = !lead.isEmpty() && endsWithSign(name.left(stemSize));
     if (isNegative) lead.chop(1);
-    // Blanks and "+" before a number are none of its.
-    if (!lead.isEmpty() && !QByteArray("._-").contains(lead.at(lead.size() - 1))) return std::nullopt;
 
     NameInSequence result;
     result.file.text = isNegative ? '-' + digits : digits;
     result.file.name = name;
     if (result.file.text.size() <= longestFrameText) result.file.number = result.file.text.toLongLong();
-    if (sequence.tile == TileMarker::none)
+    if (sequence.tile == TileMarker::none) {
+        if (!isLead(lead)) return std::nullopt;
         result.lead = lead;
-    else
-        result.file.tile = frame->number.tile;
+    } else {
+        result.file.tile = tileOf(lead, sequence);
+        if (!result.file.tile) return std::nullopt;
+    }
     return result;
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxFrameList.h"
 
+#include "check/kxNumberText.h"
+
 #include <QList>
 
 #include <algorithm>
@@ -59,8 +61,7 @@ QByteArray tooMany(const QByteArray& what) {
 QByteArray faultOf(const Range& range, const QByteArray& item) {
     const QByteArray quoted = '\'' + item + '\'';
     if (range.last < range.first)
-        return quoted + " descends; write '" + QByteArray::number(qlonglong{range.last}) + '-' +
-               QByteArray::number(qlonglong{range.first}) + '\'';
+        return quoted + " descends; write '" + numberText(range.last) + '-' + numberText(range.first) + '\'';
     if (range.step < 1) return quoted + " has a step below 1; write it like 1-99x2";
     if ((range.last - range.first) / range.step >= mostFrames) return tooMany(quoted + " is");
     return {};
@@ -98,7 +99,6 @@ std::variant<FrameNumbers, QByteArray> parseFrameList(const QByteArray& text) {
 
 QByteArray formatFrameList(const FrameNumbers& frames) {
     QByteArray text;
-    const auto number = [](std::int64_t frame) { return QByteArray::number(qlonglong{frame}); };
     for (std::size_t first = 0; first < frames.size();) {
         std::size_t last = std::min(first + 1, frames.size() - 1);
         const std::int64_t step = frames[last] - frames[first];
@@ -106,9 +106,9 @@ QByteArray formatFrameList(const FrameNumbers& frames) {
         if (step != 1 && last - first < 2) last = first;
 
         if (!text.isEmpty()) text += ',';
-        text += number(frames[first]);
-        if (last > first) text += '-' + number(frames[last]);
-        if (last > first && step != 1) text += 'x' + number(step);
+        text += numberText(frames[first]);
+        if (last > first) text += '-' + numberText(frames[last]);
+        if (last > first && step != 1) text += 'x' + numberText(step);
         first = last + 1;
     }
     return text;

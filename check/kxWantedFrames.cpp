@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxWantedFrames.h"
 
+#include "check/kxNumberText.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
@@ -70,7 +72,7 @@ public:
         const auto& own = isNegative ? negative_ : positive_;
         const auto& other = isNegative ? positive_ : negative_;
         const int digits = own ? *own : other.value_or(4);
-        const QByteArray text = QByteArray::number(qlonglong{std::abs(number)}).rightJustified(digits, '0');
+        const QByteArray text = numberText(std::abs(number)).rightJustified(digits, '0');
         return isNegative ? '-' + text : text;
     }
 

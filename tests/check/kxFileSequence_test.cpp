@@ -168,6 +168,8 @@ TEST(FileSequenceTest, TilesAreReadFromTheirMarker) {
     const FileSequence dotted{"b", ".exr", TileMarker::separated, false};
     EXPECT_EQ(readIn("b_tile03_.0042.exr", dotted), "tile 3 [0042]42");
     EXPECT_EQ(readIn("b_tile00_.-5.exr", dotted), "tile 0 [-5]-5");
+    for (const char* const name : {"b_tile03_. 42.exr", "b_tile03_.+42.exr", "b_tile03_0042.exr", "b_tile03_..exr"})
+        EXPECT_EQ(readIn(name, dotted), "") << name;
     const FileSequence plain{"b", ".exr", TileMarker::plain, false};
     EXPECT_EQ(readIn("b_tile29_0042.exr", plain), "tile 29 [0042]42");
     for (const char* const name : {"b_tile30_0042.exr", "b_tile3_0042.exr", "b.0042.exr", "b_Tile03_0042.exr"})
