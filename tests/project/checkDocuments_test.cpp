@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// What repeats the options of kxCheckFrames has the same ones: manual page and completions. Those of bash are asked
+// in a real shell.
+#include "check/kxCheckOptions.h"
+#include "tests/support/Documents.h"
+#include "tests/support/RunProcess.h"
+#include "tests/support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using kxCheck::OptionRow;
+using Words = std::set<std::string>;
+
+Words wordsOf(const std::string& text) {
+    std::istringstream stream(text);
+    Words words;
+    for (std::string word; stream >> word;) words.insert(word);
+    return words;
+}
+
+Words optionNames() {
+    Words names;
+    for (const OptionRow& row : kxCheck::optionRows()) names.insert(std::string("--") + row.name);
+    return names;
+}
+
+Words codesOfErrorsAndWarnings() {
+    Words codes;
+    for (int i = 0; i <= static_cast<int>(kxCheck::Code::jump); ++i) {
+        const kxCheck::CodeRow& row = kxCheck::rowOf(static_cast<kxCheck::Code>(i));
+        if (row.severity != kxCheck::Severity::none) codes.insert(row.name);
+    }
+    return codes;
+}
+
+// The keys of --expect, as the error for an unknown one lists them.
+Words expectationKeys() {
+    const auto fault = std::get<QByteArray>(kxCheck::parseExpectation("?")).toStdString();
+    const std::string opening = "known are ";
+    std::string list = fault.substr(fault.find(opening) + opening.size());
+    for (char& c : list) c = c == ',' ? ' ' : c;
+    return wordsOf(list);
+}
+
+// The page's text without its markup of letters.
+std::string plainPage() {
+    std::string text = document("docs/kxCheckFrames.1");
+    for (const char* const markup : {"\\fB", "\\fI", "\\fR"})
+        for (auto at = text.find(markup); at != std::string::npos; at = text.find(markup)) text.erase(at, 3);
+    for (auto at = text.find("\\-"); at != std::string::npos; at = text.find("\\-")) text.erase(at, 1);
+    return text;
+}
+
+TEST(ManualPageTest, HasTheOptionsInTheirOrder) {
+    std::vector<std::string> expected;
+    for (const OptionRow& row : kxCheck::optionRows()) {
+        std::string form = row.letter ? std::string("-") + row.letter + ", " : "";
+        form += std::string("--") + row.name;
+        if (row.value) form += std::string(" ") + row.value;
+        expected.push_back(form);
+    }
+    std::vector<std::string> found;
+    for (const std::string& form : textsBetween("\n.TP\n-", "\n", plainPage())) found.push_back("-" + form);
+    EXPECT_EQ(found, expected);
+}
+
+TEST(ManualPageTest, NamesWordsAndKeysOfTheOptions) {
+    const std::string page = plainPage();
+    for (const OptionRow& row : kxCheck::optionRows()) {
+        const auto entry = page.find(std::string("--") + row.name);
+        ASSERT_NE(entry, std::string::npos) << row.name;
+        for (const std::string& word : wordsOf(row.words ? row.words : ""))
+            EXPECT_TRUE(contains(page, word)) << row.name << " " << word;
+    }
+    for (const std::string& key : expectationKeys()) EXPECT_TRUE(contains(page, "\n.B " + key + "\n")) << key;
+}
+
+// What completing the last of these words gives in bash.
+class BashCompletionTest : public testing::Test {
+protected:
+    Words completed(const std::vector<std::string>& words) const {
+        std::vector<std::string> arguments{
+            "/bin/bash", "--norc", "-c",
+            "source \"$0\" && COMP_WORDS=(kxCheckFrames \"$@\") COMP_CWORD=$# && { _kxCheckFrames; "
+            "printf '%s\\n' \"${COMPREPLY[@]}\"; }",
+            (projectDir() / "completions/kxCheckFrames.bash").string()};
+        arguments.insert(arguments.end(), words.begin(), words.end());
+        ProcessOptions options;
+        options.workingDirectory = dir_.path();
+        const ProcessResult result = runProcess(arguments, options);
+        EXPECT_EQ(result.exitCode, 0);
+        EXPECT_EQ(result.err, "");
+        return wordsOf(result.out);
+    }
+
+    void write(const std::string& name) const { ASSERT_TRUE(writeFileBytes(dir_.file(name), "")); }
+
+    TempDir dir_;
+};
+
+TEST_F(BashCompletionTest, OffersAllOptions) {
+    EXPECT_EQ(completed({"--"}), optionNames());
+    EXPECT_EQ(completed({"a.1.exr", "--le"}), Words{"--level"});
+}
+
+TEST_F(BashCompletionTest, OffersTheWordsOfAnOptionInEveryForm) {
+    for (const OptionRow& row : kxCheck::optionRows()) {
+        if (!row.words) continue;
+        const std::string option = std::string("--") + row.name;
+        Words expected = wordsOf(row.words);
+        if (option == "--sort")
+            for (const std::string& word : wordsOf(row.words)) expected.insert("-" + word);
+        EXPECT_EQ(completed({option, ""}), expected) << option;
+        EXPECT_EQ(completed({option, "="}), expected) << option;
+        const std::string first = *expected.begin();
+        EXPECT_EQ(completed({option, "=", first}), Words{first}) << option;
+        const std::string shortForm = row.letter ? std::string("-") + row.letter : option;
+        EXPECT_EQ(completed({shortForm, ""}), expected) << option;
+    }
+}
+
+TEST_F(BashCompletionTest, OffersCodesAndKeys) {
+    EXPECT_EQ(completed({"--fail-on", ""}), codesOfErrorsAndWarnings());
+    EXPECT_EQ(completed({"--ignore", "="}), codesOfErrorsAndWarnings());
+    Words keys;
+    for (const std::string& key : expectationKeys()) keys.insert(key + "=");
+    EXPECT_EQ(completed({"--expect", ""}), keys);
+}
+
+TEST_F(BashCompletionTest, GoesOnBehindACommaOfAList) {
+    EXPECT_EQ(completed({"--list", "bad,mi"}), Words{"bad,missing"});
+    EXPECT_EQ(completed({"--ignore", "nan,fl"}), Words{"nan,flat"});
+}
+
+TEST_F(BashCompletionTest, OffersFramesAndDirectories) {
+    for (const char* const name : {"b.1.exr", "c.EXR", "notes.txt"}) write(name);
+    std::filesystem::create_directory(dir_.file("below"));
+    EXPECT_EQ(completed({""}), (Words{"b.1.exr", "c.EXR", "below"}));
+    EXPECT_EQ(completed({"--strict", "b."}), Words{"b.1.exr"});
+    EXPECT_EQ(completed({"--move-to", ""}), Words{"below"});
+    EXPECT_EQ(completed({"--json", "n"}), Words{"notes.txt"});
+}
+
+TEST_F(BashCompletionTest, OffersNothingForNumbersAndNoOptionsBehindTheirEnd) {
+    for (const char* const option : {"--jobs", "-j", "--frames", "-f", "--chunk", "--min-age", "--time-limit"})
+        EXPECT_EQ(completed({option, ""}), Words{}) << option;
+    EXPECT_EQ(completed({"--", "--l"}), Words{});
+}
+
+// With the completion key, on a terminal.
+TEST_F(BashCompletionTest, CompletesALineThatIsTyped) {
+    if (!std::filesystem::exists("/usr/bin/script")) GTEST_SKIP() << "script(1) is not there";
+    write("b.0001.exr");
+    const std::string typed = "source " + (projectDir() / "completions/kxCheckFrames.bash").string() +
+                              "\nkxCheckFrames() { printf '<%s>' \"$@\"; echo; }\nkxCheckFrames --lev\thea\t "
+                              "--list=bad,mis\t b\t\nexit\n";
+    ASSERT_TRUE(writeFileBytes(dir_.file("typed"), typed));
+    ProcessOptions options;
+    options.workingDirectory = dir_.path();
+    const ProcessResult result =
+        runProcess({"/bin/sh", "-c", "script -qec 'bash --norc --noprofile -i' /dev/null < typed"}, options);
+    EXPECT_TRUE(contains(result.out, "<--level><headers><--list=bad,missing><b.0001.exr>")) << result.out;
+}
+
+TEST(ZshCompletionTest, HasTheOptionsAndTheirWords) {
+    const std::string text = document("completions/_kxCheckFrames");
+    Words names;
+    for (const std::string& name : textsBetween("--", "[]{}()=', \"\n", text))
+        if (!name.empty()) names.insert("--" + name);
+    EXPECT_EQ(names, optionNames());
+    for (const OptionRow& row : kxCheck::optionRows())
+        EXPECT_TRUE(contains(text, row.words ? row.words : "")) << row.name;
+    EXPECT_EQ(wordsOf(textsBetween("codes=(", ")", text).at(0)), codesOfErrorsAndWarnings());
+    EXPECT_EQ(wordsOf(textsBetween("keys=(", ")", text).at(0)), expectationKeys());
+}
+
+}  // namespace
