@@ -58,7 +58,7 @@ QByteArray padded(const QByteArray& text, int width) {
 }
 
 QByteArray colored(Verdict verdict, const LineStyle& style) {
-    const QByteArray name = verdictName(verdict);
+    QByteArray name = verdictName(verdict);
     if (!style.hasColors) return name;
     return colors[static_cast<std::size_t>(verdict)] + name + colorEnd;
 }

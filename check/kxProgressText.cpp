@@ -33,7 +33,7 @@ QByteArray speed(std::int64_t done, std::int64_t total, double seconds) {
 
 QByteArray progressText(std::int64_t done, std::int64_t total, double seconds, int width) {
     QByteArray text = counts(done, total) + speed(done, total, seconds);
-    const QByteArray withBar = bar(done, total) + text;
+    QByteArray withBar = bar(done, total) + text;
     if (withBar.size() <= width) return withBar;
     return text.left(std::max(width, 0));
 }

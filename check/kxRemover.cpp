@@ -105,7 +105,7 @@ QByteArray Remover::linkAway(const QByteArray& name, const FileIdentity& checked
     // A file that took the name meanwhile stays.
     if (isThere ? !isSameFile(here, checked) : errno == ENOENT) return {};
     if (isThere && unlinkIn(directory_, name) == 0) return {};
-    const QByteArray reason = systemText(errno);
+    QByteArray reason = systemText(errno);
     // Two names of one file are better than none.
     static_cast<void>(unlinkIn(*target_, name));
     return reason;
