@@ -3,6 +3,7 @@
 
 #include "check/kxFileAge.h"
 #include "check/kxNumberText.h"
+#include "image/kxExrModes.h"
 
 #include <algorithm>
 #include <utility>
@@ -10,9 +11,6 @@
 namespace kxCheck {
 
 namespace {
-
-// R, G, B, A and one more.
-constexpr std::size_t multiLayerChannels = 5;
 
 void append(std::vector<Finding>& findings, std::vector<Finding> more) {
     findings.insert(findings.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
@@ -72,15 +70,19 @@ void judge(FrameReport& frame, const Settings& settings, const Likeness& likenes
 }
 
 std::optional<Finding> unmetModes(const Settings& settings, const Headers& headers) {
-    if (headers.size() != 1) {
-        if (!settings.noMultipart) return std::nullopt;
-        return makeFinding(Code::modes, countText(headers.size(), "part") + ", only one is allowed");
+    const kxExr::Modes modes = {settings.requireMultiLayer, settings.requireMultipart, settings.noMultipart};
+    switch (kxExr::modeFailure(modes, headers)) {
+        case kxExr::ModeFailure::severalParts:
+            return makeFinding(Code::modes, countText(headers.size(), "part") + ", only one is allowed");
+        case kxExr::ModeFailure::singlePart:
+            return makeFinding(Code::modes, "a single part, several are required");
+        case kxExr::ModeFailure::singleLayer:
+            return makeFinding(Code::modes, countText(headers.front().channels.size(), "channel") +
+                                                ", several layers are required, that is " +
+                                                countText(kxExr::multiLayerChannels, "channel") + " or more");
+        default:
+            return std::nullopt;
     }
-    if (settings.requireMultipart) return makeFinding(Code::modes, "a single part, several are required");
-    const std::size_t channels = headers.front().channels.size();
-    if (!settings.requireMultiLayer || channels >= multiLayerChannels) return std::nullopt;
-    return makeFinding(
-        Code::modes, countText(channels, "channel") + ", several layers are required, that is 5 channels or more");
 }
 
 }  // namespace kxCheck
