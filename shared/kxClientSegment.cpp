@@ -122,7 +122,7 @@ kxClientSegment::kxClientSegment() : memory_("kxClientSharedMemory") {}
 
 Answer kxClientSegment::placeCheckJob(int job) {
     if (!memory_.attach()) return memoryFailure("++++ Unable to attach shared memory! ");
-    const Answer answer = placeInAttached(job);
+    Answer answer = placeInAttached(job);
     memory_.detach();
     return answer;
 }

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The operations of the command module beside the entry point.
+//
+// testExr and sendClientCheckJob print to standard output; only one of them runs at a time. The others may run in
+// several threads at once.
 #pragma once
 
 #include <QString>
