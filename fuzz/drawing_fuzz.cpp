@@ -38,6 +38,36 @@ _Rgba8 takeColour(FuzzInput& input) {
 }
 
 using Call = void (*)(Images&, FuzzInput&);
+// One read from the input in each statement: the arguments of a call may be read in any order, and kept inputs must
+// mean the same whatever the compiler.
+
+struct Scaling {
+    kxP::_imgRGBABuffer8& source;
+    int w, h;
+};
+
+Scaling takeScaling(Images& images, FuzzInput& input) {
+    const int w = input.takeCoordinate();
+    kxP::_imgRGBABuffer8& source = takeSource(images, input);
+    const int h = input.takeCoordinate();
+    return {source, w, h};
+}
+
+void takeScaling9At(Images& images, FuzzInput& input, float sx, float sy) {
+    const int x = input.takeCoordinate();
+    const int y = input.takeCoordinate();
+    kxP::_imgRGBABuffer8& source = takeSource(images, input);
+    const bool keepAspect = input.takeBit();
+    kximgRGBABuffer8_Scale9(source, images.a, sx, sy, x, y, keepAspect);
+}
+
+float takeQuarters(FuzzInput& input) {
+    return static_cast<float>(input.takeCoordinate()) / 4;
+}
+
+float takeSixtyFourths(FuzzInput& input) {
+    return static_cast<float>(input.take<uint8_t>()) / 64;
+}
 
 constexpr Call calls[] = {
     [](Images& images, FuzzInput& input) { resize(images.a, input); },
@@ -45,67 +75,71 @@ constexpr Call calls[] = {
     [](Images& images, FuzzInput& input) { resize(images.f, input); },
     [](Images& images, FuzzInput& input) {
         const int x0 = input.takeCoordinate(), y0 = input.takeCoordinate(), x1 = input.takeCoordinate();
-        kximgRGBABuffer8_DrawLine(images.a, takeColour(input), x0, y0, x1, input.takeCoordinate());
+        const _Rgba8 colour = takeColour(input);
+        const int y1 = input.takeCoordinate();
+        kximgRGBABuffer8_DrawLine(images.a, colour, x0, y0, x1, y1);
     },
     [](Images& images, FuzzInput& input) {
         const auto x0 = input.take<float>(), y0 = input.take<float>(), x1 = input.take<float>();
-        kximgRGBABuffer8_DrawLineAA(images.a, takeColour(input), x0, y0, x1, input.take<float>());
+        const _Rgba8 colour = takeColour(input);
+        const auto y1 = input.take<float>();
+        kximgRGBABuffer8_DrawLineAA(images.a, colour, x0, y0, x1, y1);
     },
     [](Images& images, FuzzInput& input) {
-        const auto x0 = static_cast<float>(input.takeCoordinate()) / 4,
-                   y0 = static_cast<float>(input.takeCoordinate()) / 4;
-        const auto x1 = static_cast<float>(input.takeCoordinate()) / 4;
-        kximgRGBABuffer8_DrawLineAA(images.a, takeColour(input), x0, y0, x1,
-                                    static_cast<float>(input.takeCoordinate()));
+        const float x0 = takeQuarters(input), y0 = takeQuarters(input), x1 = takeQuarters(input);
+        const _Rgba8 colour = takeColour(input);
+        const auto y1 = static_cast<float>(input.takeCoordinate());
+        kximgRGBABuffer8_DrawLineAA(images.a, colour, x0, y0, x1, y1);
     },
     [](Images& images, FuzzInput& input) {
         const int x = input.takeCoordinate(), y = input.takeCoordinate();
         const auto w = static_cast<unsigned>(input.takeCoordinate());
-        kximgRGBABuffer8_fillRect(images.a, takeColour(input), x, y, w,
-                                  static_cast<unsigned>(input.takeCoordinate()));
+        const _Rgba8 colour = takeColour(input);
+        const auto h = static_cast<unsigned>(input.takeCoordinate());
+        kximgRGBABuffer8_fillRect(images.a, colour, x, y, w, h);
     },
     [](Images& images, FuzzInput& input) {
         const int x = input.takeCoordinate(), y = input.takeCoordinate();
-        kximgRGBABuffer8_drawImage(images.a, takeSource(images, input), x, y, input.take<int8_t>());
+        kxP::_imgRGBABuffer8& source = takeSource(images, input);
+        const auto mode = input.take<int8_t>();
+        kximgRGBABuffer8_drawImage(images.a, source, x, y, mode);
     },
     [](Images& images, FuzzInput& input) {
-        const int w = input.takeCoordinate();
-        kximgRGBABuffer8_Scale16(takeSource(images, input), images.a, w, input.takeCoordinate(), false);
+        const Scaling to = takeScaling(images, input);
+        kximgRGBABuffer8_Scale16(to.source, images.a, to.w, to.h, false);
     },
     [](Images& images, FuzzInput& input) {
-        const int w = input.takeCoordinate();
-        kximgRGBABuffer8_Scale16_noProportions(takeSource(images, input), images.a, w, input.takeCoordinate());
+        const Scaling to = takeScaling(images, input);
+        kximgRGBABuffer8_Scale16_noProportions(to.source, images.a, to.w, to.h);
     },
     [](Images& images, FuzzInput& input) {
-        const int w = input.takeCoordinate();
-        kximgRGBABuffer8_Scale9(takeSource(images, input), images.a, w, input.takeCoordinate(), true);
+        const Scaling to = takeScaling(images, input);
+        kximgRGBABuffer8_Scale9(to.source, images.a, to.w, to.h, true);
     },
     [](Images& images, FuzzInput& input) {
-        const int w = input.takeCoordinate();
-        kximgRGBABuffer8_Scale4(takeSource(images, input), images.a, w, input.takeCoordinate(), true);
+        const Scaling to = takeScaling(images, input);
+        kximgRGBABuffer8_Scale4(to.source, images.a, to.w, to.h, true);
     },
     [](Images& images, FuzzInput& input) {
-        const int w = input.takeCoordinate();
-        kximgRGBABuffer8_Scale4(images.f, images.a, w, input.takeCoordinate(), true);
+        const int w = input.takeCoordinate(), h = input.takeCoordinate();
+        kximgRGBABuffer8_Scale4(images.f, images.a, w, h, true);
     },
     [](Images& images, FuzzInput& input) {
         const auto sx = input.take<float>(), sy = input.take<float>();
-        const int x = input.takeCoordinate(), y = input.takeCoordinate();
-        kximgRGBABuffer8_Scale9(takeSource(images, input), images.a, sx, sy, x, y, input.takeBit());
+        takeScaling9At(images, input, sx, sy);
     },
     [](Images& images, FuzzInput& input) {
-        const auto sx = static_cast<float>(input.take<uint8_t>()) / 64,
-                   sy = static_cast<float>(input.take<uint8_t>()) / 64;
-        const int x = input.takeCoordinate(), y = input.takeCoordinate();
-        kximgRGBABuffer8_Scale9(takeSource(images, input), images.a, sx, sy, x, y, input.takeBit());
+        const float sx = takeSixtyFourths(input), sy = takeSixtyFourths(input);
+        takeScaling9At(images, input, sx, sy);
     },
     [](Images& images, FuzzInput&) { kximgRGBABuffer8_doGamma22(images.a); },
     [](Images& images, FuzzInput&) { kximgRGBABuffer8_undoGamma22(images.a); },
     [](Images& images, FuzzInput&) { kximgRGBABufferf_doGamma22(images.f); },
     [](Images& images, FuzzInput& input) {
         const int index = input.takeCoordinate();
-        const auto r = input.take<float>(), g = input.take<float>(), b = input.take<float>();
-        images.f.write(index, _Rgbaf{r, g, b, input.take<float>()});
+        const auto r = input.take<float>(), g = input.take<float>(), b = input.take<float>(),
+                   a = input.take<float>();
+        images.f.write(index, _Rgbaf{r, g, b, a});
     },
     [](Images& images, FuzzInput&) { images.a.copyTo(images.b, true); },
 };
