@@ -21,6 +21,7 @@ using Scaler = std::function<bool(const _imgRGBABuffer8&, _imgRGBABuffer8&, int,
 struct NamedScaler {
     const char* name;
     Scaler fast, plainRule;
+    bool proportional;  // the picture keeps its proportions in the box
 };
 
 bool fastScale16(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, int w, int h) {
@@ -37,10 +38,10 @@ bool plainScale4(const _imgRGBABuffer8& src, _imgRGBABuffer8& dst, int w, int h)
 }
 
 const NamedScaler scalers[] = {
-    {"Scale16", fastScale16, plain::scale16},
-    {"Scale16_noProportions", kximgRGBABuffer8_Scale16_noProportions, plain::scale16NoProportions},
-    {"Scale9", fastScale9, plain::scale9},
-    {"Scale4", fastScale4, plainScale4}};
+    {"Scale16", fastScale16, plain::scale16, true},
+    {"Scale16_noProportions", kximgRGBABuffer8_Scale16_noProportions, plain::scale16NoProportions, false},
+    {"Scale9", fastScale9, plain::scale9, true},
+    {"Scale4", fastScale4, plainScale4, true}};
 
 std::string sizeOf(const _imgRGBABuffer8& image) {
     return std::to_string(image.width) + "x" + std::to_string(image.height);
@@ -99,8 +100,7 @@ TEST(Scaling, SourceThatReachesTheBoxInOneAxisIsScaled) {
     for (const NamedScaler& scaler : scalers) {
         _imgRGBABuffer8 dst(100U);
         EXPECT_TRUE(scaler.fast(*src, dst, 10, 20)) << scaler.name;
-        const bool proportional = std::strcmp(scaler.name, "Scale16_noProportions") != 0;
-        EXPECT_EQ(sizeOf(dst), proportional ? "10x6" : "10x7") << scaler.name;
+        EXPECT_EQ(sizeOf(dst), scaler.proportional ? "10x6" : "10x7") << scaler.name;
     }
 }
 
@@ -127,9 +127,8 @@ TEST(Scaling, TargetSizes) {
         const Image8 src = makeImage(c.width, c.height);
         for (const NamedScaler& scaler : scalers) {
             _imgRGBABuffer8 dst(200000U);
-            const bool proportional = std::strcmp(scaler.name, "Scale16_noProportions") != 0;
             EXPECT_TRUE(scaler.fast(*src, dst, c.w, c.h));
-            EXPECT_EQ(sizeOf(dst), proportional ? c.even : c.each)
+            EXPECT_EQ(sizeOf(dst), scaler.proportional ? c.even : c.each)
                 << scaler.name << ' ' << c.width << 'x' << c.height << " into " << c.w << 'x' << c.h;
         }
     }
