@@ -3,10 +3,9 @@
 // takes.
 #pragma once
 
-#include <cstdio>
-#include <cstdlib>
+#include "tests/support/TempDir.h"
+
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -22,28 +21,16 @@ constexpr char framePrefix[] = "beauty.";
 class LargeDirectory {
 public:
     LargeDirectory() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "kxbenchXXXXXX").string();
-        if (!mkdtemp(&pattern[0])) {
-            std::perror(pattern.c_str());
-            std::abort();
-        }
-        path_ = pattern + "/";
         for (int i = 1; i <= frameCount; ++i) makeFile(framePrefix + std::to_string(i) + ".exr");
         for (int i = 1; i <= otherCount; ++i) makeFile("diffuse." + std::to_string(i) + ".exr");
     }
-    ~LargeDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    LargeDirectory(const LargeDirectory&) = delete;
-    LargeDirectory& operator=(const LargeDirectory&) = delete;
 
-    const std::string& path() const { return path_; }
+    const std::string& path() const { return dir_.path(); }
 
 private:
-    void makeFile(const std::string& name) const { std::ofstream(path_ + name); }
+    void makeFile(const std::string& name) const { std::ofstream(dir_.file(name)); }
 
-    std::string path_;
+    TempDir dir_;
 };
 
 inline const std::string& directoryPath() {

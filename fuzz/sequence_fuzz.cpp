@@ -4,13 +4,16 @@
 #include "fuzz/FuzzInput.h"
 #include "image/KX_DataTypes_imageList.h"
 #include "shared/kxLog.h"
+#include "tests/support/TempDir.h"
 
+#include <cstdlib>
 #include <memory>
 #include <sstream>
 #include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -19,31 +22,24 @@ constexpr int mostFiles = 64;
 // libFuzzer ends without destructors: the empty directory stays, in $TMPDIR.
 class Directory {
 public:
-    Directory() {
-        const char* parent = std::getenv("TMPDIR");
-        std::string pattern = std::string(parent ? parent : "/dev/shm") + "/kxfuzzXXXXXX";
-        if (!mkdtemp(pattern.data())) std::abort();
-        path_ = pattern + "/";
-    }
-
     // Names that cannot be files' are passed over.
     void add(const std::string& name) {
         if (name.find('/') != std::string::npos || name.find('\0') != std::string::npos) return;
-        const int file = open((path_ + name).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        const int file = open(dir_.file(name).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
         if (file < 0) return;
         close(file);
         names_.push_back(name);
     }
 
     void clear() {
-        for (const std::string& name : names_) unlink((path_ + name).c_str());
+        for (const std::string& name : names_) unlink(dir_.file(name).c_str());
         names_.clear();
     }
 
-    const std::string& path() const { return path_; }
+    const std::string& path() const { return dir_.path(); }
 
 private:
-    std::string path_;
+    const TempDir dir_{std::getenv("TMPDIR") ? std::getenv("TMPDIR") : "/dev/shm"};
     std::vector<std::string> names_;
 };
 

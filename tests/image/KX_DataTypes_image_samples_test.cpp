@@ -4,6 +4,7 @@
 #include "image/KX_image.h"
 #include "shared/kxFileSystem.h"
 #include "tests/support/ReadFrame.h"
+#include "tests/support/RealSamples.h"
 #include "tests/support/RecordBytes.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/plainCheck.h"

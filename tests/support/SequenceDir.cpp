@@ -7,11 +7,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-TempDir memoryDir() {
-    if (access("/dev/shm", W_OK | X_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
-    return TempDir();
-}
-
 void SequenceDir::write(const std::vector<std::string>& names) const {
     for (const std::string& name : names) {
         if (!writeFileBytes(dir.file(name), "")) std::abort();

@@ -10,9 +10,6 @@
 #include <string>
 #include <vector>
 
-// A directory in memory where the system offers that: a busy disk takes minutes for tens of thousands of files.
-TempDir memoryDir();
-
 class SequenceDir {
 public:
     SequenceDir() = default;

@@ -8,10 +8,14 @@
 #include <fstream>
 #include <iterator>
 
+#include <unistd.h>
+
 namespace fs = std::filesystem;
 
-TempDir::TempDir() {
-    std::string pattern = (fs::temp_directory_path() / "kxtestXXXXXX").string();
+TempDir::TempDir() : TempDir(fs::temp_directory_path().string()) {}
+
+TempDir::TempDir(const std::string& parent) {
+    std::string pattern = (fs::path(parent) / "kxtestXXXXXX").string();
     if (!mkdtemp(pattern.data())) {
         std::perror(pattern.c_str());
         std::abort();
@@ -22,6 +26,10 @@ TempDir::TempDir() {
 TempDir::~TempDir() {
     std::error_code ignored;
     fs::remove_all(path_, ignored);
+}
+
+TempDir memoryDir() {
+    return access("/dev/shm", W_OK | X_OK) == 0 ? TempDir("/dev/shm") : TempDir();
 }
 
 std::vector<std::string> TempDir::entries() const {
@@ -55,10 +63,4 @@ std::string bytesOf(const QString& text) {
 
 bool entryExists(const std::string& path) {
     return fs::symlink_status(path).type() != fs::file_type::not_found;
-}
-
-std::string realSamplesDir() {
-    const char* const named = std::getenv("KX_EXR_SAMPLES");
-    const fs::path dir = named ? fs::path(named) : fs::path(KX_SOURCE_DIR).parent_path() / "shared" / "exr-samples";
-    return fs::is_directory(dir) ? dir.string() + "/" : std::string();
 }

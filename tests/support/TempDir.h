@@ -11,6 +11,8 @@ class TempDir {
 public:
     // Below $TMPDIR or /tmp; the process ends when it can't be made.
     TempDir();
+    // In this directory.
+    explicit TempDir(const std::string& parent);
     ~TempDir();
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
@@ -28,6 +30,9 @@ private:
     std::string path_;
 };
 
+// A directory in memory where the system offers that: a busy disk takes minutes for tens of thousands of files.
+TempDir memoryDir();
+
 // Writes `bytes` to `path`, replacing what was there; false when that fails.
 bool writeFileBytes(const std::string& path, const std::string& bytes);
 // The file's bytes; empty when it can't be read.
@@ -37,7 +42,3 @@ QString latin1(const std::string& bytes);
 std::string bytesOf(const QString& text);
 // True when something, a dangling link included, is there.
 bool entryExists(const std::string& path);
-
-// The folder of real sample files, ending with "/": the one that the environment's KX_EXR_SAMPLES names, or
-// ../shared/exr-samples beside the checkout; empty when it is missing.
-std::string realSamplesDir();

@@ -2,6 +2,7 @@
 // Damaged and hostile frames: each gives its one line within seconds and little memory, and goes only when it was
 // read and found failing.
 #include "tests/support/FaultTest.h"
+#include "tests/support/RealSamples.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The line of a frame: sizes, storage, compression, channels, parts and the decision.
+#include "tests/support/RealSamples.h"
 #include "tests/support/ToolTest.h"
 
 #include <algorithm>
