@@ -1,93 +1,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The calls to the system and to zlib go through the functions below (the linker wraps them): they fail, or do less
-// than asked, when told to.
 #include "shared/kxDataBuffer.h"
+#include "tests/support/FailingCalls.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <string>
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-namespace {
-
-// One wrapped call.
-struct Call {
-    int calls = 0;
-    int goodFirst = 0;    // calls that go through before
-    int failures = 0;     // this many fail
-    int errorNumber = 0;  // with this reason
-
-    // True when this call must fail; errno is set then.
-    bool fails() {
-        ++calls;
-        if (goodFirst-- > 0 || failures <= 0) return false;
-        --failures;
-        errno = errorNumber;
-        return true;
-    }
-    void failWith(int error, int times = 1, int after = 0) { *this = {0, after, times, error}; }
-};
-
-struct System {
-    Call write, read, fsync, close, openat, renameat, fstat, deflateInit, inflateInit;
-    size_t largestTransfer = SIZE_MAX;  // bytes that one read or write moves
-    std::vector<std::string> created;
-    int createFlags = 0;
-};
-System theSystem;
-
-}  // namespace
-
-extern "C" {
-ssize_t __real_write(int file, const void* bytes, size_t size);
-ssize_t __real_read(int file, void* bytes, size_t size);
-int __real_fsync(int file);
-int __real_close(int file);
-int __real_openat(int directory, const char* name, int flags, ...);
-int __real_renameat(int fromDirectory, const char* from, int toDirectory, const char* to);
-int __real_fstat(int file, struct stat* status);
-int __real_deflateInit_(z_stream* stream, int level, const char* version, int size);
-int __real_inflateInit_(z_stream* stream, const char* version, int size);
-
-ssize_t __wrap_write(int file, const void* bytes, size_t size) {
-    return theSystem.write.fails() ? -1 : __real_write(file, bytes, std::min(size, theSystem.largestTransfer));
-}
-ssize_t __wrap_read(int file, void* bytes, size_t size) {
-    return theSystem.read.fails() ? -1 : __real_read(file, bytes, std::min(size, theSystem.largestTransfer));
-}
-int __wrap_fsync(int file) {
-    return theSystem.fsync.fails() ? -1 : __real_fsync(file);
-}
-int __wrap_close(int file) {
-    const int result = __real_close(file);
-    return theSystem.close.fails() ? -1 : result;
-}
-int __wrap_openat(int directory, const char* name, int flags, mode_t mode) {
-    theSystem.created.push_back(name);
-    theSystem.createFlags = flags;
-    return theSystem.openat.fails() ? -1 : __real_openat(directory, name, flags, mode);
-}
-int __wrap_renameat(int fromDirectory, const char* from, int toDirectory, const char* to) {
-    return theSystem.renameat.fails() ? -1 : __real_renameat(fromDirectory, from, toDirectory, to);
-}
-int __wrap_fstat(int file, struct stat* status) {
-    return theSystem.fstat.fails() ? -1 : __real_fstat(file, status);
-}
-int __wrap_deflateInit_(z_stream* stream, int level, const char* version, int size) {
-    return theSystem.deflateInit.fails() ? Z_MEM_ERROR : __real_deflateInit_(stream, level, version, size);
-}
-int __wrap_inflateInit_(z_stream* stream, const char* version, int size) {
-    return theSystem.inflateInit.fails() ? Z_MEM_ERROR : __real_inflateInit_(stream, version, size);
-}
-}
 
 namespace {
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The calls to the system go through the functions below (the linker wraps them): they count, and fail when told
-// to.
 #include "shared/kxFileSystem.h"
+#include "tests/support/FailingCalls.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -16,77 +15,13 @@
 
 #include <dirent.h>
 #include <libintl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
-namespace {
-
-// One wrapped call of the system.
-struct Call {
-    int count = 0;
-    int failuresLeft = 0;  // the next calls that fail
-    int errorNumber = 0;   // with this reason
-    int goodCallsFirst = 0;
-
-    // True when this call must fail; errno is set then.
-    bool fails() {
-        ++count;
-        if (goodCallsFirst-- > 0 || failuresLeft <= 0) return false;
-        --failuresLeft;
-        errno = errorNumber;
-        return true;
-    }
-    void failWith(int error, int times, int after = 0) {
-        errorNumber = error;
-        failuresLeft = times;
-        goodCallsFirst = after;
-    }
-};
-
-struct System {
-    Call opendir, readdir, fstatat, lstat, unlink;
-    bool hidesKinds = false;     // directory entries come without their kind
-    bool directoriesGo = false;  // unlink takes directories too, as on some systems
-    int unlinkedDirectories = 0;
-};
-System theSystem;
-
-}  // namespace
-
+// The system's own functions, which do not count.
 extern "C" {
 DIR* __real_opendir(const char* path);
 dirent* __real_readdir(DIR* directory);
-int __real_fstatat(int directory, const char* path, struct stat* status, int flags);
-int __real_lstat(const char* path, struct stat* status);
-int __real_unlink(const char* path);
-
-DIR* __wrap_opendir(const char* path) {
-    return theSystem.opendir.fails() ? nullptr : __real_opendir(path);
-}
-
-dirent* __wrap_readdir(DIR* directory) {
-    if (theSystem.readdir.fails()) return nullptr;
-    dirent* entry = __real_readdir(directory);
-    if (entry && theSystem.hidesKinds) entry->d_type = DT_UNKNOWN;
-    return entry;
-}
-
-int __wrap_fstatat(int directory, const char* path, struct stat* status, int flags) {
-    return theSystem.fstatat.fails() ? -1 : __real_fstatat(directory, path, status, flags);
-}
-
-int __wrap_lstat(const char* path, struct stat* status) {
-    return theSystem.lstat.fails() ? -1 : __real_lstat(path, status);
-}
-
-int __wrap_unlink(const char* path) {
-    if (theSystem.unlink.fails()) return -1;
-    if (!theSystem.directoriesGo || !fs::is_directory(path)) return __real_unlink(path);
-    ++theSystem.unlinkedDirectories;
-    return 0;
-}
 }
 
 namespace {
@@ -134,10 +69,10 @@ protected:
 TEST_F(KxFileSystemFaults, ListingAsksTheSystemAboutNoEntry) {
     if (!kindsAreTold()) GTEST_SKIP() << "this file system does not tell the entries' kinds";
     EXPECT_EQ(frames(), allFrames);
-    EXPECT_EQ(theSystem.opendir.count, 1);
-    EXPECT_EQ(theSystem.readdir.count, callsOfAListing);
-    EXPECT_EQ(theSystem.fstatat.count, 0);
-    EXPECT_EQ(theSystem.lstat.count, 0);
+    EXPECT_EQ(theSystem.opendir.calls, 1);
+    EXPECT_EQ(theSystem.readdir.calls, callsOfAListing);
+    EXPECT_EQ(theSystem.fstatat.calls, 0);
+    EXPECT_EQ(theSystem.lstat.calls, 0);
 }
 
 TEST_F(KxFileSystemFaults, OnlyLinksOfTheSequenceAreAskedAbout) {
@@ -145,7 +80,7 @@ TEST_F(KxFileSystemFaults, OnlyLinksOfTheSequenceAreAskedAbout) {
     fs::create_symlink("other.exr", dir.file("b.5.exr"));
     fs::create_symlink("nowhere.exr", dir.file("b.6.exr"));
     EXPECT_EQ(frames(), (std::vector<std::string>{"b.1.exr", "b.2.exr", "b.3.exr", "b.5.exr"}));
-    EXPECT_EQ(theSystem.fstatat.count, 2);
+    EXPECT_EQ(theSystem.fstatat.calls, 2);
 }
 
 TEST_F(KxFileSystemFaults, SizeAndTimeCostOneCallForEachFile) {
@@ -160,7 +95,7 @@ TEST_F(KxFileSystemFaults, SizeAndTimeCostOneCallForEachFile) {
     }
     EXPECT_EQ(files, 4);
     if (kindsAreTold()) {
-        EXPECT_EQ(theSystem.fstatat.count, 4);
+        EXPECT_EQ(theSystem.fstatat.calls, 4);
     }
 }
 
@@ -172,7 +107,7 @@ TEST_F(KxFileSystemFaults, MissingFileIsAskedAboutOnce) {
     theSystem.fstatat.failWith(ENOENT, 1);
     EXPECT_EQ(listing.fileSize(), -1);
     EXPECT_EQ(listing.fileTime(), _kxTime());
-    EXPECT_EQ(theSystem.fstatat.count, 1);
+    EXPECT_EQ(theSystem.fstatat.calls, 1);
 }
 
 TEST_F(KxFileSystemFaults, FileThatBecameADirectoryHasNoSizeAndNoTime) {
@@ -191,7 +126,7 @@ TEST_F(KxFileSystemFaults, EntriesOfUnknownKindAreAskedAbout) {
     fs::create_symlink("other.exr", dir.file("b.5.exr"));
     theSystem.hidesKinds = true;
     EXPECT_EQ(frames(), (std::vector<std::string>{"b.1.exr", "b.2.exr", "b.3.exr", "b.5.exr"}));
-    EXPECT_EQ(theSystem.fstatat.count, 5);  // the directory b.4.exr too, nothing that the filter rejects
+    EXPECT_EQ(theSystem.fstatat.calls, 5);  // the directory b.4.exr too, nothing that the filter rejects
 }
 
 TEST_F(KxFileSystemFaults, InterruptedCallsAreRepeated) {
@@ -199,7 +134,7 @@ TEST_F(KxFileSystemFaults, InterruptedCallsAreRepeated) {
     for (Call* call : {&theSystem.opendir, &theSystem.readdir, &theSystem.fstatat}) {
         call->failWith(EINTR, 3);
         EXPECT_EQ(frames(), allFrames);
-        EXPECT_EQ(call->failuresLeft, 0);
+        EXPECT_EQ(call->failures, 0);
     }
     theSystem.opendir.failWith(EINTR, 3);
     EXPECT_TRUE(kxDirectoryExists(dir.qpath()));
@@ -228,7 +163,7 @@ TEST_F(KxFileSystemFaults, ReadErrorEndsTheListing) {
         size_t entries = 0;
         while (listing.nextFile()) ++entries;
         EXPECT_FALSE(listing.nextFile()) << "an ended listing stays ended";
-        EXPECT_EQ(theSystem.readdir.count, after + 1);
+        EXPECT_EQ(theSystem.readdir.calls, after + 1);
         EXPECT_GE(entries, most);
         most = entries;
     }
@@ -274,7 +209,7 @@ TEST_F(KxFileSystemFaults, DirectoriesStayEvenWhereUnlinkTakesThem) {
     theSystem.directoriesGo = true;
     EXPECT_EQ(kxDeleteFile(path("b.4.exr")), QStringLiteral("Is a directory"));
     EXPECT_EQ(theSystem.unlinkedDirectories, 0);
-    EXPECT_EQ(theSystem.unlink.count, 0);
+    EXPECT_EQ(theSystem.unlink.calls, 0);
 }
 
 // ---- The language of the reason
