@@ -93,6 +93,15 @@ std::string FaultTest::runUnder(const std::vector<Fault>& faults) const {
     return result.out.size() < toolBanner.size() ? result.out : result.out.substr(toolBanner.size());
 }
 
+void FaultTest::expectSecondFrame(const Fault& fault, const Names& lines, const Names& left) {
+    SetUp();
+    Names expected{"0001: " + layers, "0002: " + lines.at(0)};
+    expected.insert(expected.end(), lines.begin() + 1, lines.end());
+    expected.insert(expected.end(), {"0003: " + deleted, "0004: " + layers});
+    EXPECT_EQ(runUnder({fault}), foundSequence("1-4, 1", expected)) << fault.call << ' ' << fault.fault;
+    EXPECT_EQ(dir.entries(), left) << fault.call << ' ' << fault.fault;
+}
+
 ProcessResult FaultTest::runScript(const std::string& script) const {
     ProcessOptions options;
     options.environment = {"dir=" + withoutSlash(dir.path())};

@@ -33,6 +33,11 @@ protected:
     // have struck. Gives the output after the banner; expects exit code 0 and no errors.
     std::string runUnder(const std::vector<Fault>& faults) const;
     ProcessResult runUnder(const std::vector<Fault>& faults, const std::vector<std::string>& arguments) const;
+    // Writes all frames and runs the tool with deletingArguments() under a fault of the second one: its line must
+    // be "0002: " and lines[0], after it must come the other `lines` and the rest of an undisturbed run, and these
+    // files must be left.
+    void expectSecondFrame(const Fault& fault, const std::vector<std::string>& lines,
+                           const std::vector<std::string>& left);
     // Runs bash on `script`, in which "$@" is the tool with deletingArguments(), $dir the directory without its
     // final "/".
     ProcessResult runScript(const std::string& script) const;
@@ -48,4 +53,6 @@ protected:
         foundSequence("1-4, 1", {"0001: " + layers, "0002: " + deleted, "0003: " + deleted, "0004: " + layers});
     const std::vector<std::string> all{"shot.0001.exr", "shot.0002.exr", "shot.0003.exr", "shot.0004.exr"};
     const std::vector<std::string> passing{"shot.0001.exr", "shot.0004.exr"};
+    const std::string second = "shot.0002.exr";
+    const std::vector<std::string> passingAndSecond{"shot.0001.exr", "shot.0002.exr", "shot.0004.exr"};
 };
