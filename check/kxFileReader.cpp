@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "check/kxFileReader.h"
+#include "check/kxPixelCheck.h"
+#include "shared/kxSystemCall.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <new>
+#include <optional>
+#include <utility>
+
+namespace kxCheck {
+
+namespace {
+
+class Descriptor {
+public:
+    explicit Descriptor(const QByteArray& path) {
+        number_ = kxRetryInterrupted(
+            -1, [&] { return open(path.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); });
+    }
+    ~Descriptor() {
+        if (number_ >= 0) close(number_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int number() const { return number_; }
+
+private:
+    int number_ = -1;
+};
+
+Finding unreadable(int errorNumber) {
+    return makeFinding(Code::unreadable, kxSystemErrorText(errorNumber).toLatin1());
+}
+
+// Of a file that could not be opened for this reason. A link that leads nowhere is there, though no file is.
+Finding absence(const QByteArray& path, int errorNumber) {
+    struct stat link;
+    if (errorNumber != ENOENT) return unreadable(errorNumber);
+    if (lstat(path.constData(), &link) == 0 && S_ISLNK(link.st_mode))
+        return makeFinding(Code::unreadable, "the link leads nowhere");
+    return makeFinding(Code::missing, "there is no such file");
+}
+
+// Times that 64 bits can't hold become the nearest ones that they can.
+std::int64_t nanoseconds(const timespec& time) {
+    constexpr std::int64_t most = INT64_MAX / 1000000000 - 1;
+    const std::int64_t seconds = std::clamp<std::int64_t>(time.tv_sec, -most, most);
+    return seconds * 1000000000 + time.tv_nsec;
+}
+
+FileIdentity identityOf(const struct stat& status) {
+    return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino),
+            static_cast<std::int64_t>(status.st_size), nanoseconds(status.st_mtim)};
+}
+
+// One look at an open regular file.
+class FileLook {
+public:
+    FileLook(int descriptor, Level level, ChunkSink* sink, FileReport& report)
+        : level_(level),
+          sink_(sink),
+          report_(report),
+          bytes_(descriptor, static_cast<std::uint64_t>(report.identity.size)) {}
+
+    void run() {
+        look();
+        if (bytes_.error() != 0) standAlone(unreadable(bytes_.error()));
+    }
+
+private:
+    void look();
+    void lookAtChunks(const HeaderReading& reading, const ExrCore& core, ChunkTable& table);
+    void standAlone(Finding finding) { report_.findings.assign(1, std::move(finding)); }
+
+    Level level_;
+    ChunkSink* sink_;
+    FileReport& report_;
+    FileBytes bytes_;
+};
+
+void FileLook::look() {
+    const HeaderReading reading = readHeaders(bytes_);
+    if (reading.finding) return standAlone(*reading.finding);
+    for (const kxExr::Part& part : reading.parts)
+        if (!canDecode(part.compression))
+            return standAlone(
+                makeFinding(Code::unsupported, QByteArray("compression ") + compressionName(part.compression)));
+    ChunkTable table(bytes_, reading);
+    if (table.finding()) return standAlone(*table.finding());
+    ExrCore core(bytes_, reading);
+    if (const std::optional<Finding> refusal = core.open()) return standAlone(*refusal);
+    report_.headers = std::make_shared<const Headers>(reading.parts);
+    if (level_ != Level::headers) lookAtChunks(reading, core, table);
+}
+
+void FileLook::lookAtChunks(const HeaderReading& reading, const ExrCore& core, ChunkTable& table) {
+    ChunkFaults faults = table.checkPlaces();
+    if (level_ == Level::pixels) {
+        const std::optional<Finding> end = checkPixels(core, reading.parts, bytes_, table, faults, sink_);
+        if (end) return standAlone(*end);
+        report_.decoded = bytes_.error() == 0 && faults.areAllGood();
+    }
+    report_.chunks = faults.counts(table.grids());
+    report_.findings = faults.findings(reading.parts, table.grids());
+}
+
+// False when the file changed meanwhile, as far as its size and time tell.
+bool lookOnce(const FileCheck& check, ChunkSink* sink, FileReport& report) {
+    const Descriptor descriptor(check.path);
+    if (descriptor.number() < 0) {
+        report.findings.push_back(absence(check.path, errno));
+        return true;
+    }
+    struct stat status;
+    if (fstat(descriptor.number(), &status) != 0) {
+        report.findings.push_back(unreadable(errno));
+        return true;
+    }
+    report.hasIdentity = true;
+    report.identity = identityOf(status);
+    if (!S_ISREG(status.st_mode)) {
+        report.findings.push_back(makeFinding(Code::unreadable, "this is no regular file"));
+        return true;
+    }
+    FileLook(descriptor.number(), check.level, sink, report).run();
+    return fstat(descriptor.number(), &status) != 0 || identityOf(status) == report.identity;
+}
+
+void lookUntilSteady(const FileCheck& check, ChunkSink* sink, FileReport& report) {
+    if (lookOnce(check, sink, report)) return;
+    if (sink) sink->restart();
+    report = FileReport();
+    if (lookOnce(check, sink, report)) return;
+    report.decoded = false;
+    report.findings.assign(1, makeFinding(Code::changing, "it changed twice while it was checked"));
+}
+
+}  // namespace
+
+FileReport checkFile(const FileCheck& check, ChunkSink* sink) {
+    const auto begin = std::chrono::steady_clock::now();
+    FileReport report;
+    try {
+        lookUntilSteady(check, sink, report);
+    } catch (const std::bad_alloc&) {
+        report.findings.assign(1, makeFinding(Code::limit, "there is not enough memory to check it"));
+    }
+    report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    return report;
+}
+
+}  // namespace kxCheck
