@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "check/kxChunkFaults.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using namespace kxCheck;
+
+namespace {
+
+kxExr::Part rowsPart(std::int32_t minY, std::int32_t maxY, kxExr::Compression compression) {
+    kxExr::Part part;
+    part.dataWindow = {0, minY, 99, maxY};
+    part.compression = compression;
+    part.channels = {{"R", kxExr::PixelType::half, 1, 1}};
+    return part;
+}
+
+kxExr::Part tilesPart(kxExr::LevelMode levels) {
+    kxExr::Part part = rowsPart(0, 99, kxExr::Compression::zip);
+    part.storage = kxExr::Storage::tiled;
+    part.tiles = kxExr::TileDescription{32, 32, levels, kxExr::LevelRounding::down};
+    return part;
+}
+
+struct Faults {
+    explicit Faults(Headers headers) : parts(std::move(headers)), faults(count()) {}
+
+    size_t count() {
+        size_t chunks = 0;
+        for (const kxExr::Part& part : parts) {
+            grids.emplace_back(part);
+            chunks += grids.back().count();
+        }
+        return chunks;
+    }
+    std::vector<std::string> texts() const {
+        std::vector<std::string> all;
+        for (const Finding& finding : faults.findings(parts, grids))
+            all.push_back(std::string(rowOf(finding.code).name) + ": " + finding.text.toStdString());
+        return all;
+    }
+
+    Headers parts;
+    std::vector<ChunkGrid> grids;
+    ChunkFaults faults;
+};
+
+using Texts = std::vector<std::string>;
+
+}  // namespace
+
+TEST(ChunkFaults, NeighboursWithTheSameFaultAreOneRun) {
+    Faults f({rowsPart(0, 1079, kxExr::Compression::zip)});
+    for (size_t i = 10; i < 20; ++i) f.faults.set(i, ChunkFault::truncated);
+    f.faults.set(20, ChunkFault::unfinished);
+    f.faults.set(67, ChunkFault::undecodable);
+    EXPECT_EQ(f.texts(), (Texts{"truncated: rows 160 to 319 of 1080 are missing",
+                                "unfinished: rows 320 to 335 of 1080 were never written",
+                                "chunk: rows 1072 to 1079 of 1080 can't be decoded"}));
+    const ChunkCounts counts = f.faults.counts(f.grids).at(0);
+    EXPECT_EQ(counts.chunks, 68);
+    EXPECT_EQ(counts.present, 57);
+}
+
+TEST(ChunkFaults, KeepsTheFaultThatAppliesFirst) {
+    Faults f({rowsPart(0, 9, kxExr::Compression::none)});
+    f.faults.set(3, ChunkFault::undecodable);
+    f.faults.set(3, ChunkFault::truncated);
+    f.faults.set(3, ChunkFault::overlapping);
+    EXPECT_EQ(f.faults.at(3), ChunkFault::truncated);
+    EXPECT_FALSE(f.faults.areAllGood());
+}
+
+TEST(ChunkFaults, SaysWhereRowsLieThatDoNotBeginAtZero) {
+    Faults f({rowsPart(-5, 120, kxExr::Compression::none)});
+    f.faults.set(2, ChunkFault::wrongLeader);
+    EXPECT_EQ(f.texts(), Texts{"chunk: row -3 of -5 to 120 is not at its place"});
+}
+
+TEST(ChunkFaults, NamesPartsOnlyWhereThereAreSeveral) {
+    Faults f({rowsPart(0, 9, kxExr::Compression::none), rowsPart(0, 9, kxExr::Compression::none)});
+    f.faults.set(9, ChunkFault::tooLarge);
+    f.faults.set(10, ChunkFault::tooLarge);
+    EXPECT_EQ(f.texts(), (Texts{"chunk: row 9 of 10 of part 0 is larger than without compression",
+                                "chunk: row 0 of 10 of part 1 is larger than without compression"}));
+}
+
+TEST(ChunkFaults, NamesTilesWithTheirLevel) {
+    Faults f({tilesPart(kxExr::LevelMode::mipmap)});
+    f.faults.set(11, ChunkFault::undecodable);
+    f.faults.set(16, ChunkFault::unfinished);
+    f.faults.set(17, ChunkFault::unfinished);
+    EXPECT_EQ(f.texts(),
+              (Texts{"chunk: tile 3,2 of part 0 can't be decoded",
+                     "unfinished: 2 tiles of part 0, from 0,0 of level 1,1 to 1,0 of level 1,1, were never "
+                     "written"}));
+    const std::vector<Finding> findings = f.faults.findings(f.parts, f.grids);
+    ASSERT_EQ(findings[1].tiles.size(), 2U);
+    EXPECT_EQ(findings[1].tiles[1].x, 1);
+    EXPECT_EQ(findings[1].tiles[1].levelX, 1);
+    EXPECT_EQ(findings[1].count, 2);
+    EXPECT_FALSE(findings[1].rows);
+}
+
+TEST(ChunkFaults, CountsTheRestInTheLastOfAHundred) {
+    Faults f({rowsPart(0, 999, kxExr::Compression::none)});
+    for (size_t i = 0; i < 400; i += 2) f.faults.set(i, ChunkFault::undecodable);
+    f.faults.set(900, ChunkFault::unfinished);
+    const std::vector<Finding> findings = f.faults.findings(f.parts, f.grids);
+    ASSERT_EQ(findings.size(), mostFindings);
+    EXPECT_EQ(findings[98].code, Code::unfinished);
+    EXPECT_EQ(findings[99].code, Code::chunk);
+    EXPECT_EQ(findings[99].text, "102 more places are damaged");
+    EXPECT_EQ(findings[99].count, 102);
+}
+
+TEST(ChunkFaults, AHundredRunsAreAllTold) {
+    Faults f({rowsPart(0, 999, kxExr::Compression::none)});
+    for (size_t i = 0; i < 200; i += 2) f.faults.set(i, ChunkFault::undecodable);
+    const std::vector<Finding> findings = f.faults.findings(f.parts, f.grids);
+    ASSERT_EQ(findings.size(), mostFindings);
+    EXPECT_EQ(findings[99].text, "row 198 of 1000 can't be decoded");
+}

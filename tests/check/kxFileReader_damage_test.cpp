@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Files of every kind damaged in every way: each damage has its code, at every level at which it can be found.
+#include "tests/support/CheckedFile.h"
+#include "tests/support/ExrDamage.h"
+#include "tests/support/ExrKinds.h"
+#include "tests/support/plainLayout.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+using namespace kxCheck;
+
+namespace {
+
+const char* const damagedKinds[] = {"flatRowsZip",   "flatRowsNone", "flatTilesZips", "flatTilesPiz",
+                                    "mipmapUp",      "ripmapDown",   "deepRowsZips",  "deepTilesRle",
+                                    "deepRowsNone",  "partsFlat",    "partsDeep",     "partsMixed",
+                                    "flatRowsPxr24", "flatRowsB44",  "flatRowsDwaa",  "decreasingRows"};
+
+std::string bytesOfKind(const std::string& name) {
+    const auto& kinds = exrKinds();
+    const auto kind = std::find_if(kinds.begin(), kinds.end(), [&](const Kind& k) { return k.name == name; });
+    EXPECT_NE(kind, kinds.end()) << name;
+    return exrBytes(*kind);
+}
+
+// The findings are of one of the codes that the damage may have, and there is one.
+void expectFound(const ExrDamage& damage, const FileReport& report) {
+    const std::set<std::string> found = codesOf(report);
+    EXPECT_FALSE(found.empty()) << damage.what;
+    for (const std::string& code : found)
+        EXPECT_NE(std::find(damage.codes.begin(), damage.codes.end(), code), damage.codes.end())
+            << damage.what << " is " << code << ": " << report.findings[0].text.toStdString();
+}
+
+}  // namespace
+
+TEST(FileReaderDamage, OfHeadersIsFoundAtEveryLevel) {
+    const CheckedFile file;
+    for (const char* kind : damagedKinds) {
+        SCOPED_TRACE(kind);
+        const std::vector<ExrDamage> damages = damagedHeaders(bytesOfKind(kind));
+        EXPECT_GT(damages.size(), 60U);
+        for (const ExrDamage& damage : damages)
+            for (const Level level : {Level::headers, Level::pixels}) {
+                const FileReport report = file.check(damage.file, level);
+                expectFound(damage, report);
+                EXPECT_FALSE(report.headers) << damage.what;
+            }
+    }
+}
+
+TEST(FileReaderDamage, OfChunksIsFoundWhereItShows) {
+    const CheckedFile file;
+    for (const char* kind : damagedKinds) {
+        SCOPED_TRACE(kind);
+        for (const ExrDamage& damage : damagedChunks(bytesOfKind(kind))) {
+            expectFound(damage, file.check(damage.file, Level::pixels));
+            const FileReport structure = file.check(damage.file, Level::structure);
+            if (damage.isStructural)
+                expectFound(damage, structure);
+            else
+                EXPECT_EQ(textsOf(structure), std::vector<std::string>{}) << damage.what;
+        }
+    }
+}
+
+// The other compressions hold no sum over their data: there a flipped byte may just be another picture.
+TEST(FileReaderDamage, OfDataIsFoundInChunkAndOnlyThere) {
+    const CheckedFile file;
+    for (const char* kind :
+         {"flatRowsZip", "flatRowsZips", "flatTilesZip", "deepRowsZips", "deepTilesZips", "partsFlat"}) {
+        SCOPED_TRACE(kind);
+        const std::string good = bytesOfKind(kind);
+        size_t found = 0;
+        const std::vector<ExrDamage> damages = damagedData(good);
+        for (const ExrDamage& damage : damages) {
+            const FileReport report = file.check(damage.file);
+            EXPECT_EQ(textsOf(file.check(damage.file, Level::structure)), std::vector<std::string>{});
+            EXPECT_LE(report.findings.size(), 1U) << damage.what;
+            found += report.findings.size();
+            for (const Finding& finding : report.findings) {
+                EXPECT_EQ(finding.code, Code::chunk);
+                EXPECT_EQ(finding.count, 1);
+            }
+        }
+        EXPECT_GT(found, damages.size() / 2);
+    }
+}
+
+TEST(FileReaderDamage, FlippedBytesNeverStopTheCheck) {
+    const CheckedFile file;
+    for (const Kind& kind : exrKinds()) {
+        SCOPED_TRACE(kind.name);
+        for (const ExrDamage& damage : damagedData(exrBytes(kind)))
+            for (const std::string& code : codesOf(file.check(damage.file)))
+                EXPECT_EQ(code, "chunk") << damage.what;
+    }
+}
+
+TEST(FileReaderDamage, CutFilesAreTruncatedWhereverTheCutIs) {
+    const CheckedFile file;
+    for (const char* kind :
+         {"flatRowsZip", "flatTilesZips", "deepRowsZips", "deepTilesRle", "partsMixed", "ripmapDown"}) {
+        SCOPED_TRACE(kind);
+        const std::string good = bytesOfKind(kind);
+        const PlainLayout layout = plainLayout(good);
+        for (size_t size = 8; size < good.size(); size += size < layout.tablesEnd + 60 ? 1 : 97) {
+            const std::string cut = good.substr(0, size);
+            const Level level = size < layout.tablesEnd ? Level::headers : Level::structure;
+            EXPECT_EQ(codesOf(file.check(cut, level)), std::set<std::string>{"truncated"}) << size;
+        }
+    }
+}
+
+TEST(FileReaderDamage, CutFileTellsEveryRowThatIsMissing) {
+    const CheckedFile file;
+    const std::string good = bytesOfKind("flatRowsZips");
+    const PlainLayout layout = plainLayout(good);
+    const std::string cut = good.substr(0, layout.chunks[40].data + 2);
+    const FileReport report = file.check(cut, Level::structure);
+    ASSERT_EQ(textsOf(report), std::vector<std::string>{"truncated: rows 40 to 69 of 70 are missing"});
+    EXPECT_EQ(report.findings[0].part, 0);
+    EXPECT_EQ(report.findings[0].rows->first, 40);
+    EXPECT_EQ(report.findings[0].rows->last, 69);
+    EXPECT_EQ(report.findings[0].count, 30);
+    EXPECT_EQ(report.chunks[0].chunks, 70);
+    EXPECT_EQ(report.chunks[0].present, 40);
+    EXPECT_TRUE(report.headers);
+}
+
+TEST(FileReaderDamage, UnfinishedTellsRowsAndTiles) {
+    const CheckedFile file;
+    std::string rows = bytesOfKind("flatRowsZip");
+    putPlainNumber(rows, plainLayout(rows).chunks[2].entry, 8, 0);
+    EXPECT_EQ(textsOf(file.check(rows)),
+              std::vector<std::string>{"unfinished: rows 32 to 47 of 70 were never written"});
+    std::string tiles = bytesOfKind("flatTilesZip");
+    putPlainNumber(tiles, plainLayout(tiles).chunks[5].entry, 8, 0);
+    EXPECT_EQ(textsOf(file.check(tiles)),
+              std::vector<std::string>{"unfinished: tile 2,1 of part 0 was never written"});
+}
+
+TEST(FileReaderDamage, OverlappingChunksAreBothNamed) {
+    const CheckedFile file;
+    std::string bytes = bytesOfKind("flatRowsNone");
+    const PlainLayout layout = plainLayout(bytes);
+    // Row 10 as a whole once more inside row 20, over the beginning of row 21.
+    const PlainChunk& inner = layout.chunks[10];
+    const size_t place = layout.chunks[20].data + 4;
+    bytes.replace(place, inner.end - inner.offset, bytes.substr(inner.offset, inner.end - inner.offset));
+    putPlainNumber(bytes, inner.entry, 8, place);
+    const std::vector<std::string> expected{"chunk: row 10 of 70 overlaps another chunk",
+                                            "chunk: row 20 of 70 overlaps another chunk",
+                                            "chunk: row 21 of 70 is not at its place"};
+    EXPECT_EQ(textsOf(file.check(bytes)), expected);
+}
+
+TEST(FileReaderDamage, ForeignFilesHaveTheirCodes) {
+    const CheckedFile file;
+    for (const ExrDamage& damage : foreignFiles())
+        for (const Level level : {Level::headers, Level::pixels})
+            expectFound(damage, file.check(damage.file, level));
+}

@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// What the system says about a file, and what happens when it changes; real sample files.
+#include "tests/support/CheckedFile.h"
+#include "tests/support/ExrKinds.h"
+#include "tests/support/RealSamples.h"
+#include "tests/support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+using namespace kxCheck;
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+std::string goodBytes() {
+    return exrBytes(exrKinds().front());
+}
+
+class FileReader : public ::testing::Test {
+protected:
+    FileReport check(const std::string& name, ChunkSink* sink = nullptr) const {
+        return checkFile({QByteArray::fromStdString(dir.file(name)), Level::pixels}, sink);
+    }
+
+    TempDir dir;
+};
+
+// Changes the file while its chunks are being decoded, as often as it is told to.
+class ChangingSink : public ChunkSink {
+public:
+    ChangingSink(std::string path, int changes) : path_(std::move(path)), changes_(changes) {}
+
+    void take(const DecodedChunk&) override {
+        ++taken;
+        if (changes_ == 0 || changed_) return;
+        --changes_;
+        changed_ = true;
+        const timespec times[] = {{0, UTIME_OMIT}, {1000 + changes_, 0}};
+        ASSERT_EQ(utimensat(AT_FDCWD, path_.c_str(), times, 0), 0);
+    }
+    void restart() override {
+        changed_ = false;
+        taken = 0;
+        ++restarts;
+    }
+
+    int taken = 0;
+    int restarts = 0;
+
+private:
+    std::string path_;
+    int changes_;
+    bool changed_ = false;
+};
+
+// Runs `work` in a process with a gibibyte of memory and half a minute; its exit code, -1 when it did not end by
+// itself.
+template <class Work>
+int exitCodeWithLimits(const Work& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const rlimit memory{1U << 30, 1U << 30};
+        setrlimit(RLIMIT_AS, &memory);
+        alarm(30);
+        _exit(work());
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// Bytes of this process's address space.
+rlim_t usedMemory() {
+    std::ifstream sizes("/proc/self/statm");
+    rlim_t pages = 0;
+    sizes >> pages;
+    return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+}
+
+std::vector<std::string> sampleFiles(bool damaged) {
+    std::vector<std::string> files;
+    if (realSamplesDir().empty()) return files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(realSamplesDir())) {
+        const bool isDamaged = entry.path().parent_path().filename() == "Damaged";
+        if (entry.is_regular_file() && isDamaged == damaged && (damaged || entry.path().extension() == ".exr"))
+            files.push_back(entry.path());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+}  // namespace
+
+TEST_F(FileReader, TellsIdentityOfTheFile) {
+    writeFileBytes(dir.file("a.exr"), goodBytes());
+    struct stat status;
+    ASSERT_EQ(stat(dir.file("a.exr").c_str(), &status), 0);
+    const FileReport report = check("a.exr");
+    EXPECT_TRUE(report.hasIdentity);
+    EXPECT_EQ(report.identity.device, status.st_dev);
+    EXPECT_EQ(report.identity.inode, status.st_ino);
+    EXPECT_EQ(report.identity.size, status.st_size);
+    EXPECT_EQ(report.identity.modified, status.st_mtim.tv_sec * 1000000000LL + status.st_mtim.tv_nsec);
+    EXPECT_GT(report.seconds, 0);
+}
+
+TEST_F(FileReader, CallsAFileMissingOnlyWhereNothingIs) {
+    EXPECT_EQ(textsOf(check("none.exr")), Texts{"missing: there is no such file"});
+    ASSERT_EQ(symlink("none.exr", dir.file("link.exr").c_str()), 0);
+    EXPECT_EQ(textsOf(check("link.exr")), Texts{"unreadable: the link leads nowhere"});
+    writeFileBytes(dir.file("file"), "x");
+    EXPECT_EQ(textsOf(check("file/a.exr")), Texts{"unreadable: Not a directory"});
+    EXPECT_EQ(textsOf(check(std::string(300, 'n'))), Texts{"unreadable: File name too long"});
+    EXPECT_FALSE(check("none.exr").hasIdentity);
+}
+
+TEST_F(FileReader, FollowsALink) {
+    writeFileBytes(dir.file("a.exr"), goodBytes());
+    ASSERT_EQ(symlink("a.exr", dir.file("link.exr").c_str()), 0);
+    EXPECT_TRUE(check("link.exr").decoded);
+}
+
+TEST_F(FileReader, ReadsNothingButRegularFiles) {
+    ASSERT_EQ(mkdir(dir.file("directory.exr").c_str(), 0777), 0);
+    ASSERT_EQ(mkfifo(dir.file("pipe.exr").c_str(), 0666), 0);
+    const Texts expected{"unreadable: this is no regular file"};
+    EXPECT_EQ(textsOf(check("directory.exr")), expected);
+    EXPECT_EQ(textsOf(check("pipe.exr")), expected);
+    EXPECT_EQ(textsOf(checkFile({"/dev/null", Level::headers})), expected);
+}
+
+TEST_F(FileReader, ReportsTheSystemsReason) {
+    if (geteuid() == 0) GTEST_SKIP() << "root may read everything";
+    writeFileBytes(dir.file("a.exr"), goodBytes());
+    ASSERT_EQ(chmod(dir.file("a.exr").c_str(), 0), 0);
+    EXPECT_EQ(textsOf(check("a.exr")), Texts{"unreadable: Permission denied"});
+}
+
+TEST_F(FileReader, ReportsThatDescriptorsRanOut) {
+    writeFileBytes(dir.file("a.exr"), goodBytes());
+    const int code = exitCodeWithLimits([this] {
+        const rlimit none{0, 0};
+        setrlimit(RLIMIT_NOFILE, &none);
+        return textsOf(check("a.exr")) == Texts{"unreadable: Too many open files"} ? 0 : 1;
+    });
+    EXPECT_EQ(code, 0);
+}
+
+TEST_F(FileReader, LooksOnceMoreWhenTheFileChanged) {
+    writeFileBytes(dir.file("a.exr"), goodBytes());
+    ChangingSink once(dir.file("a.exr"), 1);
+    const FileReport report = check("a.exr", &once);
+    EXPECT_TRUE(report.decoded);
+    EXPECT_EQ(textsOf(report), Texts{});
+    EXPECT_EQ(once.restarts, 1);
+    EXPECT_EQ(once.taken, report.chunks.at(0).chunks);
+}
+
+TEST_F(FileReader, CallsAFileChangingThatChangedTwice) {
+    writeFileBytes(dir.file("a.exr"), goodBytes());
+    ChangingSink twice(dir.file("a.exr"), 2);
+    const FileReport report = check("a.exr", &twice);
+    EXPECT_FALSE(report.decoded);
+    EXPECT_EQ(textsOf(report), Texts{"changing: it changed twice while it was checked"});
+}
+
+TEST_F(FileReader, CallsItALimitWhenMemoryRunsOut) {
+    Kind large;
+    KindPart part;
+    part.tiled = true;
+    part.tileWidth = 2048;
+    part.tileHeight = 2048;
+    part.compression = Imf::RLE_COMPRESSION;
+    part.dataWindow = {{0, 0}, {2047, 2047}};
+    large.parts = {part};
+    writeFileBytes(dir.file("a.exr"), exrBytes(large));
+    const int code = exitCodeWithLimits([this] {
+        const rlim_t memory = usedMemory() + (24U << 20);
+        const rlimit limit{memory, memory};
+        setrlimit(RLIMIT_AS, &limit);
+        return codesOf(check("a.exr")) == std::set<std::string>{"limit"} ? 0 : 1;
+    });
+    EXPECT_EQ(code, 0);
+}
+
+TEST(FileReaderSamples, RealFilesAreGood) {
+    const std::vector<std::string> files = sampleFiles(false);
+    if (files.empty()) GTEST_SKIP() << "no real sample files here";
+    for (const std::string& file : files)
+        for (const Level level : {Level::headers, Level::structure, Level::pixels}) {
+            const FileReport report = checkFile({QByteArray::fromStdString(file), level});
+            EXPECT_EQ(textsOf(report), Texts{}) << file;
+            EXPECT_EQ(report.decoded, level == Level::pixels) << file;
+        }
+}
+
+// All of them are damaged, and none of them may take the process along.
+TEST(FileReaderSamples, DamagedFilesHaveAVerdict) {
+    const std::vector<std::string> files = sampleFiles(true);
+    if (files.empty()) GTEST_SKIP() << "no real sample files here";
+    for (const std::string& file : files) {
+        const int code = exitCodeWithLimits([&file] {
+            return checkFile({QByteArray::fromStdString(file), Level::pixels}).findings.empty() ? 1 : 0;
+        });
+        EXPECT_EQ(code, 0) << file;
+    }
+}
