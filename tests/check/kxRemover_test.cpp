@@ -1,18 +1,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The last calls before a file goes are wrapped by the linker: something else can happen right before them, and
-// they can fail.
 #include "check/kxRemover.h"
 
 #include "check/kxFileIdentity.h"
+#include "tests/support/FailingCalls.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <filesystem>
-#include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -27,59 +24,18 @@ namespace {
 
 constexpr std::int64_t second = 1000000000;
 
-struct Call {
-    std::function<void()> before;  // happens right before the first call
-    int errorNumber = 0;           // not 0: the first call fails
-
-    // True when this call must fail; errno is set then.
-    bool fails() {
-        if (const auto happens = std::exchange(before, nullptr)) happens();
-        errno = std::exchange(errorNumber, 0);
-        return errno != 0;
-    }
-};
-
-struct System {
-    Call rename, link, unlink;
-    std::function<void()> afterLink;  // happens right after the next link was made
-};
-System theSystem;
-
-}  // namespace
-
-extern "C" {
-int __real_renameat2(int from, const char* name, int to, const char* newName, unsigned flags);
-int __real_linkat(int from, const char* name, int to, const char* newName, int flags);
-int __real_unlinkat(int directory, const char* name, int flags);
-
-int __wrap_renameat2(int from, const char* name, int to, const char* newName, unsigned flags) {
-    return theSystem.rename.fails() ? -1 : __real_renameat2(from, name, to, newName, flags);
-}
-int __wrap_linkat(int from, const char* name, int to, const char* newName, int flags) {
-    if (theSystem.link.fails()) return -1;
-    const int result = __real_linkat(from, name, to, newName, flags);
-    if (const auto happens = std::exchange(theSystem.afterLink, nullptr)) happens();
-    return result;
-}
-int __wrap_unlinkat(int directory, const char* name, int flags) {
-    return theSystem.unlink.fails() ? -1 : __real_unlinkat(directory, name, flags);
-}
-}
-
-namespace {
-
 using Names = std::vector<std::string>;
 
 class RemoverTest : public testing::Test {
 protected:
     RemoverTest() {
-        theSystem = {};
+        theSystem = System();
         fs::create_directory(dir.file("bad"));
         write("frame", "checked");
         checked = identity("frame");
         now = checked.modified + 100 * second;
     }
-    ~RemoverTest() override { theSystem = {}; }
+    ~RemoverTest() override { theSystem = System(); }
 
     void write(const std::string& name, const std::string& bytes) const {
         EXPECT_TRUE(writeFileBytes(dir.file(name), bytes));
@@ -195,26 +151,26 @@ TEST_F(RemoverTest, OverwritesNothing) {
     EXPECT_EQ(moved(), "the name is taken in " + targetPath());
     EXPECT_EQ(files(), "frame=checked bad/frame=there before");
     for (const int unknown : {EINVAL, ENOSYS}) {
-        theSystem.rename.errorNumber = unknown;
+        theSystem.renameat2.failWith(unknown);
         EXPECT_EQ(moved(), "the name is taken in " + targetPath());
         EXPECT_EQ(files(), "frame=checked bad/frame=there before");
     }
 }
 
 TEST_F(RemoverTest, OverwritesNothingThatAppearsAtTheLastMoment) {
-    theSystem.rename.before = [&] { write("bad/frame", "just made"); };
+    theSystem.renameat2.before = [&] { write("bad/frame", "just made"); };
     EXPECT_EQ(moved(), "the name is taken in " + targetPath());
     EXPECT_EQ(files(), "frame=checked bad/frame=just made");
     fs::remove(dir.file("bad/frame"));
-    theSystem.rename.errorNumber = EINVAL;
-    theSystem.link.before = [&] { write("bad/frame", "just made"); };
+    theSystem.renameat2.failWith(EINVAL);
+    theSystem.linkat.before = [&] { write("bad/frame", "just made"); };
     EXPECT_EQ(moved(), "the name is taken in " + targetPath());
     EXPECT_EQ(files(), "frame=checked bad/frame=just made");
 }
 
 TEST_F(RemoverTest, LinksWhereRenamingCanNotKeepFromOverwriting) {
     for (const int unknown : {EINVAL, ENOSYS}) {
-        theSystem.rename.errorNumber = unknown;
+        theSystem.renameat2.failWith(unknown);
         EXPECT_EQ(moved(), "");
         EXPECT_EQ(files(), "bad/frame=checked");
         EXPECT_EQ(identity("bad/frame"), checked);
@@ -223,42 +179,42 @@ TEST_F(RemoverTest, LinksWhereRenamingCanNotKeepFromOverwriting) {
 }
 
 TEST_F(RemoverTest, LeavesAFileThatTakesTheNameWhileItIsLinked) {
-    theSystem.rename.errorNumber = EINVAL;
-    theSystem.afterLink = [&] { replace(); };
+    theSystem.renameat2.failWith(EINVAL);
+    theSystem.linkat.afterwards = [&] { replace(); };
     EXPECT_EQ(moved(), "");
     EXPECT_EQ(files(), "frame=another bad/frame=checked");
 }
 
 TEST_F(RemoverTest, HasMovedAFileWhoseNameVanishesWhileItIsLinked) {
-    theSystem.rename.errorNumber = EINVAL;
-    theSystem.afterLink = [&] { fs::remove(dir.file("frame")); };
+    theSystem.renameat2.failWith(EINVAL);
+    theSystem.linkat.afterwards = [&] { fs::remove(dir.file("frame")); };
     EXPECT_EQ(moved(), "");
     EXPECT_EQ(files(), "bad/frame=checked");
 }
 
 TEST_F(RemoverTest, UndoesTheLinkWhereTheFileCanNotBeUnlinked) {
-    theSystem.rename.errorNumber = EINVAL;
-    theSystem.unlink.errorNumber = EACCES;
+    theSystem.renameat2.failWith(EINVAL);
+    theSystem.unlinkat.failWith(EACCES);
     EXPECT_EQ(moved(), "Permission denied");
     EXPECT_EQ(files(), "frame=checked");
 }
 
 TEST_F(RemoverTest, SaysWhyTheSystemRefuses) {
-    theSystem.unlink.errorNumber = EACCES;
+    theSystem.unlinkat.failWith(EACCES);
     EXPECT_EQ(removed(), "Permission denied");
-    theSystem.rename.errorNumber = EXDEV;
+    theSystem.renameat2.failWith(EXDEV);
     EXPECT_EQ(moved(), "Invalid cross-device link");
-    theSystem.rename.errorNumber = EINVAL;
-    theSystem.link.errorNumber = EPERM;
+    theSystem.renameat2.failWith(EINVAL);
+    theSystem.linkat.failWith(EPERM);
     EXPECT_EQ(moved(), "Operation not permitted");
     EXPECT_EQ(files(), "frame=checked");
 }
 
 TEST_F(RemoverTest, RepeatsInterruptedCalls) {
-    theSystem.rename.errorNumber = EINTR;
+    theSystem.renameat2.failWith(EINTR);
     EXPECT_EQ(moved(), "");
     fs::rename(dir.file("bad/frame"), dir.file("frame"));
-    theSystem.unlink.errorNumber = EINTR;
+    theSystem.unlinkat.failWith(EINTR);
     EXPECT_EQ(removed(), "");
     EXPECT_EQ(files(), "");
 }

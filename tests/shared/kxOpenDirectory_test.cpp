@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// readdir goes through the function below (the linker wraps it), which fails when told to.
 #include "shared/kxOpenDirectory.h"
 
+#include "tests/support/FailingCalls.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -14,20 +14,6 @@
 #include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-namespace {
-int goodReads = -1;  // before a failure; below 0: none fails
-int readError = 0;
-}  // namespace
-
-extern "C" {
-dirent* __real_readdir(DIR* directory);
-dirent* __wrap_readdir(DIR* directory) {
-    if (goodReads < 0 || goodReads-- > 0) return __real_readdir(directory);
-    errno = readError;
-    return nullptr;
-}
-}
 
 namespace {
 
@@ -83,8 +69,7 @@ TEST(OpenDirectoryTest, FailureWhileReadingIsToldFromTheEnd) {
     const TempDir dir;
     for (const char* const name : {"a", "b", "c"}) ASSERT_TRUE(writeFileBytes(dir.file(name), ""));
     kxOpenDirectory directory(bytes(dir.path()));
-    goodReads = 3;
-    readError = EIO;
+    theSystem.readdir.failWith(EIO, 1, 3);
     EXPECT_LT(directory.entries().size(), 3U);
     EXPECT_EQ(directory.error(), EIO);
 }
@@ -92,8 +77,7 @@ TEST(OpenDirectoryTest, FailureWhileReadingIsToldFromTheEnd) {
 TEST(OpenDirectoryTest, InterruptedReadsGoOn) {
     const TempDir dir;
     for (const char* const name : {"a", "b", "c"}) ASSERT_TRUE(writeFileBytes(dir.file(name), ""));
-    goodReads = 2;
-    readError = EINTR;
+    theSystem.readdir.failWith(EINTR, 1, 2);
     EXPECT_EQ(namesIn(dir.path()), (std::vector<std::string>{"a", "b", "c"}));
 }
 

@@ -6,15 +6,26 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <utility>
 
 #include <dirent.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 System theSystem;
 
+namespace {
+
+void happen(std::function<void()>& once) {
+    if (const auto happens = std::exchange(once, nullptr)) happens();
+}
+
+}  // namespace
+
 bool Call::fails() {
     ++calls;
+    happen(before);
     if (goodFirst-- > 0 || failures <= 0) return false;
     --failures;
     errno = errorNumber;
@@ -40,6 +51,11 @@ ssize_t __real_write(int file, const void* bytes, size_t size);
 int __real_fsync(int file);
 int __real_close(int file);
 int __real_renameat(int fromDirectory, const char* from, int toDirectory, const char* to);
+int __real_renameat2(int from, const char* name, int to, const char* newName, unsigned flags);
+int __real_linkat(int from, const char* name, int to, const char* newName, int flags);
+int __real_unlinkat(int directory, const char* name, int flags);
+pid_t __real_fork();
+int __real_socketpair(int domain, int type, int protocol, int* ends);
 int __real_fstat(int file, struct stat* status);
 int __real_deflateInit_(z_stream* stream, int level, const char* version, int size);
 int __real_inflateInit_(z_stream* stream, const char* version, int size);
@@ -99,6 +115,29 @@ int __wrap_renameat(int fromDirectory, const char* from, int toDirectory, const 
 
 int __wrap_fstat(int file, struct stat* status) {
     return theSystem.fstat.fails() ? -1 : __real_fstat(file, status);
+}
+
+int __wrap_renameat2(int from, const char* name, int to, const char* newName, unsigned flags) {
+    return theSystem.renameat2.fails() ? -1 : __real_renameat2(from, name, to, newName, flags);
+}
+
+int __wrap_linkat(int from, const char* name, int to, const char* newName, int flags) {
+    if (theSystem.linkat.fails()) return -1;
+    const int result = __real_linkat(from, name, to, newName, flags);
+    happen(theSystem.linkat.afterwards);
+    return result;
+}
+
+int __wrap_unlinkat(int directory, const char* name, int flags) {
+    return theSystem.unlinkat.fails() ? -1 : __real_unlinkat(directory, name, flags);
+}
+
+pid_t __wrap_fork() {
+    return theSystem.fork.fails() ? -1 : __real_fork();
+}
+
+int __wrap_socketpair(int domain, int type, int protocol, int* ends) {
+    return theSystem.socketpair.fails() ? -1 : __real_socketpair(domain, type, protocol, ends);
 }
 
 int __wrap_deflateInit_(z_stream* stream, int level, const char* version, int size) {

@@ -6,15 +6,18 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
 // One function of the system.
 struct Call {
     int calls = 0;
-    int goodFirst = 0;    // calls that go through before the first failure
-    int failures = 0;     // that many of the next calls fail
-    int errorNumber = 0;  // with this reason
+    int goodFirst = 0;                 // calls that go through before the first failure
+    int failures = 0;                  // that many of the next calls fail
+    int errorNumber = 0;               // with this reason
+    std::function<void()> before;      // happens right before the next call
+    std::function<void()> afterwards;  // of linkat alone: right after the next one that went through
 
     // Counts the call; true when it must fail, errno is set then.
     bool fails();
@@ -24,6 +27,8 @@ struct Call {
 struct System {
     Call opendir, readdir, fstatat, lstat, unlink;
     Call openat, read, write, fsync, close, renameat, fstat;
+    Call renameat2, linkat, unlinkat;
+    Call fork, socketpair;
     Call deflateInit, inflateInit;  // for want of memory
 
     bool hidesKinds = false;     // directory entries come without their kind
