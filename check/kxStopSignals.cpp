@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -14,11 +15,28 @@ namespace {
 constexpr int stopping[] = {SIGINT, SIGTERM};
 
 volatile std::sig_atomic_t firstSignal = 0;
+volatile std::sig_atomic_t firstTime = 0;
 volatile std::sig_atomic_t wakeDescriptor = -1;
+
+// Signals often come twice at once: to the process, and to its group.
+constexpr int secondsOfPatience = 1;
+
+// Whole seconds are enough, and fit into what a handler may write.
+std::sig_atomic_t monotonicSeconds() {
+    timespec time = {};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return static_cast<std::sig_atomic_t>(time.tv_sec);
+}
 
 void noteSignal(int number) {
     const int error = errno;
-    if (firstSignal == 0) firstSignal = number;
+    if (firstSignal == 0) {
+        firstSignal = number;
+        firstTime = monotonicSeconds();
+    } else if (monotonicSeconds() - firstTime > secondsOfPatience) {
+        std::signal(number, SIG_DFL);
+        std::raise(number);
+    }
     const ssize_t written = write(static_cast<int>(wakeDescriptor), "", 1);
     static_cast<void>(written);  // a full pipe is readable too
     errno = error;
@@ -29,7 +47,6 @@ void handle(int number) {
     if (sigaction(number, nullptr, &before) == 0 && before.sa_handler == SIG_IGN) return;
     struct sigaction action = {};
     action.sa_handler = noteSignal;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigaction(number, &action, nullptr);
 }
 

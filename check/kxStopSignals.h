@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // SIGINT and SIGTERM as a wish to end, which a run can wait for like for its other news.
 //
-// The second signal of a kind ends the process at once, which matters when it hangs in a call. Signals that the
-// process was started to ignore (as a shell does in the background) stay ignored. At most one object at a time.
+// A signal that comes two seconds after the first or later ends the process at once, which matters when it hangs in
+// a call. Signals that the process was started to ignore (as a shell does in the background) stay ignored. At most
+// one object at a time.
 #pragma once
 
 namespace kxCheck {

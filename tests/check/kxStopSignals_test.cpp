@@ -36,11 +36,13 @@ TEST(StopSignals, TellTheFirstOne) {
     EXPECT_TRUE(isReadable(signals.descriptor())) << "it stays so";
 }
 
-TEST(StopSignals, EndTheProcessTheSecondTime) {
+TEST(StopSignals, EndTheProcessWhenTheyComeAgainLater) {
     const pid_t child = fork();
     if (child == 0) {
         const StopSignals signals;
         raise(SIGINT);
+        raise(SIGINT);
+        sleep(3);
         raise(SIGINT);
         _exit(0);
     }

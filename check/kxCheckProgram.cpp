@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "check/kxCheckProgram.h"
+
+#include "check/kxCheckOutputs.h"
+#include "check/kxCheckRun.h"
+#include "check/kxEscape.h"
+#include "check/kxFrameOrder.h"
+#include "check/kxNumberText.h"
+#include "check/kxRemovalPlan.h"
+#include "check/kxRemover.h"
+#include "check/kxSequenceArgument.h"
+#include "check/kxStopSignals.h"
+#include "check/kxWantedFrames.h"
+
+#include <chrono>
+#include <utility>
+#include <vector>
+
+namespace kxCheck {
+
+namespace {
+
+constexpr int signalExit = 128;
+
+// Of two sequences: bad frames outweigh what could not be checked.
+int worse(int a, int b) {
+    if (a == exitBad || b == exitBad) return exitBad;
+    return a == exitGood ? b : a;
+}
+
+double secondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+std::int64_t systemTime() {
+    const auto time = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
+}
+
+Remover removerFor(const QByteArray& directory, const Settings& settings) {
+    if (settings.removal == Removal::move) return {directory, settings.minAge, settings.moveTo};
+    return {directory, settings.minAge};
+}
+
+class Program {
+public:
+    Program(const Settings& settings, const CheckFunction& check)
+        : settings_(settings), outputs_(settings), pools_(settings, check, stop_.descriptor()) {}
+
+    int run();
+
+private:
+    bool canBegin(const std::vector<FoundSequence>& sequences);
+    void checkSequence(const FoundSequence& found);
+    bool sayWhatIsLeftOut(const FoundSequence& found, const WantedFrames& wanted);
+    void report(SequenceRun& run, const WantedFrames& wanted, Summary& summary);
+    void reportSorted(const std::vector<FrameReport>& frames);
+    void remove(const FoundSequence& found, const std::vector<FrameReport>& frames);
+    QByteArray removeFrame(const Remover& remover, const FrameReport& frame);
+    int finish();
+    void say(const QByteArray& text) { outputs_.problem("kxCheckFrames: " + escaped(text)); }
+
+    const Settings& settings_;
+    StopSignals stop_;
+    CheckOutputs outputs_;
+    CheckPools pools_;
+    int exitCode_ = exitGood;
+};
+
+int Program::run() {
+    const FoundSequences found = findSequences(settings_.arguments, settings_.single);
+    for (const QByteArray& problem : found.problems) outputs_.problem(problem);
+    if (!found.problems.empty()) exitCode_ = exitPartial;
+    if (!canBegin(found.sequences)) return exitPartial;
+    for (const FoundSequence& sequence : found.sequences)
+        if (stop_.received() == 0) checkSequence(sequence);
+    return finish();
+}
+
+// A run of hours is not begun whose outcome can't be written, or whose bad frames have nowhere to go.
+bool Program::canBegin(const std::vector<FoundSequence>& sequences) {
+    QByteArray fault = outputs_.fault();
+    for (const FoundSequence& sequence : sequences) {
+        if (!fault.isEmpty() || settings_.removal == Removal::none || sequence.files.empty()) continue;
+        fault = removerFor(sequence.directory, settings_).fault();
+    }
+    if (!fault.isEmpty()) say(fault);
+    return fault.isEmpty();
+}
+
+int Program::finish() {
+    outputs_.close();
+    const QByteArray fault = outputs_.fault();
+    if (!fault.isEmpty()) {
+        say(fault);
+        exitCode_ = worse(exitCode_, exitPartial);
+    }
+    return stop_.received() != 0 ? signalExit + stop_.received() : exitCode_;
+}
+
+// --- One sequence
+// -------------------------------------------------------------------------------------------------
+
+void Program::checkSequence(const FoundSequence& found) {
+    const auto start = std::chrono::steady_clock::now();
+    const WantedFrames wanted = wantedFrames(found, settings_.frames, settings_.chunk);
+    Summary summary;
+    summary.isPartial = sayWhatIsLeftOut(found, wanted);
+    SequenceRun run(settings_, wanted, pools_,
+                    [this](const RunProgress& progress) { outputs_.progress(progress); });
+    report(run, wanted, summary);
+
+    const std::vector<FrameReport> frames = run.takeFrames();
+    if (!isOrderOfChecking(settings_)) reportSorted(frames);
+    const RemovalCount removals = countRemovals(frames);
+    summary.isHeld = removals.isMost() && !settings_.removeMost;
+    summary.seconds = secondsSince(start);
+    outputs_.total(summary);
+    if (summary.isHeld)
+        outputs_.held(removals);
+    else
+        remove(found, frames);
+    const int exitCode = exitCodeOf(summary, settings_.strict);
+    exitCode_ = worse(exitCode_, exitCode);
+    outputs_.endSequence(summary, stop_.received() != 0 ? signalExit + stop_.received() : exitCode);
+}
+
+// True when there is something that will not be checked.
+bool Program::sayWhatIsLeftOut(const FoundSequence& found, const WantedFrames& wanted) {
+    const QByteArray path = shownPath(found) + ": ";
+    if (wanted.frames.empty()) say(path + "there is no such frame");
+    if (wanted.gapsUnknown)
+        say(path + "first to last frame are more than " + numberText(mostFrames) +
+            ", so gaps are no missing frames; --frames says which must be there");
+    if (wanted.filesLeftOut > 0)
+        say(path + numberText(wanted.filesLeftOut) + " files are beyond the " + numberText(mostFrames) +
+            " of a sequence and are not checked; --frames says which are wanted");
+    return wanted.frames.empty() || wanted.gapsUnknown || wanted.filesLeftOut > 0;
+}
+
+// The sequence's line stands before that of its first frame, and needs headers that are known with it.
+void Program::report(SequenceRun& run, const WantedFrames& wanted, Summary& summary) {
+    const FrameReport* frame = run.next();
+    outputs_.beginSequence(wanted.sequence, run.headers(), labelWidthOf(run.frames()));
+    for (; frame; frame = run.next()) {
+        summary.add(*frame);
+        if (isOrderOfChecking(settings_)) outputs_.frame(*frame);
+    }
+}
+
+void Program::reportSorted(const std::vector<FrameReport>& frames) {
+    for (const std::size_t place : frameOrder(frames, settings_.sortKey, settings_.sortDescending))
+        outputs_.frame(frames[place]);
+}
+
+void Program::remove(const FoundSequence& found, const std::vector<FrameReport>& frames) {
+    if (settings_.removal == Removal::none) return;
+    const Remover remover = removerFor(found.directory, settings_);
+    for (const FrameReport& frame : frames) {
+        if (frame.action == Action::none) continue;
+        const QByteArray reason = removeFrame(remover, frame);
+        if (!reason.isEmpty()) outputs_.kept(frame, reason);
+    }
+}
+
+// Why it was kept; empty when it is gone.
+QByteArray Program::removeFrame(const Remover& remover, const FrameReport& frame) {
+    if (stop_.received() != 0) return "the run was interrupted";
+    if (!outputs_.fault().isEmpty()) return "the outcome could not be written";
+    const QByteArray& path = frame.name.path;
+    return remover.remove(path.mid(path.lastIndexOf('/') + 1), frame.file.identity, systemTime());
+}
+
+}  // namespace
+
+int runCheck(const Settings& settings, const CheckFunction& check) {
+    return Program(settings, check).run();
+}
+
+}  // namespace kxCheck

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "tests/support/CheckTest.h"
+
+#include <ctime>
+#include <filesystem>
+#include <regex>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace {
+
+void setAge(const std::string& path, std::time_t seconds) {
+    const timespec time = {std::time(nullptr) - seconds, 0};
+    const timespec times[] = {time, time};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
+}
+
+std::string frameName(const std::string& prefix, int number) {
+    std::string text = std::to_string(number);
+    text.insert(0, text.size() < 4 ? 4 - text.size() : 0, '0');
+    return prefix + text + ".exr";
+}
+
+std::string lowered(const std::string& text, const std::string& start) {
+    std::string lines;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = text.find('\n', at);
+        lines += start + text.substr(at, end - at) + "\n";
+        at = end == std::string::npos ? text.size() : end + 1;
+    }
+    return lines;
+}
+
+}  // namespace
+
+void CheckTest::frame(const std::string& name, const SamplePart& part) {
+    writeSampleFile(dir.file(name), {part});
+    makeOld(name);
+}
+
+void CheckTest::frames(const std::string& prefix, int first, int last) {
+    for (int number = first; number <= last; ++number) frame(frameName(prefix, number));
+}
+
+void CheckTest::bytes(const std::string& name, const std::string& content) {
+    ASSERT_TRUE(writeFileBytes(dir.file(name), content)) << name;
+    makeOld(name);
+}
+
+void CheckTest::cut(const std::string& name, std::size_t size) {
+    bytes(name, readFileBytes(dir.file(name)).substr(0, size));
+}
+
+void CheckTest::makeOld(const std::string& name) const {
+    setAge(dir.file(name), 3600);
+}
+
+void CheckTest::makeYoung(const std::string& name) const {
+    setAge(dir.file(name), 0);
+}
+
+void CheckTest::mixedSequence() {
+    frames("beauty.", 1001, 1010);
+    std::filesystem::remove(dir.file("beauty.1003.exr"));
+    cut("beauty.1004.exr", readFileBytes(dir.file("beauty.1004.exr")).size() - 20);
+    frame("beauty.1005.exr", samplePartOf({"A", "B", "G", "R", "Z"}));
+    bytes("beauty.1006.exr", std::string(500, 'x'));
+    std::filesystem::remove(dir.file("beauty.1008.exr"));
+    std::filesystem::create_symlink("nowhere", dir.file("beauty.1008.exr"));
+}
+
+ProcessResult CheckTest::check(const std::vector<std::string>& arguments, const ProcessOptions& options) const {
+    std::vector<std::string> all{checkPath()};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    ProcessOptions here = options;
+    if (here.workingDirectory.empty()) here.workingDirectory = dir.path();
+    ProcessResult result = runProcess(all, here);
+    for (std::string* text : {&result.out, &result.err})
+        for (std::size_t at = text->find(dir.path()); at != std::string::npos; at = text->find(dir.path()))
+            text->replace(at, dir.path().size(), "DIR/");
+    return result;
+}
+
+std::string CheckTest::outcome(const std::vector<std::string>& arguments, const ProcessOptions& options) const {
+    return described(check(arguments, options));
+}
+
+std::string CheckTest::described(const ProcessResult& result) {
+    const std::string end =
+        result.signal != 0 ? "signal " + std::to_string(result.signal) : "exit " + std::to_string(result.exitCode);
+    return withoutSeconds(result.out) + lowered(result.err, "2> ") + end;
+}
+
+std::string checkPath() {
+    return KX_CHECK_FRAMES;
+}
+
+std::string withoutSeconds(const std::string& text) {
+    static const std::regex time(", [0-9]+ s\n");
+    static const std::regex loneTime(": [0-9]+ s\n");
+    return std::regex_replace(std::regex_replace(text, time, ", N s\n"), loneTime, ": N s\n");
+}
