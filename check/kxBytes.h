@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QtEndian>
+
 #include <cstddef>
 #include <cstdint>
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxExrAttributes.h"
+
 #include "check/kxBytes.h"
 
 #include <algorithm>

@@ -5,6 +5,7 @@
 #include "image/kxExrPart.h"
 
 #include <QByteArray>
+
 #include <cstdint>
 
 namespace kxCheck {

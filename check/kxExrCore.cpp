@@ -19,8 +19,7 @@ void* allocate(std::size_t size) {
 void beSilent(exr_const_context_t, exr_result_t, const char*) {}
 
 Finding refusal(exr_result_t result) {
-    if (result == EXR_ERR_OUT_OF_MEMORY)
-        return makeFinding(Code::limit, "there is not enough memory for its header");
+    if (isMemoryLacking) return makeFinding(Code::limit, "there is not enough memory");
     return makeFinding(Code::header, QByteArray("the header is damaged: ") + exr_get_default_error_message(result));
 }
 

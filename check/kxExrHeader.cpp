@@ -5,6 +5,7 @@
 // where the next name would be empty. A file of several parts has its headers one after another, and an empty one
 // after the last.
 #include "check/kxExrHeader.h"
+
 #include "check/kxExrAttributes.h"
 
 #include <algorithm>

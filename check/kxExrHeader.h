@@ -10,6 +10,7 @@
 #include "check/kxFileReport.h"
 
 #include <QByteArray>
+
 #include <optional>
 #include <vector>
 

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxFileBytes.h"
-#include "shared/kxSystemCall.h"
 
-#include <unistd.h>
+#include "shared/kxSystemCall.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include <unistd.h>
 
 namespace kxCheck {
 

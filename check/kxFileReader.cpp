@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxFileReader.h"
+
 #include "check/kxPixelCheck.h"
 #include "shared/kxSystemCall.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -13,6 +10,10 @@
 #include <new>
 #include <optional>
 #include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace kxCheck {
 
@@ -151,7 +152,7 @@ FileReport checkFile(const FileCheck& check, ChunkSink* sink) {
     try {
         lookUntilSteady(check, sink, report);
     } catch (const std::bad_alloc&) {
-        report.findings.assign(1, makeFinding(Code::limit, "there is not enough memory to check it"));
+        report.findings.assign(1, makeFinding(Code::limit, "there is not enough memory"));
     }
     report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     return report;

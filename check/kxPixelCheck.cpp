@@ -68,7 +68,7 @@ private:
                 faults_.set(chunk, ChunkFault::undecodable);
                 break;
             case ChunkDecoder::Result::noMemory:
-                return makeFinding(Code::limit, "there is not enough memory to decode it");
+                return makeFinding(Code::limit, "there is not enough memory");
             case ChunkDecoder::Result::unsupported:
                 return makeFinding(Code::unsupported,
                                    "its data can't be decoded by this version of the EXR library");

@@ -6,12 +6,12 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <set>
 #include <string>
 #include <vector>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 // The file is in memory only: tests check thousands of them.
 class CheckedFile {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "tests/support/ExrDamage.h"
+
 #include "tests/support/plainLayout.h"
 
 #include <algorithm>
