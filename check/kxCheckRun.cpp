@@ -70,9 +70,11 @@ void giveUpDetails(FrameReport& frame) {
 
 }  // namespace
 
-CheckPools::CheckPools(const Settings& settings, const CheckFunction& check, int stopDescriptor)
-    : files_(poolOptions(settings, Level::headers, stopDescriptor), check),
-      pixels_(poolOptions(settings, Level::pixels, stopDescriptor), check) {}
+WorkerPool& CheckPools::forLevel(Level level) {
+    std::optional<WorkerPool>& pool = level == Level::pixels ? pixels_ : files_;
+    if (!pool) pool.emplace(poolOptions(settings_, level, stopDescriptor_), check_);
+    return *pool;
+}
 
 SequenceRun::SequenceRun(const Settings& settings, const WantedFrames& wanted, CheckPools& pools,
                          ProgressFunction progress)

@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace kxCheck {
@@ -27,14 +28,18 @@ namespace kxCheck {
 // pixels, which need processors. Each are started when there is work for them.
 class CheckPools {
 public:
-    // `stopDescriptor` as in PoolOptions.
-    CheckPools(const Settings& settings, const CheckFunction& check, int stopDescriptor);
+    // `stopDescriptor` as in PoolOptions. `settings` must live longer.
+    CheckPools(const Settings& settings, CheckFunction check, int stopDescriptor)
+        : settings_(settings), check_(std::move(check)), stopDescriptor_(stopDescriptor) {}
 
-    [[nodiscard]] WorkerPool& forLevel(Level level) { return level == Level::pixels ? pixels_ : files_; }
+    [[nodiscard]] WorkerPool& forLevel(Level level);
 
 private:
-    WorkerPool files_;
-    WorkerPool pixels_;
+    const Settings& settings_;
+    CheckFunction check_;
+    int stopDescriptor_;
+    std::optional<WorkerPool> files_;
+    std::optional<WorkerPool> pixels_;
 };
 
 // Whether lines stand in the order in which frames are checked, and need not wait for the last one.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxWorkerPool.h"
 
+#include "check/kxNumberText.h"
 #include "shared/kxSystemCall.h"
 
 #include <algorithm>
@@ -360,8 +361,9 @@ void WorkerPool::endOverdue() {
         if (connection->isLost() || connection->isIdle()) continue;
         if (!isRead(*connection)) connection->lastSign = now;
         if (now - connection->lastSign < limit) continue;
-        lose(*connection,
-             "the time limit of " + QByteArray::number(options_.secondsPerFrame) + " seconds was reached");
+        lose(*connection, "the time limit of " +
+                              countText(static_cast<std::size_t>(options_.secondsPerFrame), "second") +
+                              " was reached");
     }
 }
 

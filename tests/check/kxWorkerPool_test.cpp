@@ -193,7 +193,7 @@ TEST(WorkerPool, EndsAFrameAtItsTimeLimit) {
         for (int i = 0; i < 10; ++i) EXPECT_EQ(numberOf(pool.next().value_or(FileReport())), i);
         const auto report = pool.next();
         ASSERT_TRUE(report);
-        EXPECT_EQ(firstFinding(*report), "limit: the time limit of 1 seconds was reached") << path;
+        EXPECT_EQ(firstFinding(*report), "limit: the time limit of 1 second was reached") << path;
         EXPECT_EQ(numberOf(pool.next().value_or(FileReport())), 11);
     }
 }

@@ -126,6 +126,7 @@ TEST_F(CheckRunProcessTest, LinesAreTheSameWithAnyNumberOfJobs) {
 // The signal comes when some frames were shown, and the run has seconds to go.
 TEST_F(CheckRunProcessTest, InterruptsEndItWithTheSummaryOfWhatWasChecked) {
     frames("a.", 1, 100);
+    cut("a.0002.exr", 400);
     std::filesystem::create_symlink(KX_WATCHED_CALLS, dir.file("preload.so"));
     const std::string script =
         "set -m; export LD_PRELOAD=$PWD/preload.so KX_DELAY=5000; \"$@\" > out.txt & unset LD_PRELOAD; "
@@ -139,7 +140,7 @@ TEST_F(CheckRunProcessTest, InterruptsEndItWithTheSummaryOfWhatWasChecked) {
         options.workingDirectory = dir.path();
         options.environment = {std::string("SIGNAL=") + c.signal};
         const ProcessResult result = runProcess({"/bin/bash", "-c", script, "bash", checkPath(), "-v", "-j", "1",
-                                                 "--json", "out.json", dir.file("a.0001.exr")},
+                                                 "--json", "out.json", "--delete", dir.file("a.0001.exr")},
                                                 options);
         EXPECT_EQ(result.exitCode, c.exitCode) << result.err;
         const std::string out = readFileBytes(dir.file("out.txt"));
@@ -147,7 +148,9 @@ TEST_F(CheckRunProcessTest, InterruptsEndItWithTheSummaryOfWhatWasChecked) {
         ASSERT_TRUE(std::regex_search(out, total, std::regex("\ntotal ([0-9]+): "))) << out;
         EXPECT_GE(std::stoi(total[1]), 5);
         EXPECT_LT(std::stoi(total[1]), 100);
-        EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), std::stoi(total[1]) + 2) << out;
+        EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), std::stoi(total[1]) + 3) << out;
+        EXPECT_NE(out.find("\n0002  kept: the run was interrupted\n"), std::string::npos) << out;
+        EXPECT_TRUE(entryExists(dir.file("a.0002.exr")));
         const std::string json = readFileBytes(dir.file("out.json"));
         EXPECT_NE(json.find("\"exitCode\":" + std::to_string(c.exitCode)), std::string::npos) << json;
         EXPECT_EQ(processesNaming(dir.path()), 0) << "a worker is left";
