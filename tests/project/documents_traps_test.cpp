@@ -4,6 +4,8 @@
 #include "tests/support/SequenceDir.h"
 #include "tests/support/ToolTest.h"
 
+#include <OpenEXRConfig.h>
+
 #include <algorithm>
 
 #include <fcntl.h>
@@ -127,7 +129,9 @@ TEST_F(TrapsTest, UnfinishedFramesPrintLikeSoundOnes) {
     EXPECT_EQ(verify("b.0001.exr"), foundSequence("1-3, 1", plainLines(3)));
 }
 
-// OpenEXR 3.1 refuses such a file, 3.4 takes the attribute for missing.
+// OpenEXR 3.1 refuses such a file; 3.4, with the reader that came with 3.3, takes the attribute for missing.
+constexpr bool passesUnknownCompression = OPENEXR_VERSION_MAJOR * 100 + OPENEXR_VERSION_MINOR >= 303;
+
 TEST_F(TrapsTest, UnknownCompressionLooksLikeDamageOrZip) {
     SamplePart part;
     part.compression = Imf::PIZ_COMPRESSION;
@@ -135,10 +139,8 @@ TEST_F(TrapsTest, UnknownCompressionLooksLikeDamageOrZip) {
     std::string file = readFileBytes(dir.file("b.0001.exr"));
     file.at(sizeOfAttributeAt(file, "compression", "compression") + 4) = 99;
     bytes("b.0001.exr", file);
-    const std::string lines = verify("b.0001.exr");
-    EXPECT_TRUE(lines == foundSequence("1-1, 1", {"0001: " + unreadable}) ||
-                lines == foundSequence("1-1, 1", {"0001: " + plainFrame}))
-        << lines;
+    EXPECT_EQ(verify("b.0001.exr"),
+              foundSequence("1-1, 1", {"0001: " + (passesUnknownCompression ? plainFrame : unreadable)}));
 }
 
 TEST_F(TrapsTest, MissingAttributesAreInvented) {
