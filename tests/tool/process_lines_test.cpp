@@ -277,6 +277,24 @@ TEST_F(LinesTest, RealFramesGiveTheirLines) {
     }
 }
 
+// The limit of memory that the tool sets itself leaves enough for every sound file, and for all of them in one run.
+TEST_F(LinesTest, EveryRealFrameIsRead) {
+    const std::string samples = realSamplesDir();
+    if (samples.empty()) GTEST_SKIP() << "the folder of real sample files is not here";
+    std::map<std::string, std::string> sampleOfFrame;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(samples)) {
+        const std::filesystem::path& sample = entry.path();
+        if (sample.extension() != ".exr" || sample.parent_path().filename() == "Damaged") continue;
+        const std::string number = std::to_string(1001 + sampleOfFrame.size());
+        bytes("sound." + number + ".exr", readFileBytes(sample.string()));
+        sampleOfFrame[number] = sample.string();
+    }
+    ASSERT_GT(sampleOfFrame.size(), 0U);
+    const std::string text = verify("sound.1001.exr", {"-showChannel"});
+    for (const auto& [number, sample] : sampleOfFrame)
+        EXPECT_NE(text.find("\n" + number + ":   imagesize: "), std::string::npos) << sample;
+}
+
 // Files on which earlier readers crashed or ran out of memory, as the frames of one sequence.
 TEST_F(LinesTest, DamagedFilesGiveOneLineEach) {
     const std::string samples = realSamplesDir();
