@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// scripts/verify as a process. Only the tests of build/release, the folder that the script builds in, run this: it
-// must find all built and start nothing.
+// scripts/verify and scripts/check as processes. Only the tests of build/release, the folder that the scripts build
+// in, run this: they must find all built and start nothing.
 #include "tests/support/ToolTest.h"
 
 namespace {
@@ -54,4 +54,56 @@ TEST_F(VerifyScriptTest, ShowsEachKindOfLineWithoutArgumentsAndLeavesNothingBehi
 TEST_F(VerifyScriptTest, StartsNothingWhenAllIsBuilt) {
     EXPECT_EQ(script({"no slash"}).err,
               "ninja: no work to do.\n\nUnable to split input filename into sequence name.\n\n");
+}
+
+namespace {
+
+class CheckScriptTest : public ::testing::Test {
+protected:
+    ProcessResult run(const std::string& program, const std::vector<std::string>& arguments) const {
+        std::vector<std::string> all{program};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        ProcessOptions options;
+        options.workingDirectory = dir.path();
+        options.environment = {"TMPDIR=" + temporary.path()};
+        return runProcess(all, options);
+    }
+    ProcessResult script(const std::vector<std::string>& arguments) const {
+        return run(KX_PROJECT_DIR "/scripts/check", arguments);
+    }
+
+    TempDir dir;
+    TempDir temporary;
+};
+
+}  // namespace
+
+TEST_F(CheckScriptTest, PrintsWhatTheProgramPrintsAndEndsWithItsExitCode) {
+    const std::string good = "b e'a\"u$(t)y.0001.exr";
+    writeSampleFile(dir.file(good), {SamplePart()});
+    ASSERT_TRUE(writeFileBytes(dir.file("bad.0001.exr"), "no frame"));
+    int exitCode = 0;
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--list", "good", good},
+                                                      {"--list=bad", "bad.####.exr"},
+                                                      {"--unknown"},
+                                                      {"absent.0001.exr"}}) {
+        const ProcessResult expected = run(KX_CHECK_FRAMES, arguments);
+        const ProcessResult result = script(arguments);
+        EXPECT_EQ(result.out, expected.out);
+        EXPECT_EQ(result.err, "ninja: no work to do.\n" + expected.err);
+        EXPECT_EQ(result.exitCode, expected.exitCode);
+        EXPECT_EQ(result.exitCode, exitCode++) << arguments.back();
+    }
+}
+
+TEST_F(CheckScriptTest, ShowsTheFindingsWithoutArgumentsAndLeavesNothingBehind) {
+    const ProcessResult result = script({});
+    EXPECT_EQ(result.exitCode, 1) << result.err;
+    for (const char* finding : {"missing", "unreadable: ", "unsupported: ", "empty: ", "not-exr: ", "header: ",
+                                "modes: ", "expected: ", "differs: ", "differs-coding: ", "size-jump: ",
+                                "unfinished: ", "truncated: ", "chunk: ", "\ntotal 44: 30 good"}) {
+        EXPECT_NE(result.out.find(finding), std::string::npos) << finding << "\n" << result.out;
+    }
+    EXPECT_EQ(dir.entries(), std::vector<std::string>());
+    EXPECT_EQ(temporary.entries(), std::vector<std::string>());
 }
