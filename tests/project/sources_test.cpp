@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <regex>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -46,6 +47,26 @@ std::set<std::string> includedFolders(const std::string& text) {
     return folders;
 }
 
+// The sources that CMakeLists.txt lists for a library.
+std::vector<std::string> sourcesOf(const std::string& library) {
+    const std::string build = document("CMakeLists.txt");
+    const size_t begin = build.find("add_library(" + library + " STATIC");
+    return textsBetween("\n  ", "\n)", build.substr(begin, build.find(')', begin) + 1 - begin));
+}
+
+bool isModuleFolder(const std::string& folder) {
+    return folder == "check" || folder == "image" || folder == "shared";
+}
+
+// Headers and sources of the libraries, without folder and extension.
+std::set<std::string> modules() {
+    std::set<std::string> names;
+    forEachFile([&](const fs::path& path, const std::string&) {
+        if (isCpp(path) && isModuleFolder(topFolder(path))) names.insert(path.stem());
+    });
+    return names;
+}
+
 }  // namespace
 
 TEST(SourcesTest, NameTheirLicence) {
@@ -62,8 +83,10 @@ TEST(SourcesTest, NameTheirLicence) {
 
 // The arrows of docs/architecture.md.
 TEST(SourcesTest, IncludeOnlyFoldersThatTheirsMayUse) {
-    const std::map<std::string, std::set<std::string>> allowed = {
-        {"shared", {"shared"}}, {"image", {"image", "shared"}}, {"tool", {"tool", "image", "shared"}}};
+    const std::map<std::string, std::set<std::string>> allowed = {{"shared", {"shared"}},
+                                                                  {"image", {"image", "shared"}},
+                                                                  {"check", {"check", "image", "shared"}},
+                                                                  {"tool", {"tool", "image", "shared"}}};
     std::map<std::string, int> count;
     forEachFile([&](const fs::path& path, const std::string& text) {
         const auto row = allowed.find(topFolder(path));
@@ -73,6 +96,45 @@ TEST(SourcesTest, IncludeOnlyFoldersThatTheirsMayUse) {
             EXPECT_TRUE(row->second.count(folder)) << path << folder;
     });
     EXPECT_EQ(count.size(), allowed.size());
+}
+
+// Whoever links a library decides what is printed and when the process ends.
+TEST(SourcesTest, LibrariesNeitherPrintNorEndTheProcess) {
+    // A worker is a process of its own, which ends here and drops the standard streams that it inherited.
+    const std::set<std::string> excepted = {"check/kxWorker.cpp"};
+    const std::regex use(
+        "\\b(stdout|stderr|STDOUT_FILENO|STDERR_FILENO|cout|cerr|clog|qDebug|qInfo|qWarning|qCritical|qFatal)\\b"
+        "|\\b(exit|_exit|_Exit|quick_exit|abort|terminate|f?printf|puts|perror)\\(");
+    for (const char* library : {"kxShared", "kxImage", "kxCheck"}) {
+        const std::vector<std::string> sources = sourcesOf(library);
+        EXPECT_GT(sources.size(), 5U) << library;
+        for (const std::string& source : sources) {
+            const std::string code = document(source);
+            EXPECT_NE(code, "") << source;
+            EXPECT_EQ(std::regex_search(code, use), excepted.count(source) > 0) << source;
+        }
+    }
+    EXPECT_TRUE(std::regex_search(document("tool/main.cpp"), use));
+    EXPECT_TRUE(std::regex_search(document("check/main.cpp"), use));
+}
+
+TEST(SourcesTest, HaveAPlaceInTheMap) {
+    const std::string map = document("docs/architecture.md");
+    EXPECT_GT(modules().size(), 50U);
+    for (const std::string& module : modules())
+        EXPECT_TRUE(module == "main" || std::regex_search(map, std::regex("\\b" + module + "\\b"))) << module;
+}
+
+TEST(SourcesTest, AreWhatTheMapNames) {
+    const std::set<std::string> existing = modules();
+    const std::regex name("`(?:private/)?(kx[A-Za-z]+|KX_[A-Za-z_]+)`");
+    int rows = 0;
+    for (const std::string& cell : textsBetween("\n| `", "|", document("docs/architecture.md"))) {
+        const std::string names = "`" + cell;
+        for (std::sregex_iterator match(names.begin(), names.end(), name), end; match != end; ++match, ++rows)
+            EXPECT_TRUE(existing.count((*match)[1])) << (*match)[1];
+    }
+    EXPECT_GT(rows, 50);
 }
 
 TEST(SourcesTest, IncludePrivateHeadersOnlyFromTheirFolderAndTests) {
