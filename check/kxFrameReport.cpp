@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <iterator>
 #include <utility>
 
 namespace kxCheck {
@@ -63,7 +64,8 @@ Finding restOf(const std::vector<Finding>& findings) {
 std::vector<Finding> takeRests(std::vector<Finding>& findings) {
     const auto rests = std::stable_partition(findings.begin(), findings.end(),
                                              [](const Finding& finding) { return !standsForOthers(finding); });
-    std::vector<Finding> taken(rests, findings.end());
+    std::vector<Finding> taken;
+    std::move(rests, findings.end(), std::back_inserter(taken));
     findings.erase(rests, findings.end());
     return taken;
 }

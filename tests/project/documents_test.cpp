@@ -188,7 +188,8 @@ TEST_F(DocumentsTest, VersionIsTheSameEverywhere) {
     const std::string version = KX_PROJECT_VERSION;
     EXPECT_EQ(kxVersionString, " " + version);
     EXPECT_EQ(releases().at(0).substr(0, version.size() + 1), version + ",");
-    EXPECT_EQ(textsBetween("\"kxVerifyExrModes ", "\"", document("docs/kxVerifyExrModes.1")).at(0), version);
+    for (const char* page : {"docs/kxVerifyExrModes.1", "docs/kxCheckFrames.1"})
+        EXPECT_EQ(textsBetween("\"kxVerifyExrModes ", "\"", document(page)).at(0), version) << page;
 }
 
 TEST_F(DocumentsTest, ReleasesHaveDatesFromNewToOld) {
