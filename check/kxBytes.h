@@ -12,7 +12,7 @@ namespace kxCheck {
 class Bytes {
 public:
     // The largest piece that can be viewed.
-    static constexpr std::size_t mostViewed = 64 * 1024;
+    static constexpr std::size_t mostViewed = std::size_t{64} * 1024;
 
     virtual ~Bytes() = default;
 

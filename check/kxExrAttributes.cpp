@@ -48,30 +48,30 @@ using Draft = PartDraft;
 
 // In the order of Attribute.
 const AttributeRow attributes[] = {
-    {Attribute::channels, "channels", "chlist", -1, nullptr},
-    {Attribute::compression, "compression", "compression", 1,
+    {Attribute::channels, -1, "channels", "chlist", nullptr},
+    {Attribute::compression, 1, "compression", "compression",
      [](Value v, Size, Draft& d) { d.compression = static_cast<std::uint8_t>(*v); }},
-    {Attribute::dataWindow, "dataWindow", "box2i", 16,
+    {Attribute::dataWindow, 16, "dataWindow", "box2i",
      [](Value v, Size, Draft& d) { d.part.dataWindow = windowAt(v); }},
-    {Attribute::displayWindow, "displayWindow", "box2i", 16,
+    {Attribute::displayWindow, 16, "displayWindow", "box2i",
      [](Value v, Size, Draft& d) { d.part.displayWindow = windowAt(v); }},
-    {Attribute::lineOrder, "lineOrder", "lineOrder", 1,
+    {Attribute::lineOrder, 1, "lineOrder", "lineOrder",
      [](Value v, Size, Draft& d) { d.lineOrder = static_cast<std::uint8_t>(*v); }},
-    {Attribute::pixelAspectRatio, "pixelAspectRatio", "float", 4,
+    {Attribute::pixelAspectRatio, 4, "pixelAspectRatio", "float",
      [](Value v, Size, Draft& d) { d.part.pixelAspectRatio = floatAt(v); }},
-    {Attribute::screenWindowCenter, "screenWindowCenter", "v2f", 8, [](Value, Size, Draft&) {}},
-    {Attribute::screenWindowWidth, "screenWindowWidth", "float", 4,
+    {Attribute::screenWindowCenter, 8, "screenWindowCenter", "v2f", [](Value, Size, Draft&) {}},
+    {Attribute::screenWindowWidth, 4, "screenWindowWidth", "float",
      [](Value v, Size, Draft& d) { d.screenWindowWidth = floatAt(v); }},
-    {Attribute::tiles, "tiles", "tiledesc", 9,
+    {Attribute::tiles, 9, "tiles", "tiledesc",
      [](Value v, Size, Draft& d) {
          d.part.tiles = tilesAt(v);
          d.tileMode = static_cast<std::uint8_t>(v[8]);
      }},
-    {Attribute::name, "name", "string", -1, [](Value v, Size size, Draft& d) { d.part.name = textAt(v, size); }},
-    {Attribute::type, "type", "string", -1, [](Value v, Size size, Draft& d) { d.type = textAt(v, size); }},
-    {Attribute::version, "version", "int", 4,
+    {Attribute::name, -1, "name", "string", [](Value v, Size size, Draft& d) { d.part.name = textAt(v, size); }},
+    {Attribute::type, -1, "type", "string", [](Value v, Size size, Draft& d) { d.type = textAt(v, size); }},
+    {Attribute::version, 4, "version", "int",
      [](Value v, Size, Draft& d) { d.version = numberAt<std::int32_t>(v); }},
-    {Attribute::chunkCount, "chunkCount", "int", 4, [](Value, Size, Draft&) {}},
+    {Attribute::chunkCount, 4, "chunkCount", "int", [](Value, Size, Draft&) {}},
 };
 
 struct StorageRow {
@@ -107,7 +107,6 @@ QByteArray missingIn(const PartDraft& draft, const FileFlags& flags) {
             case Attribute::name:
                 return flags.multipart;
             case Attribute::type:
-                return flags.multipart || flags.deep;
             case Attribute::chunkCount:
                 return flags.multipart || flags.deep;
             case Attribute::version:

@@ -43,9 +43,9 @@ enum class Attribute {
 
 struct AttributeRow {
     Attribute attribute;
+    std::int32_t size;  // bytes; -1: any
     const char* name;
     const char* type;
-    std::int32_t size;  // bytes; -1: any
     // Keeps a value of that size; null for the list of channels, which may be too long for one view.
     void (*keep)(const char* value, std::int32_t size, PartDraft& draft);
 };

@@ -13,7 +13,7 @@ namespace kxCheck {
 class FileBytes : public Bytes {
 public:
     // How much is read for a view, where the file goes on that far.
-    enum class Pieces : std::size_t { headers = 8 * 1024, pixels = mostViewed };
+    enum class Pieces : std::size_t { headers = std::size_t{8} * 1024, pixels = mostViewed };
 
     // `size` is that of the file when it was opened.
     FileBytes(int descriptor, std::uint64_t size);
