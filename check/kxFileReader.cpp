@@ -79,7 +79,7 @@ public:
 private:
     void look();
     void lookAtChunks(const HeaderReading& reading, const ExrCore& core, ChunkTable& table);
-    void standAlone(Finding finding) { report_.findings.assign(1, std::move(finding)); }
+    void standAlone(const Finding& finding) { report_.findings.assign(1, finding); }
 
     Level level_;
     ChunkSink* sink_;
