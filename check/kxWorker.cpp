@@ -55,10 +55,10 @@ void closeFrom(unsigned first) {
     for (long descriptor = first; descriptor < limit; ++descriptor) close(static_cast<int>(descriptor));
 }
 
-// Leaves the standard streams, on /dev/null, and the socket as number 3.
+// Leaves the standard streams, on /dev/null, and the socket as number 3. The run may have as many descriptors as it
+// is allowed: number 3 is taken over, and no other is needed before they are closed.
 void keepOnly(int socket) {
-    const int held = fcntl(socket, F_DUPFD, workerSocket + 1);  // out of the way of the first four
-    if (held < 0 || dup2(held, workerSocket) < 0) _exit(badRequest);
+    if (dup2(socket, workerSocket) < 0) _exit(badRequest);
     closeFrom(workerSocket + 1);
     const int nothing = open("/dev/null", O_RDWR);
     if (nothing < 0) return;

@@ -143,6 +143,30 @@ TEST(Worker, DoesNotOutliveItsRun) {
     EXPECT_FALSE(isRunning());
 }
 
+// Whatever is left to the run when its descriptors run out, its workers start.
+TEST(Worker, NeedsNoDescriptorThatItsRunCouldNotHave) {
+    const int lowest = dup(STDERR_FILENO);
+    close(lowest);
+    for (int spare = 2; spare < 12; ++spare) {
+        const pid_t run = fork();
+        if (run == 0) {
+            const auto most = static_cast<rlim_t>(lowest) + static_cast<rlim_t>(spare);
+            const rlimit limit{most, most};
+            setrlimit(RLIMIT_NOFILE, &limit);
+            PoolOptions options;
+            options.jobs = 16;
+            WorkerPool pool(options, playedCheck);
+            for (int i = 0; i < 40; ++i) pool.add({"good " + QByteArray::number(i), Level::pixels});
+            for (int i = 0; i < 40; ++i)
+                if (numberOf(pool.next().value_or(FileReport())) != i) _exit(1);
+            _exit(0);
+        }
+        int status = -1;
+        waitpid(run, &status, 0);
+        EXPECT_EQ(status, 0) << spare;
+    }
+}
+
 TEST(Worker, EndsWhereItsRunHadNoStandardStreams) {
     const pid_t run = fork();
     if (run == 0) {
