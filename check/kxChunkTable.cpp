@@ -14,6 +14,8 @@ namespace kxCheck {
 
 namespace {
 
+constexpr std::uint64_t deflateExpansion = 1032;  // two bits stand for 258 bytes
+
 // How many bytes one packed byte can become at most.
 std::uint64_t mostExpansion(kxExr::Compression compression) {
     switch (compression) {
@@ -21,8 +23,13 @@ std::uint64_t mostExpansion(kxExr::Compression compression) {
             return 1;
         case kxExr::Compression::rle:
             return 64;  // two bytes stand for 128
+        case kxExr::Compression::zips:
+        case kxExr::Compression::zip:
+            return deflateExpansion;
+        case kxExr::Compression::pxr24:
+            return deflateExpansion / 3 * 4;  // three bytes of a float are deflated
         default:
-            return 1032;  // deflate's bound
+            return UINT64_MAX;  // not known
     }
 }
 
@@ -168,9 +175,10 @@ ChunkFault ChunkTable::checkFlatSizes(kxExr::Compression compression, const Chun
     leader.unpackedSize = grid.unpackedSize(place);
     if (!bytes_.holds(leader.dataOffset, leader.packedSize)) return ChunkFault::truncated;
     if (leader.packedSize > leader.unpackedSize) return ChunkFault::tooLarge;
-    const std::uint64_t least = compression == kxExr::Compression::none ? leader.unpackedSize : 1;
-    if (leader.packedSize < std::min(least, leader.unpackedSize)) return ChunkFault::undecodable;
-    return ChunkFault::none;
+    // Whoever decodes it would allocate the unpacked size first.
+    const bool isPossible = leader.unpackedSize / mostExpansion(compression) <= leader.packedSize &&
+                            (leader.packedSize > 0 || leader.unpackedSize == 0);
+    return isPossible ? ChunkFault::none : ChunkFault::undecodable;
 }
 
 ChunkFault ChunkTable::checkDeepSizes(const kxExr::Part& header, const ChunkPlace& place, const char* sizes,

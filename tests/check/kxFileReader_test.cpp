@@ -4,6 +4,7 @@
 #include "tests/support/ExrKinds.h"
 #include "tests/support/RealSamples.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/plainLayout.h"
 
 #include <gtest/gtest.h>
 
@@ -29,10 +30,57 @@ std::string goodBytes() {
     return exrBytes(exrKinds().front());
 }
 
+// One tile of 32 MiB.
+std::string largeTileBytes() {
+    Kind large;
+    KindPart part;
+    part.tiled = true;
+    part.tileWidth = 2048;
+    part.tileHeight = 2048;
+    part.compression = Imf::RLE_COMPRESSION;
+    part.dataWindow = {{0, 0}, {2047, 2047}};
+    large.parts = {part};
+    return exrBytes(large);
+}
+
+// Runs `work` in a process with a gibibyte of memory and half a minute; its exit code, -1 when it did not end by
+// itself.
+template <class Work>
+int exitCodeWithLimits(const Work& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const rlimit memory{1U << 30, 1U << 30};
+        setrlimit(RLIMIT_AS, &memory);
+        alarm(30);
+        _exit(work());
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// Bytes of this process's address space.
+rlim_t usedMemory() {
+    std::ifstream sizes("/proc/self/statm");
+    rlim_t pages = 0;
+    sizes >> pages;
+    return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+}
+
 class FileReader : public ::testing::Test {
 protected:
     FileReport check(const std::string& name, ChunkSink* sink = nullptr) const {
         return checkFile({QByteArray::fromStdString(dir.file(name)), Level::pixels}, sink);
+    }
+
+    // Whether that is all that is found with 24 MiB.
+    bool hasCodeWithLittleMemory(const std::string& name, const std::string& code) const {
+        return exitCodeWithLimits([&] {
+                   const rlim_t memory = usedMemory() + (24U << 20);
+                   const rlimit limit{memory, memory};
+                   setrlimit(RLIMIT_AS, &limit);
+                   return codesOf(check(name)) == std::set<std::string>{code} ? 0 : 1;
+               }) == 0;
     }
 
     TempDir dir;
@@ -65,30 +113,6 @@ private:
     int changes_;
     bool changed_ = false;
 };
-
-// Runs `work` in a process with a gibibyte of memory and half a minute; its exit code, -1 when it did not end by
-// itself.
-template <class Work>
-int exitCodeWithLimits(const Work& work) {
-    const pid_t child = fork();
-    if (child == 0) {
-        const rlimit memory{1U << 30, 1U << 30};
-        setrlimit(RLIMIT_AS, &memory);
-        alarm(30);
-        _exit(work());
-    }
-    int status = 0;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-// Bytes of this process's address space.
-rlim_t usedMemory() {
-    std::ifstream sizes("/proc/self/statm");
-    rlim_t pages = 0;
-    sizes >> pages;
-    return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
-}
 
 std::vector<std::string> sampleFiles(bool damaged) {
     std::vector<std::string> files;
@@ -178,22 +202,21 @@ TEST_F(FileReader, CallsAFileChangingThatChangedTwice) {
 }
 
 TEST_F(FileReader, CallsItALimitWhenMemoryRunsOut) {
-    Kind large;
-    KindPart part;
-    part.tiled = true;
-    part.tileWidth = 2048;
-    part.tileHeight = 2048;
-    part.compression = Imf::RLE_COMPRESSION;
-    part.dataWindow = {{0, 0}, {2047, 2047}};
-    large.parts = {part};
-    writeFileBytes(dir.file("a.exr"), exrBytes(large));
-    const int code = exitCodeWithLimits([this] {
-        const rlim_t memory = usedMemory() + (24U << 20);
-        const rlimit limit{memory, memory};
-        setrlimit(RLIMIT_AS, &limit);
-        return codesOf(check("a.exr")) == std::set<std::string>{"limit"} ? 0 : 1;
-    });
-    EXPECT_EQ(code, 0);
+    writeFileBytes(dir.file("a.exr"), largeTileBytes());
+    EXPECT_TRUE(hasCodeWithLittleMemory("a.exr", "limit"));
+}
+
+TEST_F(FileReader, NeedsNoMemoryToTellThatAChunkIsTooSmallForItsPixels) {
+    const std::string good = largeTileBytes();
+    const PlainLayout layout = plainLayout(good);
+    for (const Imf::Compression compression :
+         {Imf::RLE_COMPRESSION, Imf::ZIPS_COMPRESSION, Imf::ZIP_COMPRESSION, Imf::PXR24_COMPRESSION}) {
+        std::string bomb = good;
+        bomb.at(layout.attribute(0, "compression").value) = static_cast<char>(compression);
+        putPlainNumber(bomb, layout.chunks.at(0).sizes, 4, 400);
+        writeFileBytes(dir.file("a.exr"), bomb);
+        EXPECT_TRUE(hasCodeWithLittleMemory("a.exr", "chunk")) << compression;
+    }
 }
 
 TEST(FileReaderSamples, RealFilesAreGood) {
