@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <fstream>
+#include <optional>
 
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -30,10 +31,11 @@ bool hasRoomFor(std::size_t bytes) {
     return space != MAP_FAILED && munmap(space, bytes) == 0;
 }
 
-// Of address space; 0 where the system does not say.
-rlim_t mappedBytes() {
+// Of address space; nothing where the system does not say, or no descriptor is left to ask with.
+std::optional<rlim_t> mappedBytes() {
     rlim_t pages = 0;
     std::ifstream("/proc/self/statm") >> pages;
+    if (pages == 0) return {};
     return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
 }
 
@@ -54,7 +56,9 @@ bool kxLimitAddressSpace(long long bytes) {
 bool kxLimitFurtherAddressSpace(long long bytes) {
     rlimit limit{};
     if (!canLimit || getrlimit(RLIMIT_AS, &limit) != 0) return false;
-    limit.rlim_max = std::min(limit.rlim_max, mappedBytes() + static_cast<rlim_t>(bytes));
+    const std::optional<rlim_t> mapped = mappedBytes();
+    if (!mapped) return false;
+    limit.rlim_max = std::min(limit.rlim_max, *mapped + static_cast<rlim_t>(bytes));
     limit.rlim_cur = std::min(limit.rlim_cur, limit.rlim_max);
     return setrlimit(RLIMIT_AS, &limit) == 0;
 }

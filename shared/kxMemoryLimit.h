@@ -14,7 +14,8 @@
 bool kxLimitAddressSpace(long long bytes);
 
 // Lowers the limits of address space, soft and hard, to what the process has mapped now and `bytes` more, for the
-// rest of its life. True when they are in force; false in a build with a sanitizer, and where the system refuses.
+// rest of its life; lower ones stay. True when they are in force. False, with nothing changed, in a build with a
+// sanitizer, and where the system refuses or does not say what is mapped (/proc/self/statm).
 bool kxLimitFurtherAddressSpace(long long bytes);
 
 // Whether this program was built with a sanitizer of addresses, memory or threads.

@@ -11,19 +11,7 @@
 #include <sys/mman.h>
 #include <sys/resource.h>
 
-// clang's question; g++ defines macros instead.
-#ifndef __has_feature
-#define __has_feature(name) 0
-#endif
-
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || __has_feature(address_sanitizer) || \
-    __has_feature(thread_sanitizer)
-constexpr bool canLimit = false;
-#else
-constexpr bool canLimit = true;
-#endif
 
 constexpr rlim_t mebibyte = 1 << 20;
 constexpr long long limit = 1024LL << 20;
@@ -56,7 +44,7 @@ void expectGoodEnd(void (*process)()) {
 class MemoryLimit : public testing::Test {
 protected:
     void SetUp() override {
-        if (!canLimit) GTEST_SKIP() << "a sanitizer allows no memory limit";
+        if (kxIsSanitizerBuild()) GTEST_SKIP() << "a sanitizer allows no memory limit";
         if (addressSpace().rlim_cur != RLIM_INFINITY) GTEST_SKIP() << "these tests run under a limit already";
     }
 };
@@ -102,10 +90,41 @@ TEST_F(MemoryLimit, ProcessThatHoldsMostOfItAlreadyIsLeftAlone) {
     });
 }
 
+// What is mapped when the limit is set comes on top, and none of it has to be given back.
+TEST_F(MemoryLimit, FurtherSpaceIsCountedFromWhatIsMappedAlready) {
+    expectGoodEnd([] {
+        void* const held = mmap(nullptr, 600 * mebibyte, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        const bool isSet = kxLimitFurtherAddressSpace(256 * mebibyte);
+        const rlimit now = addressSpace();
+        end(held != MAP_FAILED && isSet && now.rlim_cur == now.rlim_max && now.rlim_max >= 856 * mebibyte &&
+            canGet(128 * mebibyte) && !canGet(256 * mebibyte));
+    });
+}
+
+TEST_F(MemoryLimit, FurtherSpaceRaisesNoLimit) {
+    expectGoodEnd([] {
+        const rlimit both{512 * mebibyte, 1024 * mebibyte};
+        setrlimit(RLIMIT_AS, &both);
+        end(kxLimitFurtherAddressSpace(4096 * mebibyte) && isAddressSpace(512 * mebibyte, 1024 * mebibyte));
+    });
+}
+
+// Without a descriptor the process can't learn what it has mapped.
+TEST_F(MemoryLimit, NothingIsLimitedWhereTheMappedSizeIsUnknown) {
+    expectGoodEnd([] {
+        const rlimit before = addressSpace();
+        const rlimit noFiles{};
+        setrlimit(RLIMIT_NOFILE, &noFiles);
+        const bool isSet = kxLimitFurtherAddressSpace(256 * mebibyte);
+        end(!isSet && isAddressSpace(before.rlim_cur, before.rlim_max) && canGet(limit));
+    });
+}
+
 TEST(MemoryLimitUnderASanitizer, NothingIsLimited) {
-    if (canLimit) GTEST_SKIP() << "this is no build with a sanitizer";
+    if (!kxIsSanitizerBuild()) GTEST_SKIP() << "this is no build with a sanitizer";
     const rlimit before = addressSpace();
     EXPECT_FALSE(kxLimitAddressSpace(limit));
+    EXPECT_FALSE(kxLimitFurtherAddressSpace(limit));
     EXPECT_TRUE(isAddressSpace(before.rlim_cur, before.rlim_max));
 }
 
