@@ -39,13 +39,18 @@ void print(const QString& text, FILE* stream = stdout) {
     std::fputs(text.toLatin1().constData(), stream);
 }
 
+// What is asked of every frame.
+struct Verification {
+    kxExr::Modes modes;
+    bool del = false;          // deletes frames that fail the modes
+    bool showChannel = false;  // prints the channel names
+};
+
 // What the command line asks for.
 struct Settings {
     QString fileName;
     kxFrames::DiscoverySettings frames;  // all of them unless -seq restricts them
-    kxExr::Modes modes;
-    bool del = false;
-    bool showChannel = false;
+    Verification verification;
 };
 
 // Text that is not a number reads as 0.
@@ -69,11 +74,13 @@ struct Option {
 
 // -requireMultiLayer alone must be spelled as it stands.
 constexpr Option options[] = {
-    {"-requireMultiLayer", Qt::CaseSensitive, 0, [](Settings& s, char**) { s.modes.requireMultiLayer = true; }},
-    {"-requireMultipart", Qt::CaseInsensitive, 0, [](Settings& s, char**) { s.modes.requireMultipart = true; }},
-    {"-noMultipart", Qt::CaseInsensitive, 0, [](Settings& s, char**) { s.modes.noMultipart = true; }},
-    {"-showChannel", Qt::CaseInsensitive, 0, [](Settings& s, char**) { s.showChannel = true; }},
-    {"-del", Qt::CaseInsensitive, 0, [](Settings& s, char**) { s.del = true; }},
+    {"-requireMultiLayer", Qt::CaseSensitive, 0,
+     [](Settings& s, char**) { s.verification.modes.requireMultiLayer = true; }},
+    {"-requireMultipart", Qt::CaseInsensitive, 0,
+     [](Settings& s, char**) { s.verification.modes.requireMultipart = true; }},
+    {"-noMultipart", Qt::CaseInsensitive, 0, [](Settings& s, char**) { s.verification.modes.noMultipart = true; }},
+    {"-showChannel", Qt::CaseInsensitive, 0, [](Settings& s, char**) { s.verification.showChannel = true; }},
+    {"-del", Qt::CaseInsensitive, 0, [](Settings& s, char**) { s.verification.del = true; }},
     {"-seq", Qt::CaseInsensitive, 4, restrictFrames},
     {"-threadID", Qt::CaseInsensitive, 1, [](Settings&, char**) {}},
 };
@@ -137,11 +144,11 @@ void printUnableToLoad() {
 }
 
 // The line of a frame; std::bad_alloc where that is larger than the memory.
-QByteArray frameLine(const kxExr::Headers& headers, bool fails, bool del, bool showChannel) {
+QByteArray frameLine(const kxExr::Headers& headers, const Verification& wanted, bool fails) {
     QString line = kxExr::summaryText(headers);
     if (fails) line += QStringLiteral("   => DELETE");
-    if (fails && !del) line += QStringLiteral(" (delete disabled)");
-    if (showChannel) line += QStringLiteral("  ") + kxExr::channelText(headers);
+    if (fails && !wanted.del) line += QStringLiteral(" (delete disabled)");
+    if (wanted.showChannel) line += QStringLiteral("  ") + kxExr::channelText(headers);
     line += QLatin1Char('\n');
     return line.toLatin1();
 }
@@ -151,12 +158,12 @@ struct FrameCheck {
     bool fails = false;
 };
 
-FrameCheck checkFrame(const QString& file, const kxExr::Modes& modes, bool del, bool showChannel) {
+FrameCheck checkFrame(const QString& file, const Verification& wanted) {
     try {
         const std::optional<kxExr::Headers> headers = kxExr::readHeaders(file);
         if (!headers) return {};
-        const bool fails = kxExr::modeFailure(modes, *headers) != kxExr::ModeFailure::none;
-        return {frameLine(*headers, fails, del, showChannel), fails};
+        const bool fails = kxExr::modeFailure(wanted.modes, *headers) != kxExr::ModeFailure::none;
+        return {frameLine(*headers, wanted, fails), fails};
     } catch (const std::exception&) {  // hostile headers can make a line larger than the memory
         return {};
     }
@@ -170,14 +177,14 @@ void deleteFrame(const QString& file) {
 }
 
 // Completes the frame's line, and deletes the frame when it fails the modes and `del` is set.
-void verifyFrame(const QString& file, const kxExr::Modes& modes, bool del, bool showChannel) {
-    const FrameCheck check = checkFrame(file, modes, del, showChannel);
+void verifyFrame(const QString& file, const Verification& wanted) {
+    const FrameCheck check = checkFrame(file, wanted);
     if (check.line.isEmpty()) {
         printUnableToLoad();
         return;
     }
     std::fputs(check.line.constData(), stdout);
-    if (check.fails && del) deleteFrame(file);
+    if (check.fails && wanted.del) deleteFrame(file);
 }
 
 void findFrames(const kxFrames::DiscoverySettings& settings, _kxViewSequence& sequence) {
@@ -197,12 +204,12 @@ void printFoundSequence(const _kxViewSequence& sequence) {
 }
 
 // One line per slot, visible when it is done.
-void verifyFrames(const Settings& settings, const _kxViewSequence& sequence) {
+void verifyFrames(const _kxViewSequence& sequence, const Verification& wanted) {
     for (int i = 0; i < sequence.imageCount; ++i) {
         const kxCHK::_SingleImageView& view = sequence.images[sequence.sortOrder[i]];
         print(QStringLiteral("%1: ").arg(view.frameText.toQString(), 4));
         if (sequence.hasFile(i)) {
-            verifyFrame(sequence.getDirFileName(i), settings.modes, settings.del, settings.showChannel);
+            verifyFrame(sequence.getDirFileName(i), wanted);
         } else {
             printUnableToLoad();
         }
@@ -233,7 +240,7 @@ int run(const Settings& settings) {
         return 0;
     }
     printFoundSequence(*sequence);
-    verifyFrames(settings, *sequence);
+    verifyFrames(*sequence, settings.verification);
     return 0;
 }
 
@@ -262,7 +269,7 @@ QString operator+(QString&& text, const char* suffix) {
 
 void testExr(const QString& file, const bool& requireMultiLayer, const bool& requireMultipart,
              const bool& noMultipart, const bool& del, const bool& showChannel) {
-    verifyFrame(file, {requireMultiLayer, requireMultipart, noMultipart}, del, showChannel);
+    verifyFrame(file, {{requireMultiLayer, requireMultipart, noMultipart}, del, showChannel});
 }
 
 void sendClientCheckJob(int& job) {

@@ -9,6 +9,7 @@
 #include "tool/main.h"
 
 #include "examples/SampleFrames.h"
+#include "image/kxExrModes.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -17,16 +18,13 @@
 
 namespace {
 
-struct Modes {
-    bool requireMultiLayer = false;
-    bool requireMultipart = false;
-    bool noMultipart = false;
+struct Verification : kxExr::Modes {
     bool del = false;
     bool showChannel = false;
 };
 
 // What the check of the file prints.
-std::string check(const std::string& path, const Modes& modes = {}) {
+std::string check(const std::string& path, const Verification& modes = {}) {
     testing::internal::CaptureStdout();
     testExr(latin1(path), modes.requireMultiLayer, modes.requireMultipart, modes.noMultipart, modes.del,
             modes.showChannel);
@@ -47,19 +45,19 @@ TEST(TestExr, TakesItsModesInThisOrder) {
     const std::string file = dir.file("a");
     writeSampleFile(file, {SamplePart()});
     const std::string wouldDelete = "   => DELETE (delete disabled)";
-    Modes modes;
+    Verification modes;
     modes.requireMultiLayer = true;
     EXPECT_EQ(check(file, modes), fourChannels + wouldDelete + "\n");
-    modes = Modes();
+    modes = Verification();
     modes.requireMultipart = true;
     EXPECT_EQ(check(file, modes), fourChannels + wouldDelete + "\n");
-    modes = Modes();
+    modes = Verification();
     modes.noMultipart = true;
     EXPECT_EQ(check(file, modes), fourChannels + "\n");
-    modes = Modes();
+    modes = Verification();
     modes.showChannel = true;
     EXPECT_EQ(check(file, modes), fourChannels + "  [|half: A, B, G, R]\n");
-    modes = Modes();
+    modes = Verification();
     modes.del = true;
     EXPECT_EQ(check(file, modes), fourChannels + "\n");
     EXPECT_TRUE(entryExists(file));
@@ -70,7 +68,7 @@ TEST(TestExr, TakesItsModesInThisOrder) {
 
 TEST(TestExr, ReportsWhatCannotBeLoaded) {
     const TempDir dir;
-    Modes modes;
+    Verification modes;
     modes.requireMultipart = modes.del = modes.showChannel = true;
     writeFileBytes(dir.file("text"), "not EXR");
     for (const std::string& path : {dir.file("missing"), dir.file("text"), dir.path(), std::string()}) {
@@ -98,7 +96,7 @@ TEST(TestExr, DamagedHeadersGiveOneLineEach) {
     part.displayWindow = part.dataWindow;
     writeSampleFile(path, {part});
     const std::string good = readFileBytes(path);
-    Modes modes;
+    Verification modes;
     modes.showChannel = true;
     const auto expectOneLine = [&](const std::string& content) {
         writeFileBytes(path, content);
