@@ -11,7 +11,7 @@
 namespace {
 
 // A call that returns `failed` a number of times, each time with this reason, and then 7.
-struct Call {
+struct FailingCall {
     int failures;
     int reason;
     int calls = 0;
@@ -25,7 +25,7 @@ struct Call {
 
 TEST(RetryInterrupted, RepeatsWhatASignalInterruptedAndNothingElse) {
     const struct {
-        Call call;
+        FailingCall call;
         int result;
         int calls;
     } cases[] = {
@@ -33,21 +33,21 @@ TEST(RetryInterrupted, RepeatsWhatASignalInterruptedAndNothingElse) {
         {{1, EIO}, -1, 1},  {{1, EAGAIN}, -1, 1}, {{1, 0}, -1, 1},
     };
     for (const auto& c : cases) {
-        Call call = c.call;
+        FailingCall call = c.call;
         EXPECT_EQ(kxRetryInterrupted(-1, [&call] { return call(); }), c.result) << c.call.reason;
         EXPECT_EQ(call.calls, c.calls) << c.call.reason;
     }
 }
 
 TEST(RetryInterrupted, LeavesTheReasonOfTheLastCallInErrno) {
-    Call failing{1, EIO};
+    FailingCall failing{1, EIO};
     EXPECT_EQ(kxRetryInterrupted(-1, [&failing] { return failing(); }), -1);
     EXPECT_EQ(errno, EIO);
 }
 
 // As readdir at the end of a directory: an old reason must not look like this call's.
 TEST(RetryInterrupted, CallThatFailsWithoutAReasonLeavesErrno0) {
-    Call ending{1, 0};
+    FailingCall ending{1, 0};
     errno = EINTR;
     EXPECT_EQ(kxRetryInterrupted(-1, [&ending] { return ending(); }), -1);
     EXPECT_EQ(errno, 0);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Damaged and hostile frames: each gives its one line within seconds and little memory, and goes only when it was
 // read and found failing.
+#include "shared/kxMemoryLimit.h"
 #include "tests/support/FaultTest.h"
 #include "tests/support/RealSamples.h"
 
@@ -10,30 +11,17 @@
 #include <set>
 #include <sstream>
 
-// clang's question; g++ defines a macro instead.
-#ifndef __has_feature
-#define __has_feature(name) 0
-#endif
-
 namespace fs = std::filesystem;
 
 namespace {
 
 using Names = std::vector<std::string>;
 
-// A run is given five seconds for each of its files. Under the address sanitizer the tool sets itself no limit of
-// memory, and clearing the gigabytes that damaged headers claim takes time: it sees some of the positions.
-#if defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer)
-constexpr bool limitsMemory = false;
-constexpr size_t positionStep = 11;
-#else
-constexpr bool limitsMemory = true;
-constexpr size_t positionStep = 1;
-#endif
-
-// Bytes from one damaged position of a file to the next. $KX_ALL_POSITIONS takes them all under the sanitizer too.
+// Bytes from one damaged position of a file to the next. A run is given five seconds for each of its files. Under a
+// sanitizer the tool sets itself no limit of memory, and clearing the gigabytes that damaged headers claim takes
+// time: it sees some of the positions, with $KX_ALL_POSITIONS all of them.
 size_t nextPosition() {
-    return std::getenv("KX_ALL_POSITIONS") ? 1 : positionStep;
+    return kxIsSanitizerBuild() && !std::getenv("KX_ALL_POSITIONS") ? 11 : 1;
 }
 
 class HostileTest : public FaultTest {
@@ -236,7 +224,7 @@ TEST_F(HostileTest, AttributesThatClaimAllMemory) {
 
 // The tool limits itself: to a gigabyte, whatever more the caller allows, or to less where the caller says so.
 TEST_F(HostileTest, ClaimedMemoryIsNotTaken) {
-    if (!limitsMemory) GTEST_SKIP() << "the address sanitizer allows no memory limit";
+    if (kxIsSanitizerBuild()) GTEST_SKIP() << "a sanitizer allows no memory limit";
     frame("shot.2.exr");
     const std::string sound = "   2: " + plainFrame;
     long ordinaryPeak = 0;
@@ -285,7 +273,7 @@ TEST_F(HostileTest, CollectedDamagedFilesGiveOneLineEach) {
 // the frame has a line and the run goes on. The names lie in ten parts: the EXR library from 3.3 on takes a time
 // that grows with the square of a part's channels.
 TEST_F(HostileTest, LineLargerThanTheMemoryDoesNotEndTheRun) {
-    if (!limitsMemory) GTEST_SKIP() << "the address sanitizer allows no memory limit";
+    if (kxIsSanitizerBuild()) GTEST_SKIP() << "a sanitizer allows no memory limit";
     std::vector<std::string> names;
     for (int i = 0; i < 6000; ++i) names.push_back(std::to_string(100000 + i) + std::string(241, 'n'));
     SamplePart part = samplePartOf(names);
