@@ -10,6 +10,8 @@
 #include "shared/kxString.h"
 #include "shared/kxTime.h"
 
+#include <QString>
+
 #include <cstddef>
 #include <type_traits>
 

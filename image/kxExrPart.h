@@ -33,10 +33,10 @@ enum class Compression : std::uint8_t {
 
 enum class Storage : std::uint8_t { scanline = 0, tiled = 1, deepScanline = 2, deepTiled = 3 };
 
-inline bool isDeep(Storage storage) {
+[[nodiscard]] inline bool isDeep(Storage storage) {
     return storage == Storage::deepScanline || storage == Storage::deepTiled;
 }
-inline bool isTiled(Storage storage) {
+[[nodiscard]] inline bool isTiled(Storage storage) {
     return storage == Storage::tiled || storage == Storage::deepTiled;
 }
 
@@ -48,8 +48,8 @@ struct Window {
     std::int32_t maxY = 0;
 
     // Below 1 where the corners are in the wrong order.
-    std::int64_t width() const { return std::int64_t{maxX} - minX + 1; }
-    std::int64_t height() const { return std::int64_t{maxY} - minY + 1; }
+    [[nodiscard]] std::int64_t width() const { return std::int64_t{maxX} - minX + 1; }
+    [[nodiscard]] std::int64_t height() const { return std::int64_t{maxY} - minY + 1; }
 };
 
 inline bool operator==(const Window& a, const Window& b) {
@@ -94,12 +94,12 @@ struct Part {
 };
 
 // The usual short name: "none", "zips", "dwaa" ...
-const char* compressionName(Compression compression);
+[[nodiscard]] const char* compressionName(Compression compression);
 // "scanline", "tiled", "deepscanline", "deeptile".
-const char* storageName(Storage storage);
+[[nodiscard]] const char* storageName(Storage storage);
 // "uint", "half", "float".
-const char* pixelTypeName(PixelType type);
+[[nodiscard]] const char* pixelTypeName(PixelType type);
 // "increasing", "decreasing", "random".
-const char* lineOrderName(LineOrder order);
+[[nodiscard]] const char* lineOrderName(LineOrder order);
 
 }  // namespace kxExr

@@ -31,10 +31,10 @@ class FrameList {
 public:
     explicit FrameList(const QString& text);
 
-    bool isInUse() const { return inUse_; }
+    [[nodiscard]] bool isInUse() const { return inUse_; }
 
     // True for every frame when the list is not in use.
-    bool allows(long long frame) const;
+    [[nodiscard]] bool allows(long long frame) const;
 
 private:
     struct Range {
@@ -54,7 +54,7 @@ struct FrameRestriction {
     FrameList list;
 
     // The step counts from `start` even where that is the -1 of an open start.
-    bool allows(long long frame) const;
+    [[nodiscard]] bool allows(long long frame) const;
 };
 
 }  // namespace kxFrames

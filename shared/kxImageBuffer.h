@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <type_traits>
 
 // Bits of _imgRGBABuffer_all::flags.
 constexpr unsigned char KX_IMG_GAMMA22 = 1;          // pixel values carry gamma 1/2.2
