@@ -25,7 +25,8 @@ namespace kxExr {
 
 namespace {
 
-// All enumerations of a part have the file format's numbers, as those of the EXR library.
+// The last numbers of both sides' enumerations, which follow the file format. Storage is not among them: it is text
+// in a file.
 static_assert(static_cast<int>(Imf::B44A_COMPRESSION) == static_cast<int>(Compression::b44a));
 static_assert(static_cast<int>(Imf::DWAB_COMPRESSION) == static_cast<int>(Compression::dwab));
 static_assert(static_cast<int>(Imf::FLOAT) == static_cast<int>(PixelType::float32));
