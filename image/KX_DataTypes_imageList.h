@@ -115,11 +115,12 @@ public:
     //   construction                                     false        none
     //   a split names another sequence                   false        dropped by the next discovery
     //   a split names the sequence of the one before     true         refreshed by the next discovery
-    //   a discovery with preFill has made empty slots    true         refreshed by this discovery and the next
+    //   a discovery with preFill, an empty range's too   true         refreshed by this discovery and the next
     //   any other discovery                              unchanged
     //
-    // Refreshed: a slot whose file is still there keeps its place and, when it is up to date, its thumbnail; one
-    // whose file is gone stays without fileFound; new files get slots of their own.
+    // Refreshed: a frame whose file is still there keeps its record and, when that is up to date, its thumbnail;
+    // one whose file is gone stays without fileFound; new files get slots of their own. Which slot a frame has may
+    // change: slots are sorted and gaps filled afterwards.
 
     long long seqStart = 0;   // frame number of the first slot
     long long seqEnd = 0;     // of the last slot, without its tile

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <map>
 #include <new>
+#include <optional>
 
 using namespace kxFrames;
 using kxCHK::_SingleImageView;

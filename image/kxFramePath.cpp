@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "image/kxFramePath.h"
 
+#include "image/KX_DataTypes_imageList.h"
 #include "image/kxFrameRestriction.h"
 #include "image/private/kxNameParts.h"
 #include "shared/kxFileSystem.h"
 
 #include <algorithm>
 #include <tuple>
+#include <utility>
 
 namespace kxFrames {
 
@@ -155,3 +157,21 @@ std::optional<FrameName> frameOf(const QString& name, const FramePath& path) {
 }
 
 }  // namespace kxFrames
+
+bool kxcjFileNameIsRight(QString& name, const QString& prefix, const QString& suffix, const bool& keepSeparator) {
+    if (name.size() < prefix.size() + suffix.size()) return false;
+    name = name.toLower();
+    if (!kxFrames::hasEnds(name, prefix, suffix)) return false;
+    auto first = prefix.size();
+    const auto end = name.size() - suffix.size();
+    if (!keepSeparator && first < end && kxFrames::isSeparator(name.at(first))) ++first;
+    name = name.mid(first, end - first);
+    return true;
+}
+
+bool kxcjStartsWith(QString& name, const QString& prefix) {
+    if (!kxFrames::beginsWith(name, prefix)) return false;
+    name.remove(0, prefix.size());
+    name.remove(0, kxFrames::leadingSeparator(name));
+    return true;
+}

@@ -1,26 +1,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// What is wrong with a picture, from its pixels alone: the histogram of its channels, tiles that were left black,
-// and holes in the alpha of an opaque picture.
+// What is wrong with a picture, from its pixels alone: tiles that were left black, and holes in the alpha of an
+// opaque picture.
 //
 // Pure functions: they change nothing but what they return, so any thread may call them on pictures that no thread
 // changes. Pictures may be of any size; only pixels that are in memory are looked at.
 #pragma once
 
+#include "image/kxHistogram.h"
 #include "shared/kxImageBuffer.h"
 
-#include <array>
-
 namespace kxCHK {
-
-// A bin holds eight values: bin 0 those of 0 .. 7, bin 31 those of 248 .. 255.
-constexpr int histogramBins = 32;
-
-// The bins of r, g, b and a.
-using Histogram = std::array<std::array<unsigned, histogramBins>, 4>;
-
-// Counts per million pixels, the factor clamped to 0.01 .. 10: a picture of fewer than 100000 pixels has less than
-// a million in its bins. All zero for a picture without pixels.
-[[nodiscard]] Histogram histogramOf(const kxP::_imgRGBABuffer8& image);
 
 // True when the picture holds the corner of a black 8 x 8 block with bright pixels (128 and more) above it and to
 // its left: its top row and left column are 0. Looked for in alpha when the picture is `valid`, otherwise in green,

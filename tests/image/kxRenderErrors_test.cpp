@@ -3,13 +3,12 @@
 
 #include "image/KX_DataTypes_image.h"
 #include "tests/support/RecordBytes.h"
-#include "tests/support/plainCheck.h"
+#include "tests/support/RenderedFrame.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <climits>
-#include <cstring>
 #include <random>
 #include <string>
 #include <utility>
@@ -20,43 +19,6 @@ using kxCHK::doErrorSearch;
 using kxP::_imgRGBABuffer8;
 
 namespace {
-
-constexpr _Rgba8 white{255, 255, 255, 255};
-constexpr _Rgba8 black{0, 0, 0, 255};
-
-PlainImage plain(const _imgRGBABuffer8& image) {
-    return {image.pixels, image.width, image.height, image.valid != 0};
-}
-
-void resize(_imgRGBABuffer8& image, int width, int height) {
-    image.setWidth(0);
-    image.setHeight(height);
-    image.setWidth(width);
-    ASSERT_EQ(image.width, width);
-}
-
-void fillWith(_imgRGBABuffer8& image, const _Rgba8& colour) {
-    for (unsigned i = 0; i < image.pixelCount; ++i) image.write(static_cast<int>(i), colour);
-}
-
-// An image of its own memory in one colour.
-struct Frame : _imgRGBABuffer8 {
-    Frame(int w, int h, const _Rgba8& colour, bool isValid)
-        : _imgRGBABuffer8(static_cast<unsigned>(w) * static_cast<unsigned>(h)) {
-        resize(*this, w, h);
-        fillWith(*this, colour);
-        valid = isValid ? 1 : 0;
-    }
-    void square(int left, int top, int size, const _Rgba8& colour) {
-        for (int i = 0; i < size * size; ++i) write(left + i % size, top + i / size, colour);
-    }
-};
-
-PlainHistogram binsOf(const _SingleImageData& record) {
-    PlainHistogram bins;
-    std::memcpy(bins.data(), record.histogram, sizeof record.histogram);
-    return bins;
-}
 
 // Error bits of a frame, with what the record must say about them.
 unsigned short search(_imgRGBABuffer8& image) {
@@ -73,90 +35,13 @@ constexpr int high = 300;
 
 }  // namespace
 
-// --- Histogram -------------------------------------------------------------------------------------------------
-
-TEST(CreateHistogram, CountsEachChannelInBinsOfEightValues) {
-    Frame image(500, 400, {0, 0, 0, 0}, true);
-    for (int i = 0; i < 200000; ++i) {
-        const auto value = static_cast<unsigned char>(i % 256);
-        image.write(i, {value, 7, 8, 255});
-    }
-    _SingleImageData record;
-    record.createHistogram(&image);
-    EXPECT_EQ(record.histogramValid, 1);
-    EXPECT_EQ(record.histogram[1][0], 1000000U);
-    EXPECT_EQ(record.histogram[2][1], 1000000U);
-    EXPECT_EQ(record.histogram[3][31], 1000000U);
-    // 200000 = 781 * 256 + 64: the first eight bins have eight pixels more.
-    EXPECT_EQ(record.histogram[0][7], 782U * 8 * 5);
-    EXPECT_EQ(record.histogram[0][8], 781U * 8 * 5);
-}
-
-TEST(CreateHistogram, ScalesFramesBelow100000PixelsByTenOnly) {
-    const std::pair<int, unsigned> cases[] = {{1, 10},         {50000, 500000},   {99900, 999000},
-                                              {99999, 999990}, {100000, 1000000}, {150000, 1000000}};
-    for (const auto& [pixels, expected] : cases) {
-        Frame image(pixels, 1, white, true);
-        _SingleImageData record;
-        record.createHistogram(&image);
-        EXPECT_EQ(record.histogram[3][31], expected) << pixels;
-        EXPECT_EQ(record.histogram[3][30], 0U);
-    }
-}
-
-// 951 pixels of 100100 are 9500.4995 in a million; in single precision 9500.5, rounded up.
-TEST(CreateHistogram, MultipliesInSinglePrecisionAndRoundsHalfUp) {
-    Frame image(1001, 100, white, true);
-    for (int i = 0; i < 951; ++i) image.write(i, black);
-    _SingleImageData record;
-    record.createHistogram(&image);
-    EXPECT_EQ(record.histogram[0][0], 9501U);
-    // Factor 2.5: one pixel makes 2.5.
-    Frame half(1000, 400, white, true);
-    half.write(0, black);
-    record.createHistogram(&half);
-    EXPECT_EQ(record.histogram[0][0], 3U);
-}
-
-TEST(CreateHistogram, WithoutPixelsZeroesTheBinsAndLeavesTheFlag) {
-    _imgRGBABuffer8 empty(16);
-    _imgRGBABuffer8* const images[] = {nullptr, &empty};
-    for (const _imgRGBABuffer8* image : images) {
-        for (unsigned char flag = 0; flag < 2; ++flag) {
-            _SingleImageData record;
-            std::memset(record.histogram, 0x55, sizeof record.histogram);
-            record.histogramValid = flag;
-            record.createHistogram(image);
-            EXPECT_EQ(binsOf(record), PlainHistogram{});
-            EXPECT_EQ(record.histogramValid, flag);
-        }
-    }
-}
-
-TEST(CreateHistogram, AgreesWithThePlainLoop) {
-    std::mt19937 random(3587);
-    for (int round = 0; round < 200; ++round) {
-        const int width = static_cast<int>(random() % 60) + (round == 0 ? 400 : 1);
-        const int height = static_cast<int>(random() % 60) + (round == 0 ? 300 : 1);
-        Frame image(width, height, black, true);
-        const unsigned mask = round % 3 == 0 ? 0xFFFFFFFFU : 0x07010F03U;
-        for (int i = 0; i < width * height; ++i) {
-            const unsigned value = static_cast<unsigned>(random()) & mask;
-            std::memcpy(image.pixels + 4 * static_cast<size_t>(i), &value, 4);
-        }
-        _SingleImageData record;
-        record.createHistogram(&image);
-        EXPECT_EQ(binsOf(record), plainHistogram(plain(image))) << width << "x" << height;
-    }
-}
-
 // --- Missing tiles ---------------------------------------------------------------------------------------------
 
 TEST(MissingTile, IsFoundInsideTheMarginsOnly) {
     constexpr int size = 40;
     for (int top = 0; top <= size - 8; ++top) {
         for (int left = 0; left <= size - 8; ++left) {
-            Frame image(size, size, white, false);
+            RenderedFrame image(size, size, white, false);
             image.square(left, top, 8, black);
             const bool inside = left >= 2 && top >= 2 && left < size - 10 && top < size - 10;
             ASSERT_EQ(search(image), inside ? 1 : 0) << left << "," << top;
@@ -166,26 +51,26 @@ TEST(MissingTile, IsFoundInsideTheMarginsOnly) {
 
 TEST(MissingTile, TouchingTheTopRowOrTheOneBelowIsNotFound) {
     for (const int top : {0, 1}) {
-        Frame image(60, 60, white, false);
+        RenderedFrame image(60, 60, white, false);
         image.square(20, top, 8, black);
         EXPECT_EQ(search(image), 0) << top;
     }
 }
 
 TEST(MissingTile, IsLookedForInAlphaOnAValidImage) {
-    Frame opaque(60, 60, white, true);
+    RenderedFrame opaque(60, 60, white, true);
     opaque.square(20, 20, 8, black);
     EXPECT_EQ(search(opaque), 0) << "alpha is 255 everywhere";
-    Frame holed(60, 60, {0, 0, 0, 255}, true);
+    RenderedFrame holed(60, 60, {0, 0, 0, 255}, true);
     holed.square(20, 20, 8, {0, 0, 0, 0});
     EXPECT_EQ(search(holed), 1);
 }
 
 TEST(MissingTile, IsLookedForInGreenOnAnInvalidImage) {
-    Frame red(60, 60, white, false);
+    RenderedFrame red(60, 60, white, false);
     red.square(20, 20, 8, {0, 255, 0, 0});
     EXPECT_EQ(search(red), 0);
-    Frame green(60, 60, white, false);
+    RenderedFrame green(60, 60, white, false);
     green.square(20, 20, 8, {255, 0, 255, 255});
     EXPECT_EQ(search(green), 1);
 }
@@ -200,7 +85,7 @@ TEST(MissingTile, NeedsAWholeDarkCornerAndAWholeBrightBorder) {
             const bool onDarkSide = inBlock && (x == left || y == top);
             const bool onBorder =
                 (y == top - 1 && x >= left && x < left + 8) || (x == left - 1 && y >= top && y < top + 8);
-            Frame image(30, 30, white, false);
+            RenderedFrame image(30, 30, white, false);
             image.square(left, top, 8, black);
             image.write(x, y, inBlock ? _Rgba8{0, 1, 0, 0} : _Rgba8{127, 127, 127, 127});
             EXPECT_EQ(search(image), onDarkSide || onBorder ? 0 : 1) << x << "," << y;
@@ -209,7 +94,7 @@ TEST(MissingTile, NeedsAWholeDarkCornerAndAWholeBrightBorder) {
 }
 
 TEST(MissingTile, TakesABorderOf128AsBright) {
-    Frame image(30, 30, {128, 128, 128, 128}, false);
+    RenderedFrame image(30, 30, {128, 128, 128, 128}, false);
     image.square(5, 5, 8, black);
     EXPECT_EQ(search(image), 1);
 }
@@ -217,7 +102,7 @@ TEST(MissingTile, TakesABorderOf128AsBright) {
 TEST(MissingTile, NeedsThirteenPixelsInBothAxes) {
     for (int height = 1; height <= 15; ++height) {
         for (int width = 1; width <= 15; ++width) {
-            Frame image(width, height, white, false);
+            RenderedFrame image(width, height, white, false);
             image.square(2, 2, 8, black);
             EXPECT_EQ(search(image), width >= 13 && height >= 13 ? 1 : 0) << width << "x" << height;
         }
@@ -225,7 +110,7 @@ TEST(MissingTile, NeedsThirteenPixelsInBothAxes) {
 }
 
 TEST(MissingTile, RaisesTheLevelToThree) {
-    Frame image(60, 60, white, false);
+    RenderedFrame image(60, 60, white, false);
     image.square(30, 30, 8, black);
     _SingleImageData record;
     EXPECT_EQ(doErrorSearch(image, &record), 1);
@@ -241,7 +126,7 @@ TEST(AlphaHole, IsATransparentPixelInOpaqueSurroundings) {
     } cases[] = {{{0, 50, 0, 200}, 2}, {{0, 10, 0, 200}, 0}, {{0, 11, 0, 200}, 2},
                  {{0, 50, 0, 254}, 2}, {{0, 50, 0, 255}, 0}, {{0, 11, 0, 0}, 2}};
     for (const auto& row : cases) {
-        Frame image(wide, high, white, true);
+        RenderedFrame image(wide, high, white, true);
         image.write(200, 150, row.pixel);
         EXPECT_EQ(search(image), row.bits) << +row.pixel.g << " " << +row.pixel.a;
     }
@@ -250,7 +135,7 @@ TEST(AlphaHole, IsATransparentPixelInOpaqueSurroundings) {
 TEST(AlphaHole, NeedsAllFourNeighboursOpaque) {
     const std::pair<int, int> neighbours[] = {{-1, 0}, {1, 0}, {0, -1}, {0, 1}};
     for (const auto& [dx, dy] : neighbours) {
-        Frame image(wide, high, white, true);
+        RenderedFrame image(wide, high, white, true);
         image.write(200, 150, {255, 255, 255, 200});
         image.write(200 + dx, 150 + dy, {255, 5, 255, 254});
         EXPECT_EQ(search(image), 0) << dx << "," << dy;
@@ -267,14 +152,14 @@ TEST(AlphaHole, OnTheImagesEdgeIsNotFound) {
     } cases[] = {{0, 50, 0}, {wide - 1, 50, 0}, {50, 0, 0},       {50, high - 1, 0},
                  {1, 1, 2},  {wide - 2, 1, 2},  {1, high - 2, 2}, {wide - 2, high - 2, 2}};
     for (const auto& row : cases) {
-        Frame image(wide, high, white, true);
+        RenderedFrame image(wide, high, white, true);
         image.write(row.x, row.y, {255, 255, 255, 200});
         EXPECT_EQ(search(image), row.bits) << row.x << "," << row.y;
     }
 }
 
 TEST(AlphaHole, IsLookedForInValidImagesOnly) {
-    Frame image(wide, high, white, false);
+    RenderedFrame image(wide, high, white, false);
     image.write(200, 150, {255, 255, 255, 200});
     EXPECT_EQ(search(image), 0);
     image.valid = 1;
@@ -284,7 +169,7 @@ TEST(AlphaHole, IsLookedForInValidImagesOnly) {
 // 119880 of 120000 pixels make 999000 of a million.
 TEST(AlphaHole, IsLookedForWhenTheTopAlphaBinHoldsMoreThan999PerMille) {
     for (const int transparent : {119, 120}) {
-        Frame image(wide, high, white, true);
+        RenderedFrame image(wide, high, white, true);
         for (int i = 0; i < transparent; ++i) image.write(2 * (i % 60) + 100, 2 * (i / 60) + 10, {9, 99, 9, 9});
         EXPECT_EQ(search(image), transparent == 119 ? 2 : 0) << transparent;
     }
@@ -292,7 +177,7 @@ TEST(AlphaHole, IsLookedForWhenTheTopAlphaBinHoldsMoreThan999PerMille) {
 
 TEST(AlphaHole, IsNeverLookedForInFramesOf99900PixelsOrFewer) {
     for (const int height : {333, 334}) {
-        Frame image(300, height, white, true);
+        RenderedFrame image(300, height, white, true);
         image.write(20, 20, {255, 255, 255, 250});
         EXPECT_EQ(search(image), height == 333 ? 0 : 2) << height;
     }
@@ -303,7 +188,7 @@ TEST(AlphaHole, NeedsThreePixelsInBothAxes) {
         int width, height, bits;
     } cases[] = {{60000, 2, 0}, {60000, 3, 2}, {2, 60000, 0}, {3, 60000, 2}, {1, 120000, 0}, {120000, 1, 0}};
     for (const auto& row : cases) {
-        Frame image(row.width, row.height, white, true);
+        RenderedFrame image(row.width, row.height, white, true);
         image.write(1, 1, {255, 255, 255, 250});
         EXPECT_EQ(search(image), row.bits) << row.width << "x" << row.height;
     }
@@ -312,7 +197,7 @@ TEST(AlphaHole, NeedsThreePixelsInBothAxes) {
 // --- Both ------------------------------------------------------------------------------------------------------
 
 TEST(DoErrorSearch, WithoutRecordReturnsTheTileBitOnlyAndChangesNothing) {
-    Frame image(wide, high, white, true);
+    RenderedFrame image(wide, high, white, true);
     image.write(300, 150, {255, 255, 255, 200});
     const std::string before = pixelsOf(image);
     EXPECT_EQ(doErrorSearch(image, nullptr), 0);
@@ -323,7 +208,7 @@ TEST(DoErrorSearch, WithoutRecordReturnsTheTileBitOnlyAndChangesNothing) {
 }
 
 TEST(DoErrorSearch, StoresBothBitsAndTheHistogram) {
-    Frame image(wide, high, white, true);
+    RenderedFrame image(wide, high, white, true);
     image.write(300, 150, {255, 255, 255, 200});
     image.square(30, 30, 8, {0, 0, 0, 0});
     _SingleImageData record;
@@ -336,7 +221,7 @@ TEST(DoErrorSearch, StoresBothBitsAndTheHistogram) {
 }
 
 TEST(DoErrorSearch, TakesTheRecordsMeasuresIntoTheLevel) {
-    Frame image(20, 20, white, true);
+    RenderedFrame image(20, 20, white, true);
     const std::pair<float, int> cases[] = {{0.0F, 0}, {2.5F, 1}, {4.5F, 2}};
     for (const auto& [value, level] : cases) {
         _SingleImageData record;
@@ -354,7 +239,7 @@ TEST(DoErrorSearch, TakesAnEmptyImageAsClean) {
 
 // Sizes that no setter would leave, as a damaged file might bring them.
 TEST(DoErrorSearch, StaysInBoundsWhateverTheSizesSay) {
-    Frame image(100, 100, white, true);
+    RenderedFrame image(100, 100, white, true);
     const int extents[] = {INT_MIN, -1, 0, 1, 3, 13, 100, 101, 9999, 10000, 70000, INT_MAX};
     for (const int width : extents) {
         for (const int height : extents) {
@@ -383,7 +268,7 @@ TEST(DoErrorSearch, AgreesWithThePlainColumnOrder) {
     const unsigned char values[] = {0, 0, 127, 128, 255, 255};
     int found[4] = {};
     for (int round = 0; round < 2000; ++round) {
-        Frame image(below(50, random) + 1, below(50, random) + 1, white, below(2, random) == 0);
+        RenderedFrame image(below(50, random) + 1, below(50, random) + 1, white, below(2, random) == 0);
         if (round % 3 == 0) {
             for (unsigned i = 0; i < image.pixelCount * 4; ++i) image.pixels[i] = values[below(6, random)];
         }
@@ -404,7 +289,7 @@ TEST(DoErrorSearch, AgreesWithThePlainColumnOrder) {
 TEST(DoErrorSearch, AgreesWithThePlainColumnOrderOnOpaqueFrames) {
     std::mt19937 random(700);
     int found[4] = {};
-    Frame image(wide, high, white, true);
+    RenderedFrame image(wide, high, white, true);
     for (int round = 0; round < 60; ++round) {
         fillWith(image, white);
         for (int i = below(4, random); i > 0; --i) {
@@ -423,7 +308,7 @@ TEST(DoErrorSearch, AgreesWithThePlainColumnOrderOnOpaqueFrames) {
 // --- Without a record ------------------------------------------------------------------------------------------
 
 TEST(RenderErrors, AreFoundInThePixelsAlone) {
-    Frame frame(wide, high, white, true);
+    RenderedFrame frame(wide, high, white, true);
     EXPECT_FALSE(kxCHK::hasMissingTile(frame));
     EXPECT_FALSE(kxCHK::hasMissingAlpha(frame));
     EXPECT_TRUE(kxCHK::isPracticallyOpaque(kxCHK::histogramOf(frame)));
@@ -437,7 +322,7 @@ TEST(RenderErrors, AreFoundInThePixelsAlone) {
 
 // Larger than any thumbnail.
 TEST(RenderErrors, AreFoundInPicturesOfAnySize) {
-    Frame frame(1920, 1080, white, true);
+    RenderedFrame frame(1920, 1080, white, true);
     const kxCHK::Histogram histogram = kxCHK::histogramOf(frame);
     for (const auto& channel : histogram) EXPECT_EQ(channel[31], 1000000U);
     frame.square(1900, 1060, 8, {0, 0, 0, 0});
