@@ -69,8 +69,13 @@ QString _kxViewSequence::getDirFileName(const int& index) const {
 }
 
 bool _kxViewSequence::hasFile(const int& index) const {
+    DiskFrameSource disk;
+    return hasFile(index, disk);
+}
+
+bool _kxViewSequence::hasFile(const int& index, FrameSource& source) const {
     if (!images[index].fileFound || slotPaths_[index] == SlotPath::cut) return false;
-    return slotPaths_[index] == SlotPath::asListed || DiskFrameSource().find(getDirFileName(index)).has_value();
+    return slotPaths_[index] == SlotPath::asListed || source.find(getDirFileName(index)).has_value();
 }
 
 void _kxViewSequence::resetToEmpty(int slot, long long frame) {

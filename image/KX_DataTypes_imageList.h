@@ -74,6 +74,8 @@ public:
     // becomes the path of frame 0. Discovery ignores letter case while paths are rebuilt as typed; where they
     // differ the disk is asked, because what bears the rebuilt name may be a pipe that a reader would wait for.
     [[nodiscard]] bool hasFile(const int& index) const;
+    // The same in the folder that `source` shows, the one that the slots were filled from.
+    [[nodiscard]] bool hasFile(const int& index, kxFrames::FrameSource& source) const;
 
     // Lists the directory and fills the slots: restricted to start + offset .. end + offset (-1 is open), to every
     // step-th frame from the start, and to the frames of `frameList` ("1-10, 15") when it is not empty; sorted by

@@ -1,8 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Which slots have a file that may be opened.
+#include "tests/support/MemoryFolder.h"
 #include "tests/support/SequenceDir.h"
 
 #include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <sys/stat.h>
 
@@ -43,6 +49,21 @@ TEST(HasFileTest, WhereLetterCaseDiffersTheDiskDecides) {
     ASSERT_EQ(mkfifo(files.dir.file("b.1.exr").c_str(), 0600), 0);
     files.find("b.#.exr");
     EXPECT_EQ(filesOf(files.record()), "-") << "a pipe";
+}
+
+// Nothing of this folder is on the disk.
+TEST(HasFileTest, WhereLetterCaseDiffersTheGivenFolderDecides) {
+    const auto record = std::make_unique<_kxViewSequence>();
+    ASSERT_TRUE(record->imageDirFileFromString(QStringLiteral("/nowhere/b.#.exr")));
+    MemoryFolder folder("/nowhere/", std::vector<std::string>{"b.1.exr", "B.2.exr", "B.4.exr"});
+    record->findSequence(kxFrames::DiscoverySettings(), folder);
+    ASSERT_EQ(record->imageCount, 4);
+    MemoryFolder later("/nowhere/", std::vector<std::string>{"b.2.exr", "b.3.exr"});
+    const std::pair<bool, bool> expected[] = {{true, true}, {false, true}, {false, false}, {false, false}};
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(record->hasFile(i, folder), expected[i].first) << i;
+        EXPECT_EQ(record->hasFile(i, later), expected[i].second) << i;
+    }
 }
 
 // Files come in the order of the directory; 30 of them are hardly in order.
