@@ -22,6 +22,7 @@ constexpr ErrorText errorTexts[] = {
     {errorBrokenLine, "Broken line; "},
 };
 
+// By errorLevel.
 constexpr const char* errorLevelColours[] = {"-", "yellow", "orange", "red"};
 
 }  // namespace

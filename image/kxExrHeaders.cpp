@@ -64,6 +64,7 @@ const Value* valueIn(const Imf::Attribute& attribute) {
     return typed ? &typed->value() : nullptr;
 }
 
+// Each of these leaves the part's default where the attribute has another type than the file format gives it.
 void takeName(const Imf::Attribute& attribute, Part& part) {
     if (const auto* const name = valueIn<std::string>(attribute)) part.name = QByteArray::fromStdString(*name);
 }

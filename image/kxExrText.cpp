@@ -29,6 +29,7 @@ bool isCropped(const Part& part) {
            heightOf(part.dataWindow) != heightOf(part.displayWindow);
 }
 
+// DWAA and all that came later have no text of their own: scripts read these lines, so they stay as they were.
 const char* compressionText(Compression compression) {
     constexpr const char* texts[] = {
         " uncompr. ", " RLE",         " Zip-1line",           " Zip-16line",
@@ -101,6 +102,7 @@ private:
         lastLayer_ = layer;
     }
 
+    // Anywhere in the name and in any letter case: "diffuseRed" becomes "diffuseR".
     static QString shortened(QString channel) {
         constexpr const char* colours[][2] = {{"red", "R"}, {"green", "G"}, {"blue", "B"}, {"Alpha", "A"}};
         for (const auto& colour : colours) {

@@ -67,6 +67,7 @@ FramePath pathOf(const PathParts& parts) {
     return path;
 }
 
+// File servers often ignore letter case.
 bool sameName(const QString& a, const QString& b) {
     return a.compare(b, Qt::CaseInsensitive) == 0;
 }

@@ -26,9 +26,11 @@ void FrameList::addPart(const QString& part) {
     const auto dash = part.indexOf(QLatin1Char('-'));
     const long long first = part.left(dash).toLongLong();  // all of it without a "-"
     const long long last = dash < 0 ? first : part.mid(dash + 1).toLongLong();
+    // A range that runs backwards names no frame, but the list is in use all the same.
     if (last >= first) ranges_.push_back({first, last});
 }
 
+// Sorted by their start, ranges that share a frame follow each other.
 void FrameList::merge() {
     std::sort(ranges_.begin(), ranges_.end(), [](const Range& a, const Range& b) { return a.first < b.first; });
     std::vector<Range> merged;

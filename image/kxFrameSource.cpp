@@ -7,6 +7,7 @@ namespace kxFrames {
 
 void DiskFrameSource::list(const QString& directory, const QString& prefix, const QString& suffix) {
     listing_.setNameFilter(prefix, suffix);
+    // A listing is asked for as a pattern, and "*" is the only one.
     listing_.init(directory + QLatin1Char('*'), false, true, false, false);
 }
 

@@ -70,6 +70,7 @@ bool _imgRGBABuffer_all::doesImageSizeFit(unsigned w, unsigned h) const {
     return static_cast<unsigned long long>(w) * h <= capacity;
 }
 
+// What lies before `capacity` describes the picture, but for the bytes per pixel: these belong to the memory.
 void _imgRGBABuffer_all::copyHeaderFrom(const _imgRGBABuffer_all& source) {
     const unsigned char ownBytesPerPixel = bytesPerPixel;
     std::memmove(static_cast<void*>(this), static_cast<const void*>(&source),
@@ -128,6 +129,7 @@ void _imgRGBABuffer8::writeMulti(int start, const unsigned char* bytes, int coun
     if (!pixels || !bytes || start < 0 || count < 1 || static_cast<unsigned>(start) >= capacity) return;
     const unsigned room = capacity - static_cast<unsigned>(start);
     const std::size_t fitting = std::min(static_cast<unsigned>(count), room);
+    // The bytes may be this image's own.
     std::memmove(pixels + std::size_t{4} * static_cast<unsigned>(start), bytes, 4 * fitting);
 }
 

@@ -18,6 +18,7 @@ bool isDots(const char* name) {
 }  // namespace
 
 kxOpenDirectory::kxOpenDirectory(const QByteArray& path) {
+    // opendir knows no empty name.
     const QByteArray opened = path.isEmpty() ? QByteArray(".") : path;
     DIR* const directory = kxRetryInterrupted<DIR*>(nullptr, [&] { return opendir(opened.constData()); });
     handle_ = directory;
