@@ -243,6 +243,24 @@ TEST_F(HostileTest, ClaimedMemoryIsNotTaken) {
     }
 }
 
+// Below what the program itself needs it ends in one way or another, but no frame goes without its line.
+TEST_F(HostileTest, LimitTooSmallForTheProgramDeletesNothing) {
+    if (kxIsSanitizerBuild()) GTEST_SKIP() << "a sanitizer allows no memory limit";
+    int ended = 0;
+    for (int megabytes = 10; megabytes <= 130; megabytes += 6) {
+        frame("shot.1.exr");
+        const ProcessResult result = runProcess(
+            {"/bin/bash", "-c", "ulimit -c 0; ulimit -v " + std::to_string(1024 * megabytes) + "; exec \"$@\"",
+             "bash", toolPath(), dir.file("shot.1.exr"), "-requireMultipart", "-del"});
+        const bool isGone = !entryExists(dir.file("shot.1.exr"));
+        EXPECT_EQ(isGone, result.out.find("=> DELETE\n") != std::string::npos) << megabytes << " MiB";
+        const bool hasEnded = result.exitCode != 0 || result.signal != 0;
+        EXPECT_FALSE(hasEnded && isGone) << megabytes << " MiB";
+        if (hasEnded) ++ended;
+    }
+    EXPECT_GT(ended, 0);
+}
+
 TEST_F(HostileTest, GarbageOfManySizes) {
     std::mt19937 random(20240609);
     std::vector<std::string> contents;
