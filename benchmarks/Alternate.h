@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -29,7 +30,7 @@ inline double microsecondsOf(const std::function<void()>& run) {
 inline std::vector<double> medianTimes(const std::vector<Job>& jobs, long rounds) {
     std::vector<std::vector<double>> times(jobs.size());
     for (long round = 0; round <= rounds; ++round) {
-        for (size_t i = 0; i < jobs.size(); ++i) {
+        for (std::size_t i = 0; i < jobs.size(); ++i) {
             const double time = microsecondsOf(jobs[i].run) / jobs[i].unitsPerRun;
             if (round > 0) times[i].push_back(time);
         }

@@ -6,6 +6,7 @@
 #include "image/KX_DataTypes_image.h"
 #include "tests/support/plainCheck.h"
 
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -29,8 +30,8 @@ PlainImage plain(const _imgRGBABuffer8& image) {
     return {image.pixels, image.width, image.height, image.valid != 0};
 }
 
-size_t byteCount(const _imgRGBABuffer8& image) {
-    return 4 * static_cast<size_t>(image.pixelCount);
+std::size_t byteCount(const _imgRGBABuffer8& image) {
+    return 4 * static_cast<std::size_t>(image.pixelCount);
 }
 
 Shared uniformImage(const Size& size) {
@@ -45,7 +46,7 @@ Shared uniformImage(const Size& size) {
 Shared randomImage(const Size& size) {
     Shared image = uniformImage(size);
     std::mt19937 random(1);
-    for (size_t i = 0; i < byteCount(*image); ++i) image->pixels[i] = static_cast<unsigned char>(random());
+    for (std::size_t i = 0; i < byteCount(*image); ++i) image->pixels[i] = static_cast<unsigned char>(random());
     return image;
 }
 
@@ -116,7 +117,7 @@ void addFilter(const Size& size, const Shared& image) {
 // The 25000 views of a sequence, as at every start of the tool, beside one pass of memset over the same memory; one
 // "pixel" is one view.
 void addViews() {
-    constexpr size_t count = 25000;
+    constexpr std::size_t count = 25000;
     using View = kxCHK::_SingleImageView;
     const auto memory =
         std::make_shared<std::vector<std::max_align_t>>(count * sizeof(View) / sizeof(std::max_align_t) + 1);
@@ -124,8 +125,8 @@ void addViews() {
         "constructViews/memset", count,
         [=] {
             auto* const views = reinterpret_cast<View*>(memory->data());
-            for (size_t i = 0; i < count; ++i) new (views + i) View;
-            for (size_t i = 0; i < count; ++i) views[i].~View();
+            for (std::size_t i = 0; i < count; ++i) new (views + i) View;
+            for (std::size_t i = 0; i < count; ++i) views[i].~View();
         },
         [=] {
             std::memset(memory->data(), 0, count * sizeof(View));

@@ -12,6 +12,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -21,8 +22,8 @@
 
 namespace {
 
-constexpr size_t headerSize = sizeof(kxCHK::_SingleImageFile);
-constexpr size_t wholeSize = headerSize + 4 * static_cast<size_t>(kxCHK::thumbnailCapacity);
+constexpr std::size_t headerSize = sizeof(kxCHK::_SingleImageFile);
+constexpr std::size_t wholeSize = headerSize + 4 * static_cast<std::size_t>(kxCHK::thumbnailCapacity);
 
 using Job = std::function<void(benchmark::State&)>;
 using Entry = std::shared_ptr<kxCHK::_SingleImageFile>;

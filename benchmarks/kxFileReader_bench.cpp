@@ -11,6 +11,7 @@
 #include <benchmark/benchmark.h>
 #include <openexr.h>
 
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -78,12 +79,13 @@ private:
 
     void start(int part, exr_decode_pipeline_t& pipeline) {
         exr_decoding_initialize(context_, part, &info_, &pipeline);
-        planes_.resize(static_cast<size_t>(pipeline.channel_count));
+        planes_.resize(static_cast<std::size_t>(pipeline.channel_count));
         for (int c = 0; c < pipeline.channel_count; ++c) {
             exr_coding_channel_info_t& channel = pipeline.channels[c];
             const int row = channel.width * channel.bytes_per_element;
-            planes_[static_cast<size_t>(c)].resize(static_cast<size_t>(row) * static_cast<size_t>(info_.height));
-            channel.decode_to_ptr = planes_[static_cast<size_t>(c)].data();
+            planes_[static_cast<std::size_t>(c)].resize(static_cast<std::size_t>(row) *
+                                                        static_cast<std::size_t>(info_.height));
+            channel.decode_to_ptr = planes_[static_cast<std::size_t>(c)].data();
             channel.user_pixel_stride = channel.bytes_per_element;
             channel.user_line_stride = row;
         }
@@ -108,7 +110,7 @@ void addFile(const std::string& name, const std::string& path) {
     addComparison("pixels/" + name, 1, look(Level::pixels), [path] { BareFile(path).decodeAll(); });
 }
 
-Kind madeFile(Imf::Compression compression, size_t parts) {
+Kind madeFile(Imf::Compression compression, std::size_t parts) {
     KindPart part;
     part.compression = compression;
     part.dataWindow = {{0, 0}, {1919, 1079}};

@@ -8,6 +8,7 @@
 // files.
 #include "examples/SampleFrames.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -52,7 +53,7 @@ void writeFrames(const std::string& directory, const std::vector<Parts>& kinds, 
     for (int i = 0; i < count; ++i) {
         const std::string path = entryName(directory, "beauty.", i + 1, ".exr");
         if (i < kindCount) {
-            writeSampleFile(path, kinds[static_cast<size_t>(i)]);
+            writeSampleFile(path, kinds[static_cast<std::size_t>(i)]);
         } else {
             fs::copy_file(entryName(directory, "beauty.", i + 1 - kindCount, ".exr"), path);
         }

@@ -13,6 +13,7 @@
 #include <ImfMultiPartInputFile.h>
 #include <ImfThreading.h>
 
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -37,7 +38,7 @@ public:
     ~OneReadStream() override { close(file_); }
 
     bool read(char bytes[], int count) override {
-        const auto wanted = static_cast<size_t>(count);
+        const auto wanted = static_cast<std::size_t>(count);
         if (position_ + wanted <= startSize_) {
             std::memcpy(bytes, start_ + position_, wanted);
         } else if (pread(file_, bytes, wanted, static_cast<off_t>(position_)) != count) {
@@ -81,7 +82,7 @@ std::unique_ptr<_kxViewSequence> sequenceOf(const char* frame) {
 std::vector<std::string> pathsOf(const char* frame) {
     const auto sequence = sequenceOf(frame);
     std::vector<std::string> paths;
-    paths.reserve(static_cast<size_t>(sequence->imageCount));
+    paths.reserve(static_cast<std::size_t>(sequence->imageCount));
     for (int i = 0; i < sequence->imageCount; ++i) {
         paths.push_back(sequence->getDirFileName(i).toLatin1().toStdString());
     }
@@ -135,7 +136,7 @@ std::vector<Job> recordJobs() {
 
 void printMedians(FILE* out, const std::vector<Job>& jobs, long rounds) {
     const std::vector<double> medians = medianTimes(jobs, rounds);
-    for (size_t i = 0; i < jobs.size(); ++i) std::fprintf(out, "%s %.3f\n", jobs[i].name.c_str(), medians[i]);
+    for (std::size_t i = 0; i < jobs.size(); ++i) std::fprintf(out, "%s %.3f\n", jobs[i].name.c_str(), medians[i]);
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include <ImfTiledOutputPart.h>
 #include <half.h>
 
+#include <cstddef>
 #include <cstdint>
 
 namespace {
@@ -70,7 +71,7 @@ public:
     }
 
     Imf::Slice slice(Imf::PixelType type) {
-        const size_t step = hasRows() ? sizeof(Sample) * static_cast<size_t>(widthOf(part_)) : 0;
+        const std::size_t step = hasRows() ? sizeof(Sample) * static_cast<std::size_t>(widthOf(part_)) : 0;
         const auto& origin = part_.dataWindow.min;
         char* const first = reinterpret_cast<char*>(samples_.data());
         return {type,
@@ -174,7 +175,7 @@ void writeSampleFile(const std::string& path, const std::vector<SamplePart>& par
         headers.back().setName(part.name.empty() ? "part" + std::to_string(headers.size() - 1) : part.name);
     }
     Imf::MultiPartOutputFile file(path.c_str(), headers.data(), static_cast<int>(headers.size()));
-    for (size_t i = 0; i < parts.size(); ++i) writePixels(file, static_cast<int>(i), parts[i]);
+    for (std::size_t i = 0; i < parts.size(); ++i) writePixels(file, static_cast<int>(i), parts[i]);
 }
 
 SamplePart samplePartOf(const std::vector<std::string>& channelNames) {

@@ -11,6 +11,7 @@
 #include <ImfRgbaFile.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
@@ -28,7 +29,7 @@ static std::unique_ptr<FrameBuffer> readFrame(const QString& path) {
     const int width = static_cast<int>(columns);
     const int height = static_cast<int>(rows);
     Imf::Array2D<Imf::Rgba> pixels(height, width);
-    file.setFrameBuffer(Imf::ComputeBasePointer(&pixels[0][0], window), 1, static_cast<size_t>(width));
+    file.setFrameBuffer(Imf::ComputeBasePointer(&pixels[0][0], window), 1, static_cast<std::size_t>(width));
     file.readPixels(window.min.y, window.max.y);
 
     auto image = std::make_unique<FrameBuffer>(static_cast<unsigned>(columns * rows));

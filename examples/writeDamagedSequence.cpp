@@ -8,6 +8,7 @@
 #include "examples/SampleFrames.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -39,27 +40,27 @@ void rewrite(const std::string& path, const std::string& bytes) {
     if (!file) throw std::runtime_error(path + " can't be written");
 }
 
-std::uint64_t offsetAt(const std::string& bytes, size_t at) {
+std::uint64_t offsetAt(const std::string& bytes, std::size_t at) {
     std::uint64_t offset = 0;
     std::memcpy(&offset, bytes.data() + at, sizeof(offset));
     return offset;
 }
 
-constexpr size_t entrySize = sizeof(std::uint64_t);
+constexpr std::size_t entrySize = sizeof(std::uint64_t);
 
 // Where the table of the three chunks begins: its first entry leads right behind it.
-size_t chunkTableOf(const std::string& bytes) {
-    constexpr size_t tableSize = 3 * entrySize;
-    for (size_t at = 0; at + tableSize <= bytes.size(); ++at)
+std::size_t chunkTableOf(const std::string& bytes) {
+    constexpr std::size_t tableSize = 3 * entrySize;
+    for (std::size_t at = 0; at + tableSize <= bytes.size(); ++at)
         if (offsetAt(bytes, at) == at + tableSize) return at;
     throw std::runtime_error("no chunk table");
 }
 
-size_t secondEntryOf(const std::string& bytes) {
+std::size_t secondEntryOf(const std::string& bytes) {
     return chunkTableOf(bytes) + entrySize;
 }
 
-void overwrite(const std::string& path, size_t at, const std::string& by) {
+void overwrite(const std::string& path, std::size_t at, const std::string& by) {
     std::string bytes = bytesOf(path);
     rewrite(path, bytes.replace(at, by.size(), by));
 }
@@ -130,7 +131,7 @@ void cutOff(const std::string& path) {
 }
 
 void spoilChunk(const std::string& path) {
-    constexpr size_t leaderSize = 8;
+    constexpr std::size_t leaderSize = 8;
     const std::string bytes = bytesOf(path);
     overwrite(path, offsetAt(bytes, secondEntryOf(bytes)) + leaderSize, std::string(16, '\xff'));
 }

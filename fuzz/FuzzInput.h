@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -15,12 +16,12 @@
 // Reads an input from its start; zeros after its end.
 class FuzzInput {
 public:
-    FuzzInput(const uint8_t* bytes, size_t size) : bytes_(bytes), size_(size) {}
+    FuzzInput(const uint8_t* bytes, std::size_t size) : bytes_(bytes), size_(size) {}
 
     template <class Number>
     Number take() {
         Number number{};
-        const size_t count = std::min(sizeof number, size_);
+        const std::size_t count = std::min(sizeof number, size_);
         std::memcpy(&number, bytes_, count);
         skip(count);
         return number;
@@ -37,24 +38,25 @@ public:
     // All up to `separator`, which is skipped.
     std::string takeUntil(char separator) {
         const void* found = std::memchr(bytes_, separator, size_);
-        const size_t length = found ? static_cast<size_t>(static_cast<const uint8_t*>(found) - bytes_) : size_;
+        const std::size_t length =
+            found ? static_cast<std::size_t>(static_cast<const uint8_t*>(found) - bytes_) : size_;
         std::string text(reinterpret_cast<const char*>(bytes_), length);
         skip(std::min(length + 1, size_));
         return text;
     }
 
     const uint8_t* bytes() const { return bytes_; }
-    size_t size() const { return size_; }
+    std::size_t size() const { return size_; }
     bool empty() const { return size_ == 0; }
 
 private:
-    void skip(size_t count) {
+    void skip(std::size_t count) {
         bytes_ += count;
         size_ -= count;
     }
 
     const uint8_t* bytes_;
-    size_t size_;
+    std::size_t size_;
 };
 
 // A regular file without a place on disk.
@@ -67,7 +69,7 @@ public:
     MemoryFile(const MemoryFile&) = delete;
     MemoryFile& operator=(const MemoryFile&) = delete;
 
-    void fill(const uint8_t* bytes, size_t size) const {
+    void fill(const uint8_t* bytes, std::size_t size) const {
         if (ftruncate(fd_, 0) != 0 || pwrite(fd_, bytes, size, 0) != static_cast<ssize_t>(size)) fail("pwrite");
     }
 

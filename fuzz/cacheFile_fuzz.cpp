@@ -8,23 +8,24 @@
 
 #include <zlib.h>
 
+#include <cstddef>
 #include <memory>
 #include <new>
 #include <vector>
 
 namespace {
 
-constexpr size_t headerSize = 1188;
-constexpr size_t pixelsSize = 760000;
-constexpr size_t fileSize = headerSize + pixelsSize;
+constexpr std::size_t headerSize = 1188;
+constexpr std::size_t pixelsSize = 760000;
+constexpr std::size_t fileSize = headerSize + pixelsSize;
 
-std::vector<uint8_t> streamOf(const uint8_t* bytes, size_t size) {
+std::vector<uint8_t> streamOf(const uint8_t* bytes, std::size_t size) {
     static std::vector<uint8_t> content(fileSize);
     std::fill(content.begin(), content.end(), uint8_t{0});
     std::memcpy(content.data(), bytes, std::min(size, content.size()));
     // What follows the input repeats its end, so that pixels are not all black.
-    const size_t tail = std::min<size_t>(size, 64);
-    for (size_t at = headerSize; tail > 0 && at < headerSize + 4096; ++at)
+    const std::size_t tail = std::min<std::size_t>(size, 64);
+    for (std::size_t at = headerSize; tail > 0 && at < headerSize + 4096; ++at)
         content[at] ^= bytes[size - 1 - at % tail];
     uLongf length = compressBound(content.size());
     std::vector<uint8_t> stream(length);
@@ -77,7 +78,7 @@ void requireViewLoads(const QString& path, const kxCHK::_SingleImageData& data) 
     view.imageInfoLines();
 }
 
-void loadFile(const uint8_t* bytes, size_t size) {
+void loadFile(const uint8_t* bytes, std::size_t size) {
     static const MemoryFile memory;
     memory.fill(bytes, size);
     const QString path = QString::fromLatin1(memory.path().c_str());
@@ -90,7 +91,7 @@ void loadFile(const uint8_t* bytes, size_t size) {
     use(file);
 }
 
-void loadBuffer(const uint8_t* bytes, size_t size) {
+void loadBuffer(const uint8_t* bytes, std::size_t size) {
     RawFile raw;
     std::vector<char> source(bytes, bytes + size);
     const bool loaded = raw.get().loadFromBuffer(source.data(), static_cast<int>(size));
@@ -101,7 +102,7 @@ void loadBuffer(const uint8_t* bytes, size_t size) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
     if (size == 0) return 0;
     const bool asStream = *bytes % 2 == 0;
     const std::vector<uint8_t> stream =

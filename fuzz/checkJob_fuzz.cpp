@@ -7,28 +7,29 @@
 
 #include <QSharedMemory>
 
+#include <cstddef>
 #include <vector>
 
 namespace {
 
-constexpr size_t segmentSize = 22984;
+constexpr std::size_t segmentSize = 22984;
 
 // Ends where the segment does, so that every byte beyond it is seen.
 std::vector<uint8_t> segment;
 int announcedSize = 0;
 
-void put(size_t at, const void* bytes, size_t size) {
+void put(std::size_t at, const void* bytes, std::size_t size) {
     if (at + size <= segment.size()) std::memcpy(segment.data() + at, bytes, size);
 }
 
 void makeSegment(FuzzInput& input) {
     const auto shorter = input.take<uint16_t>();
     announcedSize = static_cast<int>(segmentSize) - shorter % 4;
-    segment.assign(static_cast<size_t>(announcedSize), 0);
+    segment.assign(static_cast<std::size_t>(announcedSize), 0);
     const auto formatId = input.take<uint32_t>();
     const auto version = input.take<uint32_t>();
     const auto count = input.take<uint8_t>();
-    for (size_t at = 0; at < segment.size() && !input.empty(); at += input.size()) {
+    for (std::size_t at = 0; at < segment.size() && !input.empty(); at += input.size()) {
         put(at, input.bytes(), std::min(input.size(), segment.size() - at));
     }
     put(0, &formatId, 4);
@@ -38,12 +39,12 @@ void makeSegment(FuzzInput& input) {
 
 // Only the count and the fields of the next slot, a start and a width each, may differ.
 void requireOnlySlotChanged(std::vector<uint8_t> before) {
-    constexpr size_t fields[][2] = {{2002, 1}, {2032, 1}, {2062, 2}, {2124, 8}, {7435, 1}, {7465, 1}};
-    const size_t slot = before[2001];
+    constexpr std::size_t fields[][2] = {{2002, 1}, {2032, 1}, {2062, 2}, {2124, 8}, {7435, 1}, {7465, 1}};
+    const std::size_t slot = before[2001];
     if (slot < 30) {
         before[2001] = segment[2001];
         for (const auto& [start, width] : fields) {
-            const size_t at = start + slot * width;
+            const std::size_t at = start + slot * width;
             std::copy_n(segment.begin() + static_cast<long>(at), width, before.begin() + static_cast<long>(at));
         }
     }
@@ -77,7 +78,7 @@ QString kxSharedMemory::errorString() const {
 }
 void kxSleep(int) {}
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
     static const bool discarded = (discardOutput(), true);
     require(discarded);
     FuzzInput input(bytes, size);

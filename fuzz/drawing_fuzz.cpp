@@ -3,6 +3,8 @@
 #include "fuzz/FuzzInput.h"
 #include "image/KX_image.h"
 
+#include <cstddef>
+
 namespace {
 
 constexpr unsigned capacity = 4096;
@@ -146,7 +148,7 @@ constexpr Call calls[] = {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
     constexpr int mostCalls = 32;
     FuzzInput input(bytes, size);
     Images images;

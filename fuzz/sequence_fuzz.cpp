@@ -6,6 +6,7 @@
 #include "shared/kxLog.h"
 #include "tests/support/TempDir.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
 #include <sstream>
@@ -91,7 +92,7 @@ void requireConsistent(const _kxViewSequence& sequence) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
     static Directory directory;
     static const auto sequence = std::make_unique<_kxViewSequence>();
     FuzzInput input(bytes, size);

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,8 @@ kxExr::Part tilesPart(kxExr::LevelMode levels) {
 struct Faults {
     explicit Faults(Headers headers) : parts(std::move(headers)), faults(count()) {}
 
-    size_t count() {
-        size_t chunks = 0;
+    std::size_t count() {
+        std::size_t chunks = 0;
         for (const kxExr::Part& part : parts) {
             grids.emplace_back(part);
             chunks += grids.back().count();
@@ -54,7 +55,7 @@ using Texts = std::vector<std::string>;
 
 TEST(ChunkFaults, NeighboursWithTheSameFaultAreOneRun) {
     Faults f({rowsPart(0, 1079, kxExr::Compression::zip)});
-    for (size_t i = 10; i < 20; ++i) f.faults.set(i, ChunkFault::truncated);
+    for (std::size_t i = 10; i < 20; ++i) f.faults.set(i, ChunkFault::truncated);
     f.faults.set(20, ChunkFault::unfinished);
     f.faults.set(67, ChunkFault::undecodable);
     EXPECT_EQ(f.texts(), (Texts{"truncated: rows 160 to 319 of 1080 are missing",
@@ -107,7 +108,7 @@ TEST(ChunkFaults, NamesTilesWithTheirLevel) {
 
 TEST(ChunkFaults, CountsTheRestInTheLastOfAHundred) {
     Faults f({rowsPart(0, 999, kxExr::Compression::none)});
-    for (size_t i = 0; i < 400; i += 2) f.faults.set(i, ChunkFault::undecodable);
+    for (std::size_t i = 0; i < 400; i += 2) f.faults.set(i, ChunkFault::undecodable);
     f.faults.set(900, ChunkFault::unfinished);
     const std::vector<Finding> findings = f.faults.findings(f.parts, f.grids);
     ASSERT_EQ(findings.size(), mostFindings);
@@ -119,7 +120,7 @@ TEST(ChunkFaults, CountsTheRestInTheLastOfAHundred) {
 
 TEST(ChunkFaults, AHundredRunsAreAllTold) {
     Faults f({rowsPart(0, 999, kxExr::Compression::none)});
-    for (size_t i = 0; i < 200; i += 2) f.faults.set(i, ChunkFault::undecodable);
+    for (std::size_t i = 0; i < 200; i += 2) f.faults.set(i, ChunkFault::undecodable);
     const std::vector<Finding> findings = f.faults.findings(f.parts, f.grids);
     ASSERT_EQ(findings.size(), mostFindings);
     EXPECT_EQ(findings[99].text, "row 198 of 1000 can't be decoded");

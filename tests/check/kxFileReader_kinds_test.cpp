@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstring>
 #include <map>
 #include <tuple>
@@ -29,58 +30,58 @@ public:
     void restart() override { FAIL() << "the file has not changed"; }
 
     // Of each level of each flat part: rows by channel and y.
-    std::map<Level3, std::map<std::pair<size_t, int>, std::map<int, std::string>>> rows;
+    std::map<Level3, std::map<std::pair<std::size_t, int>, std::map<int, std::string>>> rows;
     // Of each deep part: counts of each pixel, samples by channel and pixel.
     std::map<int, std::map<std::pair<int, int>, unsigned>> counts;
-    std::map<int, std::map<size_t, std::map<std::pair<int, int>, std::string>>> samples;
-    size_t bytes = 0;  // of all samples
+    std::map<int, std::map<std::size_t, std::map<std::pair<int, int>, std::string>>> samples;
+    std::size_t bytes = 0;  // of all samples
 
 private:
     void takeFlat(const DecodedChunk& chunk) {
         const char* at = reinterpret_cast<const char*>(chunk.samples);
         auto& level = rows[{chunk.part, chunk.place.tile.levelX, chunk.place.tile.levelY}];
         for (int y = chunk.place.firstY; y < chunk.place.firstY + chunk.place.height; ++y)
-            for (size_t c = 0; c < chunk.channels->size(); ++c) {
+            for (std::size_t c = 0; c < chunk.channels->size(); ++c) {
                 const ChunkChannel& channel = (*chunk.channels)[c];
                 if (y % channel.channel->ySampling != 0) continue;
-                const size_t size =
-                    channel.sampleSize * static_cast<size_t>(chunk.place.width / channel.channel->xSampling);
+                const std::size_t size =
+                    channel.sampleSize * static_cast<std::size_t>(chunk.place.width / channel.channel->xSampling);
                 level[{c, y}][chunk.place.firstX] = std::string(at, size);
                 at += size;
             }
-        EXPECT_EQ(static_cast<size_t>(at - reinterpret_cast<const char*>(chunk.samples)), chunk.size);
+        EXPECT_EQ(static_cast<std::size_t>(at - reinterpret_cast<const char*>(chunk.samples)), chunk.size);
     }
 
     void takeDeep(const DecodedChunk& chunk) {
         const char* at = reinterpret_cast<const char*>(chunk.samples);
         for (int y = 0; y < chunk.place.height; ++y) {
             const std::int32_t* ends = chunk.counts + y * chunk.place.width;
-            for (size_t c = 0; c < chunk.channels->size(); ++c)
+            for (std::size_t c = 0; c < chunk.channels->size(); ++c)
                 for (int x = 0; x < chunk.place.width; ++x) {
                     const auto count = static_cast<unsigned>(ends[x] - (x > 0 ? ends[x - 1] : 0));
                     const std::pair<int, int> pixel{chunk.place.firstY + y, chunk.place.firstX + x};
                     counts[chunk.part][pixel] = count;
-                    const size_t size = count * (*chunk.channels)[c].sampleSize;
+                    const std::size_t size = count * (*chunk.channels)[c].sampleSize;
                     if (size > 0) samples[chunk.part][c][pixel] = std::string(at, size);
                     at += size;
                 }
         }
-        EXPECT_EQ(static_cast<size_t>(at - reinterpret_cast<const char*>(chunk.samples)), chunk.size);
+        EXPECT_EQ(static_cast<std::size_t>(at - reinterpret_cast<const char*>(chunk.samples)), chunk.size);
     }
 };
 
-std::vector<std::string> flatPlanes(const PlaneSink& sink, const Level3& level, size_t channels) {
+std::vector<std::string> flatPlanes(const PlaneSink& sink, const Level3& level, std::size_t channels) {
     std::vector<std::string> planes(channels);
     for (const auto& [key, pieces] : sink.rows.at(level))
         for (const auto& piece : pieces) planes[key.first] += piece.second;
     return planes;
 }
 
-std::vector<std::string> deepPlanes(const PlaneSink& sink, int part, size_t channels) {
+std::vector<std::string> deepPlanes(const PlaneSink& sink, int part, std::size_t channels) {
     std::vector<std::string> planes(channels + 1);
     for (const auto& pixel : sink.counts.at(part))
         planes[0] += std::string(reinterpret_cast<const char*>(&pixel.second), sizeof pixel.second);
-    for (size_t c = 0; c < channels; ++c)
+    for (std::size_t c = 0; c < channels; ++c)
         for (const auto& piece : sink.samples.at(part).at(c)) planes[c + 1] += piece.second;
     return planes;
 }
@@ -112,9 +113,9 @@ TEST(FileReaderKinds, HaveTheChunksOfThePlainLayout) {
         const std::string bytes = exrBytes(kind);
         const FileReport report = file.check(bytes, Level::structure);
         std::vector<std::int64_t> chunks(kind.parts.size(), 0);
-        for (const PlainChunk& chunk : plainLayout(bytes).chunks) ++chunks[static_cast<size_t>(chunk.part)];
+        for (const PlainChunk& chunk : plainLayout(bytes).chunks) ++chunks[static_cast<std::size_t>(chunk.part)];
         ASSERT_EQ(report.chunks.size(), chunks.size());
-        for (size_t i = 0; i < chunks.size(); ++i) {
+        for (std::size_t i = 0; i < chunks.size(); ++i) {
             EXPECT_EQ(report.chunks[i].chunks, chunks[i]);
             EXPECT_EQ(report.chunks[i].present, chunks[i]);
         }
@@ -127,7 +128,7 @@ TEST(FileReaderKinds, HaveTheHeadersTheyWereWrittenWith) {
         SCOPED_TRACE(kind.name);
         const FileReport report = file.check(exrBytes(kind), Level::headers);
         ASSERT_TRUE(report.headers);
-        for (size_t i = 0; i < kind.parts.size(); ++i) {
+        for (std::size_t i = 0; i < kind.parts.size(); ++i) {
             const KindPart& written = kind.parts[i];
             const kxExr::Part& read = (*report.headers)[i];
             EXPECT_EQ(isTiled(read.storage), written.tiled);
@@ -163,11 +164,11 @@ TEST(FileReaderKinds, DecodeToTheSamplesOfTheOrdinaryReader) {
         ASSERT_TRUE(file.check(bytes, Level::pixels, &sink).decoded);
         for (const auto& level : sink.rows) {
             const auto [part, x, y] = level.first;
-            const size_t channels = (*headers.headers)[static_cast<size_t>(part)].channels.size();
+            const std::size_t channels = (*headers.headers)[static_cast<std::size_t>(part)].channels.size();
             EXPECT_EQ(flatPlanes(sink, level.first, channels), readerPlanes(bytes, part, x, y));
         }
         for (const auto& part : sink.counts) {
-            const size_t channels = (*headers.headers)[static_cast<size_t>(part.first)].channels.size();
+            const std::size_t channels = (*headers.headers)[static_cast<std::size_t>(part.first)].channels.size();
             EXPECT_EQ(deepPlanes(sink, part.first, channels), readerDeepPlanes(bytes, part.first));
         }
         EXPECT_GT(sink.bytes, 0U);

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <new>
 
@@ -28,9 +29,9 @@ const Names oneToTwelve = {"b.1.exr", "b.2.exr", "b.3.exr", "b.4.exr",  "b.5.exr
 // Only the frames of the outcome, since gaps and step are not what these tests look at.
 std::string framesOf(const std::string& description) {
     std::string frames;
-    size_t begin = description.find(' ');
+    std::size_t begin = description.find(' ');
     while (begin != std::string::npos) {
-        const size_t end = description.find(' ', begin + 1);
+        const std::size_t end = description.find(' ', begin + 1);
         const std::string slot = description.substr(begin + 1, end - begin - 1);
         if (slot.find('=') != std::string::npos) frames += " " + slot.substr(0, slot.find('='));
         begin = end;

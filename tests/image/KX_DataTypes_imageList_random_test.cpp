@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -21,7 +22,7 @@ public:
 
     int below(int n) { return static_cast<int>(generator_() % static_cast<unsigned>(n)); }
     bool oneIn(int n) { return below(n) == 0; }
-    template <size_t N>
+    template <std::size_t N>
     const char* of(const char* const (&choices)[N]) {
         return choices[below(static_cast<int>(N))];
     }
@@ -92,7 +93,8 @@ std::string randomName(const Naming& naming, RandomChoice& random) {
     if (naming.tiles && !random.oneIn(10)) name += tileMarker(random);
     name += random.of(separators) + numberText(random) + naming.extension;
     if (random.oneIn(8)) name = changedCase(name, random);
-    if (random.oneIn(12)) name.insert(static_cast<size_t>(random.below(static_cast<int>(name.size()) + 1)), "q");
+    if (random.oneIn(12))
+        name.insert(static_cast<std::size_t>(random.below(static_cast<int>(name.size()) + 1)), "q");
     return name.empty() || name == "." || name == ".." ? "other" : name;
 }
 
@@ -128,7 +130,7 @@ DiscoverySettings randomSettings(RandomChoice& random) {
 }
 
 void touch(const std::string& path, RandomChoice& random) {
-    if (!writeFileBytes(path, std::string(static_cast<size_t>(random.below(3)), 'x'))) std::abort();
+    if (!writeFileBytes(path, std::string(static_cast<std::size_t>(random.below(3)), 'x'))) std::abort();
     const timespec time = {1000 + random.below(2), 0};
     const timespec times[2] = {time, time};
     if (utimensat(AT_FDCWD, path.c_str(), times, 0) != 0) std::abort();
@@ -148,7 +150,7 @@ void changeDisk(const TempDir& dir, const Naming& naming, RandomChoice& random) 
 void cacheImages(_kxViewSequence& record, PlainSequence& plain, RandomChoice& random) {
     for (int i = 0; i < std::min(record.imageCount, 60); ++i) {
         if (!random.oneIn(2)) continue;
-        PlainSlot& slot = plain.slotList[static_cast<size_t>(i)];
+        PlainSlot& slot = plain.slotList[static_cast<std::size_t>(i)];
         slot.hasImage = true;
         slot.loaded = true;
         slot.pending = false;
@@ -206,12 +208,13 @@ std::string headText(const PlainSequence& s) {
 
 void expectSame(const _kxViewSequence& record, const PlainSequence& plain) {
     ASSERT_EQ(headText(record), headText(plain));
-    ASSERT_EQ(static_cast<size_t>(record.imageCount), plain.slotList.size());
+    ASSERT_EQ(static_cast<std::size_t>(record.imageCount), plain.slotList.size());
     ASSERT_EQ(record.viewStart, record.seqStart);
     ASSERT_EQ(record.viewEnd, record.seqEnd);
     ASSERT_EQ(record.viewStep, record.seqStep);
     for (int i = 0; i < record.imageCount; ++i) {
-        ASSERT_EQ(slotText(record.images[i]), slotText(plain.slotList[static_cast<size_t>(i)])) << "slot " << i;
+        ASSERT_EQ(slotText(record.images[i]), slotText(plain.slotList[static_cast<std::size_t>(i)]))
+            << "slot " << i;
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <limits>
 #include <string>
@@ -104,7 +105,8 @@ TEST_F(ImageInfoLines, PrintSourceSizesSigned) {
 TEST_F(ImageInfoLines, CutAFormatTextOfMoreThan150Characters) {
     for (const int length : {149, 150, 151, 250}) {
         view.ensureThumbnail().formatText = QString(length, QLatin1Char('f'));
-        const std::string shown = length > 150 ? std::string(150, 'f') + "..." : std::string(size_t(length), 'f');
+        const std::string shown =
+            length > 150 ? std::string(150, 'f') + "..." : std::string(std::size_t(length), 'f');
         EXPECT_EQ(imageLines(), "0x0  0bit\n" + shown + "\n ()\n") << length;
     }
 }

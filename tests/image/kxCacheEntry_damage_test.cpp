@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -22,8 +23,8 @@ using kxCHK::_SingleImageView;
 
 namespace {
 
-constexpr size_t headerSize = 1188;
-constexpr size_t wholeSize = 761188;
+constexpr std::size_t headerSize = 1188;
+constexpr std::size_t wholeSize = 761188;
 
 void fillEntry(_SingleImageFile& file) {
     file.data.infoText = "text";
@@ -46,7 +47,7 @@ std::string entryBytes() {
     return bytes;
 }
 
-std::string withNumber(std::string bytes, size_t offset, size_t size, long long value) {
+std::string withNumber(std::string bytes, std::size_t offset, std::size_t size, long long value) {
     plainSetNumber(bytes, offset, size, value);
     return bytes;
 }
@@ -79,7 +80,7 @@ public:
     std::string bytes() const { return std::string(memory_.data(), wholeSize); }
 
 private:
-    static constexpr size_t guardSize = 4096;
+    static constexpr std::size_t guardSize = 4096;
     static constexpr char guard = 0x77;
     std::vector<char> memory_;
     _SingleImageFile* file_;
@@ -152,7 +153,7 @@ std::string withSize(std::string bytes, const SizeCase& size) {
 
 struct TextCase {
     const char* name;
-    size_t offset, size;
+    std::size_t offset, size;
     long long value;
     bool kept;
 };
@@ -204,7 +205,7 @@ TEST_F(DamagedCacheFile, ImpossibleTextsAreEmptied) {
 // Every byte but those of the histogram and inside the texts.
 TEST_F(DamagedCacheFile, EverySpoiledHeaderByteIsHarmless) {
     const std::string good = entryBytes();
-    for (size_t i = 0; i < headerSize; ++i) {
+    for (std::size_t i = 0; i < headerSize; ++i) {
         if ((i > 90 && i < 590) || (i > 40 && i < 78) || (i > 650 && i < 1136)) continue;
         for (const int value : {0, 255, good[i] ^ 0x80}) {
             writeEntry(withNumber(good, i, 1, value));
@@ -326,7 +327,7 @@ TEST(LoadFromBuffer, RefusesAnObjectWhosePixelsLieElsewhere) {
     fillEntry(file);
     std::string stream = plainDeflate(entryBytes());
     const auto wholeObject = [&file] {
-        const size_t pixelBytes = size_t{4} * file.image.capacity;
+        const std::size_t pixelBytes = std::size_t{4} * file.image.capacity;
         return std::string(reinterpret_cast<char*>(&file), headerSize) +
                std::string(reinterpret_cast<char*>(file.image.pixels), pixelBytes);
     };
@@ -367,7 +368,8 @@ TEST(LoadFromBuffer, RefusesEveryOtherSizeWithoutLeavingTheBlock) {
     EXPECT_FALSE(block.load(plainDeflate(bytes.substr(0, 1000))));
     EXPECT_FALSE(block.load(plainDeflate(bytes.substr(0, wholeSize - 1))));
     for (const int extra : {1, 49, 50, 51, 4096, 50 << 20}) {
-        EXPECT_FALSE(block.load(plainDeflate(bytes + std::string(static_cast<size_t>(extra), 'x'), 1))) << extra;
+        EXPECT_FALSE(block.load(plainDeflate(bytes + std::string(static_cast<std::size_t>(extra), 'x'), 1)))
+            << extra;
     }
     useAll(*block);
 }
@@ -376,7 +378,7 @@ TEST(LoadFromBuffer, RefusesEveryTruncationAndEveryDamage) {
     const std::string bytes = entryBytes();
     const std::string good = plainDeflate(bytes, 9);
     Block block;
-    for (size_t length = 0; length < good.size(); length += 7) {
+    for (std::size_t length = 0; length < good.size(); length += 7) {
         ASSERT_FALSE(block.load(good.substr(0, length))) << length;
         ASSERT_LE(block->image.pixelCount, 190000U);
     }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstddef>
 #include <cstring>
 #include <random>
 #include <string>
@@ -22,7 +23,7 @@ struct Frame : _imgRGBABuffer8 {
         setWidth(w);
         setHeight(h);
     }
-    size_t size() const { return 4 * static_cast<size_t>(capacity); }
+    std::size_t size() const { return 4 * static_cast<std::size_t>(capacity); }
     std::string bytes() const { return std::string(reinterpret_cast<const char*>(pixels), size()); }
     void setBytes(const std::string& source) { std::memcpy(pixels, source.data(), size()); }
     PlainImage plain() const { return {pixels, width, height, true}; }
@@ -31,12 +32,12 @@ struct Frame : _imgRGBABuffer8 {
 // One value a row, the same in all four channels.
 std::vector<int> column(const Frame& image) {
     std::vector<int> values;
-    for (size_t i = 0; i < image.size(); i += 4) values.push_back(image.pixels[i]);
+    for (std::size_t i = 0; i < image.size(); i += 4) values.push_back(image.pixels[i]);
     return values;
 }
 
 void setColumn(Frame& image, const std::vector<int>& values) {
-    for (size_t y = 0; y < values.size(); ++y) std::memset(image.pixels + 4 * y, values[y], 4);
+    for (std::size_t y = 0; y < values.size(); ++y) std::memset(image.pixels + 4 * y, values[y], 4);
 }
 
 struct ColumnCase {
@@ -46,7 +47,7 @@ struct ColumnCase {
 };
 
 void fillRandomly(Frame& image, std::mt19937& random, unsigned spread) {
-    for (size_t i = 0; i < image.size(); ++i) {
+    for (std::size_t i = 0; i < image.size(); ++i) {
         image.pixels[i] = static_cast<unsigned char>(256 - spread + random() % spread);
     }
 }
@@ -113,7 +114,7 @@ TEST(PredictionFilter, EncodesColumnsFromBelowWithACarry) {
 
 TEST(PredictionFilter, GivesConstantColumnsBackExactly) {
     Frame image(64, 50);
-    for (size_t i = 0; i < image.size(); ++i) image.pixels[i] = static_cast<unsigned char>(i % 256);
+    for (std::size_t i = 0; i < image.size(); ++i) image.pixels[i] = static_cast<unsigned char>(i % 256);
     const std::string before = image.bytes();
     encodePredictionFilter(&image);
     EXPECT_EQ(image.bytes(), before.substr(0, 256) + std::string(before.size() - 256, '\0'));
@@ -174,9 +175,9 @@ TEST(PredictionFilter, LosesAtMostOneAndOnlyFromRowTwoOn) {
         const std::string before = image.bytes();
         encodePredictionFilter(&image);
         decodePredictionFilter(&image);
-        for (size_t i = 0; i < before.size(); ++i) {
+        for (std::size_t i = 0; i < before.size(); ++i) {
             const int difference = image.pixels[i] - static_cast<unsigned char>(before[i]);
-            const size_t row = i / (4 * static_cast<size_t>(width));
+            const std::size_t row = i / (4 * static_cast<std::size_t>(width));
             const bool mayRise = row >= 2 && row < height - 1;
             ASSERT_TRUE(difference == 0 || (difference == 1 && mayRise)) << difference << " in row " << row;
             raised += difference;

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -20,8 +21,8 @@ using kxCHK::_SingleImageFile;
 
 namespace {
 
-constexpr size_t headerSize = 1188;
-constexpr size_t wholeSize = 761188;
+constexpr std::size_t headerSize = 1188;
+constexpr std::size_t wholeSize = 761188;
 
 // The entry whose bytes docs/cache-file-format.md lists.
 void fillDocumentedEntry(_SingleImageFile& file) {
@@ -74,7 +75,7 @@ std::vector<int> documentedBytes() {
     while (std::getline(page, line) && line != "```") continue;
     while (std::getline(page, line) && line != "```") {
         std::istringstream words(line);
-        size_t offset = 0;
+        std::size_t offset = 0;
         words >> offset;
         for (std::string word; words >> word; ++offset) {
             EXPECT_TRUE(isHexByte(word) || word == "--") << line;
@@ -144,7 +145,7 @@ TEST_F(CacheFile, HoldsTheDocumentedBytes) {
     const std::string saved = savedBytes();
     ASSERT_EQ(saved.size(), wholeSize);
     const std::vector<int> documented = documentedBytes();
-    for (size_t i = 0; i < wholeSize; ++i) {
+    for (std::size_t i = 0; i < wholeSize; ++i) {
         if (documented[i] == anyByte) continue;
         ASSERT_EQ(static_cast<unsigned char>(saved[i]), documented[i]) << "offset " << i;
     }
@@ -329,7 +330,7 @@ TEST_F(CacheFile, RefusesEveryOtherLayout) {
 TEST_F(CacheFile, RefusesAnotherPixelFormatOrCapacity) {
     save();
     const struct {
-        size_t offset, size;
+        std::size_t offset, size;
         long long value;
     } cases[] = {{1153, 1, 3}, {1153, 1, 16}, {1156, 4, 189999}, {1156, 4, 190001}, {1156, 4, 0xFFFFFFFF}};
     for (const auto& row : cases) {

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstring>
 #include <random>
 #include <utility>
@@ -82,7 +83,7 @@ TEST(CreateHistogram, AgreesWithThePlainLoop) {
         const unsigned mask = round % 3 == 0 ? 0xFFFFFFFFU : 0x07010F03U;
         for (int i = 0; i < width * height; ++i) {
             const unsigned value = static_cast<unsigned>(random()) & mask;
-            std::memcpy(image.pixels + 4 * static_cast<size_t>(i), &value, 4);
+            std::memcpy(image.pixels + 4 * static_cast<std::size_t>(i), &value, 4);
         }
         _SingleImageData record;
         record.createHistogram(&image);

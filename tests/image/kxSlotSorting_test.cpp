@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <memory>
 #include <numeric>
@@ -170,7 +171,7 @@ TEST_F(SortTest, FilesByTheWhole64BitFrameNumber) {
     Frames expected = frames;
     std::sort(expected.begin(), expected.end());
     for (int i = 0; i < record_->imageCount; ++i) {
-        EXPECT_EQ(record_->images[i].frameNumber, expected[static_cast<size_t>(i)]);
+        EXPECT_EQ(record_->images[i].frameNumber, expected[static_cast<std::size_t>(i)]);
     }
 }
 
@@ -206,7 +207,7 @@ TEST_F(SortTest, OnlyTheGivenRangeIsSorted) {
               (std::vector<unsigned>{0, 3, 2, 1, 4}));
     record_->QSort_files(1, 3);
     for (const int i : {0, 1, 2, 3, 4})
-        EXPECT_EQ(record_->images[i].frameNumber, (Frames{5, 2, 3, 4, 1}[static_cast<size_t>(i)]));
+        EXPECT_EQ(record_->images[i].frameNumber, (Frames{5, 2, 3, 4, 1}[static_cast<std::size_t>(i)]));
 }
 
 TEST_F(SortTest, ImpossibleRangesDoNothing) {
@@ -305,7 +306,7 @@ std::vector<unsigned> plainlySorted(const SortCase& sort, std::vector<PlainKey> 
 PlainKey randomKey(unsigned slot, std::mt19937& random, bool awkward) {
     const auto below = [&random](unsigned n) { return static_cast<int>(random() % n); };
     PlainKey key{
-        slot,     below(30) - 5, std::string(static_cast<size_t>(below(3)), static_cast<char>('a' + below(2))),
+        slot,     below(30) - 5, std::string(static_cast<std::size_t>(below(3)), static_cast<char>('a' + below(2))),
         below(4), below(4),      static_cast<float>(below(4))};
     if (awkward && below(3) == 0) key.diff = nan;
     if (awkward && below(2) == 0) key.frame += 4294967296LL * (below(5) - 2) + 2147483640;
@@ -411,12 +412,12 @@ TEST_F(SortTest, SortedReversedAndEqualKeysAtFullSize) {
 // Sizes whose every pivot is the smallest (or largest) of its range: a partition splits off one element, and leaves
 // all others on the right (or left).
 std::vector<long long> worstSizes(int count, bool smallest) {
-    std::vector<long long> sizes(static_cast<size_t>(count));
-    std::vector<size_t> positions(sizes.size());
-    std::iota(positions.begin(), positions.end(), size_t{0});
+    std::vector<long long> sizes(static_cast<std::size_t>(count));
+    std::vector<std::size_t> positions(sizes.size());
+    std::iota(positions.begin(), positions.end(), std::size_t{0});
     for (int lo = 0, hi = count - 1; lo <= hi;) {
-        const auto middle = static_cast<size_t>((lo + hi) / 2);
-        const auto end = static_cast<size_t>(smallest ? lo++ : hi--);
+        const auto middle = static_cast<std::size_t>((lo + hi) / 2);
+        const auto end = static_cast<std::size_t>(smallest ? lo++ : hi--);
         sizes[positions[middle]] = static_cast<long long>(end);
         std::swap(positions[end], positions[middle]);
     }
@@ -432,7 +433,7 @@ void* sortAllBySize(void* record) {
 void runOnSmallStack(void* (*work)(void*), void* argument) {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, size_t{256} * 1024), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, std::size_t{256} * 1024), 0);
     pthread_t thread;
     ASSERT_EQ(pthread_create(&thread, &attributes, work, argument), 0);
     pthread_join(thread, nullptr);

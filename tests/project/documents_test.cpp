@@ -7,6 +7,7 @@
 #include "tests/support/ToolTest.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <map>
 #include <regex>
@@ -45,7 +46,7 @@ std::set<std::string> guideOptions() {
 // A section of the manual page as one line of plain text, without fonts.
 std::string manualSection(const std::string& title) {
     const std::string page = document("docs/kxVerifyExrModes.1");
-    const size_t begin = page.find("\n.SH " + title + "\n") + 5;
+    const std::size_t begin = page.find("\n.SH " + title + "\n") + 5;
     const std::string section = without("\\\"", page.substr(begin, page.find("\n.SH ", begin) - begin));
     return std::regex_replace(section, std::regex("\n([.]B[RI]? )?| +"), " ");
 }
@@ -65,13 +66,13 @@ std::set<std::string> manualOptions() {
 std::map<std::string, std::string> guideCompressions() {
     std::map<std::string, std::string> texts;
     const std::string text = guide();
-    const size_t begin = text.find("| compression | printed as |");
+    const std::size_t begin = text.find("| compression | printed as |");
     const std::string rows = text.substr(begin, text.find("\n\n", begin) - begin);
     const std::regex row("\n[|] ([^-|]+) [|] (`[^|]+`) [|]");
     for (std::sregex_iterator match(rows.begin(), rows.end(), row), end; match != end; ++match) {
         const std::vector<std::string> names = listedIn((*match)[1]);
         const std::vector<std::string> printed = listedIn((*match)[2]);
-        for (size_t i = 0; i < names.size(); ++i) texts[names[i]] = printed[std::min(i, printed.size() - 1)];
+        for (std::size_t i = 0; i < names.size(); ++i) texts[names[i]] = printed[std::min(i, printed.size() - 1)];
     }
     return texts;
 }
@@ -79,7 +80,7 @@ std::map<std::string, std::string> guideCompressions() {
 std::map<std::string, std::string> manualCompressions() {
     std::map<std::string, std::string> texts;
     const std::string text = manualSection("OUTPUT");
-    const size_t begin = text.find("compression ") + 11;
+    const std::size_t begin = text.find("compression ") + 11;
     const std::string items = text.substr(begin, text.find(".TP", begin) - begin);
     const std::regex item(" ([^()]+) [(]([^()]+)[)][,.]");
     for (std::sregex_iterator match(items.begin(), items.end(), item), end; match != end; ++match) {
@@ -142,7 +143,7 @@ TEST_F(DocumentsTest, OptionsOfTheDocumentsAreThoseOfTheCode) {
     }
     std::set<std::string> inCode;
     for (const std::string& row : textsBetween("\n    {\"-", "}", document("tool/main.cpp"))) {
-        const size_t count = row.find_first_of("0123456789", row.find("Qt::Case"));
+        const std::size_t count = row.find_first_of("0123456789", row.find("Qt::Case"));
         inCode.insert("-" + row.substr(0, row.find('"')) + row.at(count));
     }
     EXPECT_EQ(inCode, inDocuments);
@@ -169,7 +170,7 @@ TEST_F(DocumentsTest, GuideHasTheMessagesAndTheirExitCodes) {
     for (const char* file : {"no slash", "/nowhere at all/f.0001.exr", "f.0001.exr"}) {
         const ProcessResult result = tool({file[0] == 'f' ? dir.file(file) : file});
         std::string message = without("\n", result.err);
-        const size_t quote = message.find('\'');
+        const std::size_t quote = message.find('\'');
         if (quote != std::string::npos) message = message.substr(0, quote) + "'...'";
         const std::string row = "| `" + message + "` | standard error | " + std::to_string(result.exitCode) + " |";
         EXPECT_TRUE(contains(section, row)) << row;

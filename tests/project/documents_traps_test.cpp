@@ -7,6 +7,7 @@
 #include <OpenEXRConfig.h>
 
 #include <algorithm>
+#include <cstddef>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -40,15 +41,15 @@ protected:
 };
 
 // Position of the attribute's size, which its value follows. The names in a file end with a zero byte each.
-size_t sizeOfAttributeAt(const std::string& file, const std::string& name, const std::string& type) {
+std::size_t sizeOfAttributeAt(const std::string& file, const std::string& name, const std::string& type) {
     const std::string head = name + '\0' + type + '\0';
     return file.find(head) + head.size();
 }
 
 std::string withoutAttribute(std::string file, const std::string& name, const std::string& type) {
-    const size_t at = sizeOfAttributeAt(file, name, type);
+    const std::size_t at = sizeOfAttributeAt(file, name, type);
     const auto valueSize = static_cast<unsigned char>(file.at(at));
-    const size_t begin = file.find(name + '\0' + type);
+    const std::size_t begin = file.find(name + '\0' + type);
     return file.erase(begin, at + 4 + valueSize - begin);
 }
 
@@ -57,7 +58,7 @@ std::string withoutAttribute(std::string file, const std::string& name, const st
 TEST(TrapsSectionTest, HasAsManyPointsAsTestsFollow) {
     const Names points = textsBetween("\n- **", "*", sectionOf(document("docs/kxVerifyExrModes.md"), "## Traps"));
     const auto* const tests = testing::UnitTest::GetInstance();
-    EXPECT_EQ(points.size(), static_cast<size_t>(tests->total_test_count() - 1));
+    EXPECT_EQ(points.size(), static_cast<std::size_t>(tests->total_test_count() - 1));
 }
 
 TEST_F(TrapsTest, IncompleteSeqWidensADeletion) {
@@ -122,7 +123,7 @@ TEST_F(TrapsTest, StrayNumberSwitchesGapFillingOff) {
 
 TEST_F(TrapsTest, UnfinishedFramesPrintLikeSoundOnes) {
     const std::string whole = plainBytes();
-    const size_t cut = whole.size() - 40;  // within the pixels, behind the table of their offsets
+    const std::size_t cut = whole.size() - 40;  // within the pixels, behind the table of their offsets
     bytes("b.0001.exr", whole);
     bytes("b.0002.exr", whole.substr(0, cut));
     bytes("b.0003.exr", whole.substr(0, cut) + std::string(whole.size() - cut, '\0'));

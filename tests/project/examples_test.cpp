@@ -6,6 +6,7 @@
 
 #include <ImfRgbaFile.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -16,11 +17,12 @@ class ThumbnailCacheTest : public ToolTest {
 protected:
     // A grey frame of twice the thumbnail's size; the pixels of `hole` were never rendered.
     std::string greyFrame(const std::string& name, const Imath::Box2i& hole) const {
-        constexpr size_t width = 1000, height = 760;
+        constexpr std::size_t width = 1000, height = 760;
         std::vector<Imf::Rgba> pixels(width * height, Imf::Rgba(0.18F, 0.18F, 0.18F, 1.0F));
         for (int y = hole.min.y; y < hole.max.y; ++y) {
             for (int x = hole.min.x; x < hole.max.x; ++x) {
-                pixels[width * static_cast<size_t>(y) + static_cast<size_t>(x)] = Imf::Rgba(0.0F, 0.0F, 0.0F, 0.0F);
+                pixels[width * static_cast<std::size_t>(y) + static_cast<std::size_t>(x)] =
+                    Imf::Rgba(0.0F, 0.0F, 0.0F, 0.0F);
             }
         }
         Imf::RgbaOutputFile file(dir.file(name).c_str(), static_cast<int>(width), static_cast<int>(height));

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <regex>
@@ -58,7 +59,7 @@ std::set<std::string> includedFolders(const std::string& text) {
 // The sources that CMakeLists.txt lists for a library.
 std::vector<std::string> sourcesOf(const std::string& library) {
     const std::string build = document("CMakeLists.txt");
-    const size_t begin = build.find("add_library(" + library + " STATIC");
+    const std::size_t begin = build.find("add_library(" + library + " STATIC");
     return textsBetween("\n  ", "\n)", build.substr(begin, build.find(')', begin) + 1 - begin));
 }
 
@@ -82,7 +83,7 @@ TEST(SourcesTest, NameTheirLicence) {
     forEachFile([&](const fs::path& path, const std::string& text) {
         if (!isSource(path, text)) return;
         ++count[path.extension()];
-        const size_t firstLines = text.find('\n', text.find('\n') + 1);
+        const std::size_t firstLines = text.find('\n', text.find('\n') + 1);
         EXPECT_TRUE(contains(text.substr(0, firstLines), " SPDX-License-Identifier: BSD-3-Clause")) << path;
     });
     for (const char* kind : {".h", ".cpp", ".txt", ""}) EXPECT_GT(count[kind], 3) << kind;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <clocale>
 #include <csignal>
+#include <cstddef>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -37,15 +38,15 @@ struct Content {
     bool operator==(const Content& other) const { return header == other.header && data == other.data; }
 };
 
-Content randomContent(size_t headerSize, size_t dataSize, unsigned seed) {
+Content randomContent(std::size_t headerSize, std::size_t dataSize, unsigned seed) {
     std::mt19937 random(seed);
     Content content;
-    for (size_t i = 0; i < headerSize; ++i) content.header += static_cast<char>(random());
-    for (size_t i = 0; i < dataSize; ++i) content.data += static_cast<char>(random());
+    for (std::size_t i = 0; i < headerSize; ++i) content.header += static_cast<char>(random());
+    for (std::size_t i = 0; i < dataSize; ++i) content.data += static_cast<char>(random());
     return content;
 }
 
-Content uniformContent(size_t headerSize, size_t dataSize, char value) {
+Content uniformContent(std::size_t headerSize, std::size_t dataSize, char value) {
     return {std::string(headerSize, value), std::string(dataSize, value)};
 }
 
@@ -70,7 +71,7 @@ int load(const std::string& path, Content& content, bool compressed = true) {
     return code;
 }
 
-int loadCode(const std::string& path, size_t headerSize, size_t dataSize, bool compressed = true) {
+int loadCode(const std::string& path, std::size_t headerSize, std::size_t dataSize, bool compressed = true) {
     Content content = uniformContent(headerSize, dataSize, 0);
     return load(path, content, compressed);
 }
@@ -94,7 +95,7 @@ int inChild(Body body) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-bool overwriteByte(const std::string& path, size_t offset, char value) {
+bool overwriteByte(const std::string& path, std::size_t offset, char value) {
     std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
     file.seekp(static_cast<std::streamoff>(offset));
     file.put(value);
@@ -118,8 +119,8 @@ private:
 // --- Content ---------------------------------------------------------------------------------------------------
 
 TEST_F(KxDataBuffer, GivesBackWhatWasSaved) {
-    const std::pair<size_t, size_t> sizes[] = {{0, 0},      {1, 0},          {0, 1},         {7, 5},
-                                               {1188, 300}, {1188, 1000000}, {32768, 32768}, {70000, 1}};
+    const std::pair<std::size_t, std::size_t> sizes[] = {{0, 0},      {1, 0},          {0, 1},         {7, 5},
+                                                         {1188, 300}, {1188, 1000000}, {32768, 32768}, {70000, 1}};
     for (const auto& [headerSize, dataSize] : sizes) {
         for (const bool compressed : {true, false}) {
             const Content content = randomContent(headerSize, dataSize, 5);
@@ -165,7 +166,7 @@ TEST_F(KxDataBuffer, ReplacesTheFileThatWasThere) {
 
 TEST_F(KxDataBuffer, TellsSizesThatDifferFromShortAndLongFiles) {
     const struct {
-        size_t headerSize, dataSize;
+        std::size_t headerSize, dataSize;
         int code;
     } cases[] = {{10, 20, 0},
                  {20, 10, 0},
@@ -201,7 +202,7 @@ TEST_F(KxDataBuffer, RefusesEveryByteThatChangesTheContent) {
     ASSERT_EQ(save(path, content), 0);
     const std::string whole = readFileBytes(path);
     int accepted = 0;
-    for (size_t i = 0; i < whole.size(); ++i) {
+    for (std::size_t i = 0; i < whole.size(); ++i) {
         for (const int change : {0x01, 0x80, 0xFF}) {
             ASSERT_TRUE(overwriteByte(path, i, static_cast<char>(whole[i] ^ change)));
             Content loaded = uniformContent(100, 400, 0);
@@ -216,7 +217,7 @@ TEST_F(KxDataBuffer, RefusesEveryByteThatChangesTheContent) {
 
 TEST_F(KxDataBuffer, RefusesWhatFollowsTheStream) {
     const Content content = uniformContent(100, 900, 'c');
-    for (const size_t extra : {size_t{1}, size_t{1000}, size_t{40000}}) {
+    for (const std::size_t extra : {std::size_t{1}, std::size_t{1000}, std::size_t{40000}}) {
         writeFileBytes(path, plainDeflate(content.whole()) + std::string(extra, '\0'));
         EXPECT_EQ(loadCode(path, 100, 900), _KX_DataBuffer::errorTooLong) << extra;
     }
@@ -419,8 +420,8 @@ TEST_F(KxDataBuffer, FilesGetThePermissionsThatTheUmaskLeaves) {
 
 namespace {
 
-constexpr size_t bigHeader = 1188;
-constexpr size_t bigData = 300000;
+constexpr std::size_t bigHeader = 1188;
+constexpr std::size_t bigData = 300000;
 
 // True when the file is one of the two contents, whole.
 bool isOneOf(const std::string& path, const Content& first, const Content& second) {

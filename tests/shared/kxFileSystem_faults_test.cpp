@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <clocale>
+#include <cstddef>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -154,13 +155,13 @@ TEST_F(KxFileSystemFaults, InterruptionInTheMiddleLosesNoEntry) {
 }
 
 TEST_F(KxFileSystemFaults, ReadErrorEndsTheListing) {
-    size_t most = 0;
+    std::size_t most = 0;
     for (int after = 0; after < callsOfAListing; ++after) {
         theSystem = System();
         theSystem.readdir.failWith(EIO, 1, after);
         kxDirListing listing;
         start(listing);
-        size_t entries = 0;
+        std::size_t entries = 0;
         while (listing.nextFile()) ++entries;
         EXPECT_FALSE(listing.nextFile()) << "an ended listing stays ended";
         EXPECT_EQ(theSystem.readdir.calls, after + 1);
@@ -216,18 +217,18 @@ TEST_F(KxFileSystemFaults, DirectoriesStayEvenWhereUnlinkTakesThem) {
 
 // A translation table as gettext reads it, of one text.
 std::string messageCatalog(const std::string& text, const std::string& translation) {
-    const auto number = [](size_t value) {
+    const auto number = [](std::size_t value) {
         const unsigned word = static_cast<unsigned>(value);
         return std::string(reinterpret_cast<const char*>(&word), sizeof word);
     };
-    const size_t texts = 28;
-    const size_t translations = texts + 16;
-    const size_t strings = translations + 16;
+    const std::size_t texts = 28;
+    const std::size_t translations = texts + 16;
+    const std::size_t strings = translations + 16;
     const std::string header = "Content-Type: text/plain; charset=UTF-8\n";
     std::string bytes = number(0x950412de) + number(0) + number(2) + number(texts) + number(translations) +
                         number(0) + number(strings);
     bytes += number(0) + number(strings) + number(text.size()) + number(strings + 1);
-    const size_t translated = strings + 1 + text.size() + 1;
+    const std::size_t translated = strings + 1 + text.size() + 1;
     bytes += number(header.size()) + number(translated) + number(translation.size()) +
              number(translated + header.size() + 1);
     for (const std::string& string : {std::string(), text, header, translation}) bytes += string + '\0';

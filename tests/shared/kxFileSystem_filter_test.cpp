@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <random>
 #include <string>
 #include <vector>
@@ -128,7 +129,7 @@ TEST(KxNameFilter, TextsLongerThanAnyNameListNothing) {
 // them.
 std::string randomText(std::mt19937& random, int longest) {
     const std::string letters = "aAbB.\xE4\xC4\xD7\xF7";
-    std::string text(static_cast<size_t>(std::uniform_int_distribution<int>(0, longest)(random)), ' ');
+    std::string text(static_cast<std::size_t>(std::uniform_int_distribution<int>(0, longest)(random)), ' ');
     for (char& c : text) c = letters[random() % letters.size()];
     return text;
 }
@@ -138,7 +139,7 @@ TEST(KxNameFilter, RandomNamesAgreeWithThePlainRule) {
     std::vector<std::string> names;
     for (int i = 0; i < 300; ++i) names.push_back("n" + randomText(random, 8));
     const Files dir(names);
-    size_t matches = 0;
+    std::size_t matches = 0;
     for (int i = 0; i < 1000; ++i) {
         const QString prefix = latin1((i % 4 ? "N" : "") + randomText(random, 3));
         const QString suffix = latin1(randomText(random, 3));

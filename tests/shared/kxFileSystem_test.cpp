@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <limits>
 #include <string>
@@ -255,7 +256,7 @@ TEST(KxDirListing, NoDescriptorLeftMeansNoEntries) {
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
     const bool directoryExists = kxDirectoryExists(dir.qpath());
     const bool fileExists = exists(dir.file("frame.exr"));
-    const size_t entries = listed(dir.qpath()).size();
+    const std::size_t entries = listed(dir.qpath()).size();
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
     EXPECT_FALSE(directoryExists);
     EXPECT_EQ(entries, 0U);
@@ -436,7 +437,7 @@ TEST(KxDeleteFile, DeletesOneFile) {
 
 TEST(KxDeleteFile, DeletesALinkAndNeverItsTarget) {
     const EveryKind dir;
-    const size_t before = dir.entries().size();
+    const std::size_t before = dir.entries().size();
     for (const char* name :
          {"link.exr", "dangling.exr", "loop.exr", "link_to_directory.exr", "link_to_device.exr"}) {
         EXPECT_EQ(deletionError(dir.file(name)), "") << name;

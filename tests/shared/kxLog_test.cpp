@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstring>
 #include <vector>
 
@@ -23,10 +24,10 @@ struct RecordingLog : __KXlog {
 #if defined(__x86_64__) || defined(__i386__)
 // Where the pointer to a virtual member function holds 1 + its byte offset in the table of virtual operations.
 template <class MemberFunction>
-size_t virtualTableEntry(MemberFunction function) {
+std::size_t virtualTableEntry(MemberFunction function) {
     std::ptrdiff_t offsetPlusOne = 0;
     std::memcpy(&offsetPlusOne, &function, sizeof offsetPlusOne);
-    return static_cast<size_t>(offsetPlusOne - 1) / sizeof(void*) + 1;
+    return static_cast<std::size_t>(offsetPlusOne - 1) / sizeof(void*) + 1;
 }
 
 TEST(KXlog, LogIsThe13thVirtualOperation) {

@@ -4,6 +4,7 @@
 #include "tests/support/TempDir.h"
 
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
@@ -71,7 +72,7 @@ void ClientProcess::tell(const std::string& line) const {
 
 std::string ClientProcess::answer() const {
     std::string text;
-    size_t lineStart = 0;
+    std::size_t lineStart = 0;
     pollfd output{output_, POLLIN, 0};
     char c = 0;
     while (poll(&output, 1, 30000) > 0 && read(output_, &c, 1) == 1) {

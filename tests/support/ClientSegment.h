@@ -2,11 +2,12 @@
 // The client's segment as plain bytes.
 #pragma once
 
+#include <cstddef>
 #include <random>
 #include <string>
 
 // Bytes that encode nothing, with the format fields of a ready client and this message count.
-inline std::string readySegment(int messageCount, size_t size = 22984, unsigned seed = 1) {
+inline std::string readySegment(int messageCount, std::size_t size = 22984, unsigned seed = 1) {
     std::mt19937 random(seed);
     std::string bytes(size, '\0');
     for (char& byte : bytes) byte = static_cast<char>(random() & 0xff);
@@ -22,13 +23,13 @@ inline int messageCountOf(const std::string& segment) {
 
 // The segment after a sender has put this job's low byte into the next slot: the rule, field by field.
 inline std::string withCheckJob(std::string segment, int jobByte) {
-    const size_t s = static_cast<unsigned char>(segment[2001]);
+    const std::size_t s = static_cast<unsigned char>(segment[2001]);
     segment[2001] = static_cast<char>(s + 1);
     segment[2002 + s] = 3;
     segment[2032 + s] = 3;
     segment[2062 + 2 * s] = 9;
     segment[2062 + 2 * s + 1] = 0;
-    for (size_t i = 0; i < 8; ++i) segment[2124 + 8 * s + i] = 0;
+    for (std::size_t i = 0; i < 8; ++i) segment[2124 + 8 * s + i] = 0;
     segment[7435 + s] = static_cast<char>(jobByte);
     segment[7465 + s] = 0;
     return segment;

@@ -3,6 +3,8 @@
 
 #include "tests/support/TempDir.h"
 
+#include <cstddef>
+
 std::filesystem::path projectDir() {
     return KX_SOURCE_DIR;
 }
@@ -13,25 +15,25 @@ std::string document(const std::string& name) {
 
 std::string blockAfter(const std::string& text, const std::string& opening) {
     const std::string head = "\n" + opening + "\n";
-    const size_t at = text.find(head);
+    const std::size_t at = text.find(head);
     if (at == std::string::npos) return {};
-    const size_t begin = at + head.size();
+    const std::size_t begin = at + head.size();
     return text.substr(begin, text.find("```", begin) - begin);
 }
 
 std::string sectionOf(const std::string& text, const std::string& heading) {
     const std::string head = "\n" + heading + "\n";
-    const size_t at = text.find(head);
+    const std::size_t at = text.find(head);
     if (at == std::string::npos) return {};
-    const size_t begin = at + head.size();
+    const std::size_t begin = at + head.size();
     return text.substr(begin, text.find("\n#", begin) - begin) + "\n";
 }
 
 std::vector<std::string> textsBetween(const std::string& opening, const std::string& closing,
                                       const std::string& text) {
     std::vector<std::string> found;
-    for (size_t at = text.find(opening); at != std::string::npos; at = text.find(opening, at + 1)) {
-        const size_t begin = at + opening.size();
+    for (std::size_t at = text.find(opening); at != std::string::npos; at = text.find(opening, at + 1)) {
+        const std::size_t begin = at + opening.size();
         found.push_back(text.substr(begin, text.find_first_of(closing, begin) - begin));
     }
     return found;

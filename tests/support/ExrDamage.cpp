@@ -4,6 +4,7 @@
 #include "tests/support/plainLayout.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace {
 
@@ -16,13 +17,13 @@ std::string doubled(const std::string& file, const PlainAttribute& attribute) {
            file.substr(attribute.end);
 }
 
-std::string withNumber(std::string file, size_t offset, size_t bytes, std::uint64_t number) {
+std::string withNumber(std::string file, std::size_t offset, std::size_t bytes, std::uint64_t number) {
     putPlainNumber(file, offset, bytes, number);
     return file;
 }
 
 // "screenWindowCenter" → "screenWindowCenteX"
-std::string withLastLetter(std::string file, size_t end) {
+std::string withLastLetter(std::string file, std::size_t end) {
     file[end - 1] = 'X';
     return file;
 }
@@ -50,7 +51,7 @@ void damageAttribute(const std::string& file, const PlainAttribute& attribute, s
 
 void damageValues(const std::string& file, const PlainLayout& layout, std::vector<ExrDamage>& all) {
     const auto value = [&](const char* name) { return layout.attribute(0, name).value; };
-    const size_t data = value("dataWindow");
+    const std::size_t data = value("dataWindow");
     all.push_back({"display window turned round", withNumber(file, value("displayWindow"), 4, 5000), {"header"}});
     all.push_back({"data window turned round", withNumber(file, data + 4, 4, 5000), {"header"}});
     all.push_back({"data window beyond 32 bits", withNumber(file, data + 12, 4, 0x7FFFFFFF), {"header"}});
@@ -61,7 +62,7 @@ void damageValues(const std::string& file, const PlainLayout& layout, std::vecto
     all.push_back({"line order 3", withNumber(file, value("lineOrder"), 1, 3), {"header"}});
     all.push_back({"compression 12", withNumber(file, value("compression"), 1, 12), {"unsupported"}});
     all.push_back({"compression 255", withNumber(file, value("compression"), 1, 255), {"unsupported"}});
-    const size_t type = value("channels") + file.substr(value("channels")).find('\0') + 1;
+    const std::size_t type = value("channels") + file.substr(value("channels")).find('\0') + 1;
     all.push_back({"pixel type 3", withNumber(file, type, 4, 3), {"header"}});
     all.push_back({"sampling 0", withNumber(file, type + 8, 4, 0), {"header"}});
     all.push_back({"sampling -1", withNumber(file, type + 12, 4, 0xFFFFFFFF), {"header"}});
@@ -101,16 +102,16 @@ void damageVersion(const std::string& file, std::vector<ExrDamage>& all) {
     all.push_back({"tiles and parts", withNumber(file, 4, 4, version | 0x1200), {"header"}});
 }
 
-std::string withEntries(std::string file, const PlainLayout& layout, size_t from, size_t step,
+std::string withEntries(std::string file, const PlainLayout& layout, std::size_t from, std::size_t step,
                         std::uint64_t number) {
-    for (size_t i = from; i < layout.chunks.size(); i += step)
+    for (std::size_t i = from; i < layout.chunks.size(); i += step)
         putPlainNumber(file, layout.chunks[i].entry, 8, number);
     return file;
 }
 
 void damageEntries(const std::string& file, const PlainLayout& layout, std::vector<ExrDamage>& all) {
-    const size_t middle = layout.chunks.size() / 2;
-    const size_t once = layout.chunks.size();
+    const std::size_t middle = layout.chunks.size() / 2;
+    const std::size_t once = layout.chunks.size();
     all.push_back({"table of zeros", withEntries(file, layout, 0, 1, 0), {"unfinished"}});
     all.push_back({"second half zero", withEntries(file, layout, middle, 1, 0), {"unfinished"}});
     all.push_back({"every third zero", withEntries(file, layout, 0, 3, 0), {"unfinished"}});
@@ -140,8 +141,8 @@ void damageLeader(const std::string& file, const PlainLayout& layout, const Plai
     if (chunk.place > chunk.offset)
         all.push_back({"part" + label, withNumber(file, chunk.offset, 4, 77), {"chunk"}, isLast});
     const bool isDeep = chunk.data - chunk.sizes == 24;
-    const size_t packed = isDeep ? chunk.sizes + 8 : chunk.sizes;
-    const size_t bytes = isDeep ? 8 : 4;
+    const std::size_t packed = isDeep ? chunk.sizes + 8 : chunk.sizes;
+    const std::size_t bytes = isDeep ? 8 : 4;
     all.push_back({"negative size" + label, withNumber(file, packed + bytes - 1, 1, 0xFF), {"chunk"}, isLast});
     all.push_back({"vast size" + label, withNumber(file, packed, 4, 0x7FFFFFF0), {"truncated"}, isLast});
     if (plainNumber(file, packed, bytes) > 0)
@@ -167,7 +168,7 @@ std::vector<ExrDamage> damagedChunks(const std::string& file) {
     const PlainLayout layout = plainLayout(file);
     std::vector<ExrDamage> all;
     damageEntries(file, layout, all);
-    for (const size_t i : {size_t{0}, layout.chunks.size() / 2, layout.chunks.size() - 1})
+    for (const std::size_t i : {std::size_t{0}, layout.chunks.size() / 2, layout.chunks.size() - 1})
         if (layout.chunks[i].end - layout.chunks[i].data > 0) damageLeader(file, layout, layout.chunks[i], all);
     return all;
 }
@@ -175,9 +176,9 @@ std::vector<ExrDamage> damagedChunks(const std::string& file) {
 std::vector<ExrDamage> damagedData(const std::string& file) {
     const PlainLayout layout = plainLayout(file);
     std::vector<ExrDamage> all;
-    for (size_t i = 0; i < layout.chunks.size(); i += layout.chunks.size() / 6 + 1) {
+    for (std::size_t i = 0; i < layout.chunks.size(); i += layout.chunks.size() / 6 + 1) {
         const PlainChunk& chunk = layout.chunks[i];
-        for (size_t at = chunk.data; at < chunk.end; at += (chunk.end - chunk.data) / 4 + 1) {
+        for (std::size_t at = chunk.data; at < chunk.end; at += (chunk.end - chunk.data) / 4 + 1) {
             std::string flipped = file;
             flipped[at] = static_cast<char>(flipped[at] ^ 0x55);
             all.push_back({"byte " + std::to_string(at) + " flipped", flipped, {"chunk"}, false});

@@ -20,13 +20,14 @@
 #include <ImfTiledOutputFile.h>
 #include <ImfTiledOutputPart.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <sstream>
 
 namespace {
 
-size_t sizeOf(Imf::PixelType type) {
+std::size_t sizeOf(Imf::PixelType type) {
     return type == Imf::HALF ? 2 : 4;
 }
 
@@ -65,14 +66,14 @@ struct PlaneShape {
     int ySampling = 1;
     Imath::Box2i window;
 
-    size_t columns() const { return static_cast<size_t>((window.max.x - window.min.x) / xSampling + 1); }
-    size_t rows() const { return static_cast<size_t>((window.max.y - window.min.y) / ySampling + 1); }
+    std::size_t columns() const { return static_cast<std::size_t>((window.max.x - window.min.x) / xSampling + 1); }
+    std::size_t rows() const { return static_cast<std::size_t>((window.max.y - window.min.y) / ySampling + 1); }
 };
 
 // The window's first corner is a multiple of the sampling, as in every file.
 KindPlane planeOf(const PlaneShape& shape) {
     KindPlane plane;
-    const size_t row = shape.columns() * sizeOf(shape.type);
+    const std::size_t row = shape.columns() * sizeOf(shape.type);
     plane.bytes.resize(row * shape.rows());
     const ptrdiff_t toFirst = shape.window.min.x / shape.xSampling * static_cast<ptrdiff_t>(sizeOf(shape.type)) +
                               shape.window.min.y / shape.ySampling * static_cast<ptrdiff_t>(row);
@@ -82,8 +83,8 @@ KindPlane planeOf(const PlaneShape& shape) {
 }
 
 void fill(KindPlane& plane, const PlaneShape& shape, std::uint32_t seed) {
-    for (size_t y = 0; y < shape.rows(); ++y)
-        for (size_t x = 0; x < shape.columns(); ++x)
+    for (std::size_t y = 0; y < shape.rows(); ++y)
+        for (std::size_t x = 0; x < shape.columns(); ++x)
             putSample(shape.type, seed, static_cast<int>(x), static_cast<int>(y),
                       plane.bytes.data() + (y * shape.columns() + x) * sizeOf(shape.type));
 }
@@ -116,23 +117,23 @@ struct DeepPicture {
 void insertCounts(DeepPicture& picture, const Imath::Box2i& window) {
     const int width = window.max.x - window.min.x + 1;
     const int height = window.max.y - window.min.y + 1;
-    picture.counts.resize(static_cast<size_t>(width) * static_cast<size_t>(height));
+    picture.counts.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
     const ptrdiff_t toFirst = window.min.x + static_cast<ptrdiff_t>(window.min.y) * width;
     picture.frame.insertSampleCountSlice(
         Imf::Slice(Imf::UINT, reinterpret_cast<char*>(picture.counts.data() - toFirst), sizeof(unsigned),
-                   sizeof(unsigned) * static_cast<size_t>(width)));
+                   sizeof(unsigned) * static_cast<std::size_t>(width)));
 }
 
 // Makes room for the samples that the counts ask for.
 void insertSamples(DeepPicture& picture, const Imf::ChannelList& channels, const Imath::Box2i& window) {
     const int width = window.max.x - window.min.x + 1;
-    size_t total = 0;
+    std::size_t total = 0;
     for (const unsigned count : picture.counts) total += count;
-    size_t i = 0;
+    std::size_t i = 0;
     for (auto c = channels.begin(); c != channels.end(); ++c, ++i) {
         picture.samples.emplace_back();
         picture.pointers.emplace_back();
-        const size_t size = sizeOf(c.channel().type);
+        const std::size_t size = sizeOf(c.channel().type);
         picture.samples[i].resize(total * size);
         char* next = picture.samples[i].data();
         for (const unsigned count : picture.counts) {
@@ -143,15 +144,15 @@ void insertSamples(DeepPicture& picture, const Imf::ChannelList& channels, const
         picture.frame.insert(
             c.name(),
             Imf::DeepSlice(c.channel().type, reinterpret_cast<char*>(picture.pointers[i].data() - toFirst),
-                           sizeof(char*), sizeof(char*) * static_cast<size_t>(width), size));
+                           sizeof(char*), sizeof(char*) * static_cast<std::size_t>(width), size));
     }
 }
 
 void fillDeep(DeepPicture& picture, const Imf::ChannelList& channels, std::uint32_t seed) {
-    size_t i = 0;
+    std::size_t i = 0;
     for (auto c = channels.begin(); c != channels.end(); ++c, ++i) {
-        const size_t size = sizeOf(c.channel().type);
-        for (size_t s = 0; s * size < picture.samples[i].size(); ++s)
+        const std::size_t size = sizeOf(c.channel().type);
+        for (std::size_t s = 0; s * size < picture.samples[i].size(); ++s)
             putSample(c.channel().type, seed + static_cast<std::uint32_t>(i), static_cast<int>(s), 1,
                       picture.samples[i].data() + s * size);
     }
@@ -161,8 +162,8 @@ DeepPicture deepPictureOf(const Imf::Header& header, std::uint32_t seed) {
     DeepPicture picture;
     insertCounts(picture, header.dataWindow());
     // Whole rows without samples are among them.
-    const size_t width = static_cast<size_t>(header.dataWindow().max.x - header.dataWindow().min.x + 1);
-    for (size_t p = 0; p < picture.counts.size(); ++p)
+    const std::size_t width = static_cast<std::size_t>(header.dataWindow().max.x - header.dataWindow().min.x + 1);
+    for (std::size_t p = 0; p < picture.counts.size(); ++p)
         picture.counts[p] = p / width % 9 == 4 ? 0 : mixed(seed, static_cast<std::uint32_t>(p)) % 4;
     insertSamples(picture, header.channels(), header.dataWindow());
     fillDeep(picture, header.channels(), seed);
@@ -251,7 +252,7 @@ void writeParts(Imf::OStream& stream, const std::vector<KindPart>& parts) {
         headers.back().setName("part" + std::to_string(headers.size() - 1));
     }
     Imf::MultiPartOutputFile file(stream, headers.data(), static_cast<int>(headers.size()));
-    for (size_t i = 0; i < parts.size(); ++i) writePart(file, static_cast<int>(i), parts[i]);
+    for (std::size_t i = 0; i < parts.size(); ++i) writePart(file, static_cast<int>(i), parts[i]);
 }
 
 struct CompressionName {

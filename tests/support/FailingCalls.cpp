@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <filesystem>
 #include <utility>
 
@@ -46,8 +47,8 @@ int __real_fstatat(int directory, const char* path, struct stat* status, int fla
 int __real_lstat(const char* path, struct stat* status);
 int __real_unlink(const char* path);
 int __real_openat(int directory, const char* name, int flags, ...);
-ssize_t __real_read(int file, void* bytes, size_t size);
-ssize_t __real_write(int file, const void* bytes, size_t size);
+ssize_t __real_read(int file, void* bytes, std::size_t size);
+ssize_t __real_write(int file, const void* bytes, std::size_t size);
 int __real_fsync(int file);
 int __real_close(int file);
 int __real_renameat(int fromDirectory, const char* from, int toDirectory, const char* to);
@@ -92,11 +93,11 @@ int __wrap_openat(int directory, const char* name, int flags, mode_t mode) {
     return theSystem.openat.fails() ? -1 : __real_openat(directory, name, flags, mode);
 }
 
-ssize_t __wrap_read(int file, void* bytes, size_t size) {
+ssize_t __wrap_read(int file, void* bytes, std::size_t size) {
     return theSystem.read.fails() ? -1 : __real_read(file, bytes, std::min(size, theSystem.largestTransfer));
 }
 
-ssize_t __wrap_write(int file, const void* bytes, size_t size) {
+ssize_t __wrap_write(int file, const void* bytes, std::size_t size) {
     return theSystem.write.fails() ? -1 : __real_write(file, bytes, std::min(size, theSystem.largestTransfer));
 }
 

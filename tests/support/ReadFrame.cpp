@@ -6,6 +6,7 @@
 #include <ImfHeader.h>
 #include <ImfInputFile.h>
 
+#include <cstddef>
 #include <stdexcept>
 
 std::unique_ptr<kxP::_imgRGBABufferf> readFrame(const std::string& path) {
@@ -29,7 +30,7 @@ std::unique_ptr<kxP::_imgRGBABufferf> readFrame(const std::string& path) {
 
     Imf::FrameBuffer channels;
     const char* const names[] = {"R", "G", "B", "A"};
-    for (size_t i = 0; i < 4; ++i) {
+    for (std::size_t i = 0; i < 4; ++i) {
         channels.insert(names[i], Imf::Slice::Make(Imf::FLOAT, image->pixels + i * sizeof(float), window,
                                                    sizeof(_Rgbaf), 0, 1, 1, i == 3 ? 1.0 : 0.0));
     }

@@ -4,6 +4,7 @@
 
 #include "image/KX_DataTypes_image.h"
 
+#include <cstddef>
 #include <string>
 
 inline std::string recordBytes(const kxCHK::_SingleImageData& record) {
@@ -12,5 +13,5 @@ inline std::string recordBytes(const kxCHK::_SingleImageData& record) {
 
 // The pixels of the picture, not of the whole memory.
 inline std::string pixelsOf(const kxP::_imgRGBABuffer8& image) {
-    return std::string(reinterpret_cast<const char*>(image.pixels), 4 * static_cast<size_t>(image.pixelCount));
+    return std::string(reinterpret_cast<const char*>(image.pixels), 4 * static_cast<std::size_t>(image.pixelCount));
 }

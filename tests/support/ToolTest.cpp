@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "tests/support/ToolTest.h"
 
+#include <cstddef>
+
 const std::string toolBanner =
     "----------------------------------------------------------------\n"
     "kxVerifyExrModes  1.0.0\n"
@@ -64,7 +66,7 @@ std::string ToolTest::errorsOf(const std::string& name, const std::vector<std::s
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.out, toolBanner);
     std::string errors = result.err;
-    const size_t at = errors.find(dir.path());
+    const std::size_t at = errors.find(dir.path());
     if (at != std::string::npos) errors.replace(at, dir.path().size(), "DIR/");
     return errors;
 }

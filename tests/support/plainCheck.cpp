@@ -3,6 +3,7 @@
 
 #include <zlib.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
@@ -11,7 +12,7 @@ PlainHistogram plainHistogram(const PlainImage& image) {
     const int count = image.width * image.height;
     if (count == 0) return bins;
     for (int i = 0; i < count; ++i) {
-        const unsigned char* rgba = image.bytes + 4 * static_cast<size_t>(i);
+        const unsigned char* rgba = image.bytes + 4 * static_cast<std::size_t>(i);
         ++bins[0][rgba[0] >> 3];
         ++bins[1][rgba[1] >> 3];
         ++bins[2][rgba[2] >> 3];
@@ -124,7 +125,7 @@ std::string plainDeflate(const std::string& bytes, int level) {
     return stream;
 }
 
-std::string plainInflate(const std::string& stream, size_t sizeLimit) {
+std::string plainInflate(const std::string& stream, std::size_t sizeLimit) {
     std::string bytes(sizeLimit, '\0');
     uLongf size = sizeLimit;
     uLong used = stream.size();
@@ -135,25 +136,25 @@ std::string plainInflate(const std::string& stream, size_t sizeLimit) {
     return bytes;
 }
 
-long long plainNumber(const std::string& bytes, size_t offset, size_t size) {
+long long plainNumber(const std::string& bytes, std::size_t offset, std::size_t size) {
     unsigned long long value = 0;
-    for (size_t i = size; i-- > 0;) {
+    for (std::size_t i = size; i-- > 0;) {
         value = value << 8 | static_cast<unsigned char>(bytes.at(offset + i));
     }
     // Sign of the highest byte.
-    const size_t unused = 64 - 8 * size;
+    const std::size_t unused = 64 - 8 * size;
     return static_cast<long long>(value << unused) >> unused;
 }
 
-void plainSetNumber(std::string& bytes, size_t offset, size_t size, long long value) {
-    for (size_t i = 0; i < size; ++i) {
+void plainSetNumber(std::string& bytes, std::size_t offset, std::size_t size, long long value) {
+    for (std::size_t i = 0; i < size; ++i) {
         bytes.at(offset + i) = static_cast<char>(static_cast<unsigned long long>(value) >> (8 * i));
     }
 }
 
 namespace {
 
-float plainFloat(const std::string& bytes, size_t offset) {
+float plainFloat(const std::string& bytes, std::size_t offset) {
     const auto bits = static_cast<unsigned>(plainNumber(bytes, offset, 4));
     float value;
     std::memcpy(&value, &bits, sizeof value);
@@ -161,14 +162,14 @@ float plainFloat(const std::string& bytes, size_t offset) {
 }
 
 // 16-bit length, then characters of `unit` bytes.
-std::string plainText(const std::string& bytes, size_t offset, size_t unit) {
+std::string plainText(const std::string& bytes, std::size_t offset, std::size_t unit) {
     std::string text;
     const long long length = plainNumber(bytes, offset, 2);
-    for (long long i = 0; i < length; ++i) text += bytes.at(offset + 2 + static_cast<size_t>(i) * unit);
+    for (long long i = 0; i < length; ++i) text += bytes.at(offset + 2 + static_cast<std::size_t>(i) * unit);
     return text;
 }
 
-PlainHistogram plainBins(const std::string& bytes, size_t offset) {
+PlainHistogram plainBins(const std::string& bytes, std::size_t offset) {
     PlainHistogram bins;
     for (auto& channel : bins) {
         for (unsigned& bin : channel) {
@@ -182,8 +183,8 @@ PlainHistogram plainBins(const std::string& bytes, size_t offset) {
 }  // namespace
 
 bool readPlainCacheFile(const std::string& fileBytes, PlainCacheFile& file) {
-    constexpr size_t headerSize = 1188;
-    constexpr size_t wholeSize = 761188;
+    constexpr std::size_t headerSize = 1188;
+    constexpr std::size_t wholeSize = 761188;
     const std::string bytes = plainInflate(fileBytes, wholeSize);
     if (bytes.size() != wholeSize) return false;
     file.recordId = plainNumber(bytes, 0, 2);
@@ -208,7 +209,7 @@ bool readPlainCacheFile(const std::string& fileBytes, PlainCacheFile& file) {
     file.flags = plainNumber(bytes, 1148, 1);
     file.width = plainNumber(bytes, 1160, 4);
     file.height = plainNumber(bytes, 1164, 4);
-    file.pixels = bytes.substr(headerSize, static_cast<size_t>(file.width * file.height) * 4);
+    file.pixels = bytes.substr(headerSize, static_cast<std::size_t>(file.width * file.height) * 4);
     const PlainImage image{reinterpret_cast<unsigned char*>(file.pixels.data()), static_cast<int>(file.width),
                            static_cast<int>(file.height), file.valid};
     if (file.filtered) plainDecode(image);

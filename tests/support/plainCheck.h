@@ -15,8 +15,9 @@ struct PlainImage {
     bool valid;
 
     unsigned char& at(int x, int y, int channel) const {
-        return bytes[(static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)) * 4 +
-                     static_cast<size_t>(channel)];
+        return bytes[(static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)) *
+                         4 +
+                     static_cast<std::size_t>(channel)];
     }
 };
 
@@ -38,11 +39,11 @@ void plainDecode(const PlainImage& image);
 // A zlib stream of the bytes, and back; empty for a stream that is damaged, cut, followed by more or longer than
 // `sizeLimit`.
 std::string plainDeflate(const std::string& bytes, int level = 6);
-std::string plainInflate(const std::string& stream, size_t sizeLimit);
+std::string plainInflate(const std::string& stream, std::size_t sizeLimit);
 
 // Little-endian numbers of `size` bytes.
-long long plainNumber(const std::string& bytes, size_t offset, size_t size);
-void plainSetNumber(std::string& bytes, size_t offset, size_t size, long long value);
+long long plainNumber(const std::string& bytes, std::size_t offset, std::size_t size);
+void plainSetNumber(std::string& bytes, std::size_t offset, std::size_t size, long long value);
 
 // A cache file as another program reads it, from the offsets of docs/cache-file-format.md alone.
 struct PlainCacheFile {

@@ -12,25 +12,25 @@ struct PlainAttribute {
     int part = 0;
     std::string name;
     std::string type;
-    size_t begin = 0;  // of the name
-    size_t value = 0;
-    size_t end = 0;
+    std::size_t begin = 0;  // of the name
+    std::size_t value = 0;
+    std::size_t end = 0;
 };
 
 struct PlainChunk {
     int part = 0;
-    size_t entry = 0;   // where its place stands in the chunk table
-    size_t offset = 0;  // its place
-    size_t place = 0;   // where the leader says which chunk it is, behind the number of the part
-    size_t sizes = 0;   // where its sizes stand
-    size_t data = 0;    // behind the leader
-    size_t end = 0;
+    std::size_t entry = 0;   // where its place stands in the chunk table
+    std::size_t offset = 0;  // its place
+    std::size_t place = 0;   // where the leader says which chunk it is, behind the number of the part
+    std::size_t sizes = 0;   // where its sizes stand
+    std::size_t data = 0;    // behind the leader
+    std::size_t end = 0;
 };
 
 struct PlainLayout {
     std::vector<PlainAttribute> attributes;
-    size_t headersEnd = 0;
-    size_t tablesEnd = 0;
+    std::size_t headersEnd = 0;
+    std::size_t tablesEnd = 0;
     std::vector<PlainChunk> chunks;  // in the order of the tables
 
     const PlainAttribute& attribute(int part, const std::string& name) const;
@@ -39,5 +39,5 @@ struct PlainLayout {
 PlainLayout plainLayout(const std::string& file);
 
 // Little-endian numbers in a file.
-std::uint64_t plainNumber(const std::string& file, size_t offset, size_t bytes);
-void putPlainNumber(std::string& file, size_t offset, size_t bytes, std::uint64_t number);
+std::uint64_t plainNumber(const std::string& file, std::size_t offset, std::size_t bytes);
+void putPlainNumber(std::string& file, std::size_t offset, std::size_t bytes, std::uint64_t number);

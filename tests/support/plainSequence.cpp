@@ -4,10 +4,11 @@
 #include <QString>
 
 #include <algorithm>
+#include <cstddef>
 
 namespace {
 
-constexpr size_t capacity = 25000;
+constexpr std::size_t capacity = 25000;
 constexpr long long tileStep = 10000000;
 
 char lowerOf(char c) {
@@ -64,13 +65,13 @@ long long greatestCommonDivisor(long long a, long long b) {
 }
 
 bool isInList(long long frame, const std::string& list) {
-    size_t begin = 0;
+    std::size_t begin = 0;
     while (begin <= list.size()) {
-        const size_t end = std::min(list.find(',', begin), list.size());
+        const std::size_t end = std::min(list.find(',', begin), list.size());
         const std::string part = trimmed(list.substr(begin, end - begin));
         begin = end + 1;
         if (part.empty()) continue;
-        const size_t dash = part.find('-');
+        const std::size_t dash = part.find('-');
         const long long first = numberOr0(part.substr(0, dash));
         const long long last = dash == std::string::npos ? first : numberOr0(part.substr(dash + 1));
         if (frame >= first && frame <= last) return true;
@@ -143,14 +144,14 @@ bool PlainSequence::split(std::string path) {
         splitAtWildcard(path, '#', ext);
     else
         splitAtDigits(path, ext);
-    const size_t nameAt = path.find('/') == std::string::npos ? 0 : path.rfind('/') + 1;
+    const std::size_t nameAt = path.find('/') == std::string::npos ? 0 : path.rfind('/') + 1;
     const std::string dir = path.substr(0, nameAt);
     std::string name = path.substr(nameAt);
 
     maxTileIndex = 0;
     bool tiled = false;
     bool dot = true;
-    const size_t marker = name.rfind("_tile");
+    const std::size_t marker = name.rfind("_tile");
     const bool isInside = marker != std::string::npos && marker >= 1;
     if (endsWith(name, "_tile") || endsWith(name, "_tile00_.")) tiled = true;
     if (isInside && endsWith(name, "_.") && marker + 9 == name.size()) tiled = true;
@@ -290,7 +291,7 @@ void PlainSequence::findStep() {
     if (slotList.size() >= 3) {
         seqStep = difference(slotList[1].frame, slotList[0].frame);
         if (seqStep >= 2) {
-            for (size_t k = 2; k < slotList.size(); k++) {
+            for (std::size_t k = 2; k < slotList.size(); k++) {
                 const long long d = difference(slotList[k].frame, slotList[k - 1].frame);
                 if (d <= 0 || d >= seqStep) continue;
                 seqStep = d == 1 ? 1 : greatestCommonDivisor(seqStep, d);
@@ -308,7 +309,7 @@ void PlainSequence::fillGaps() {
     if (!(static_cast<long long>(slotList.size()) < wanted && wanted <= 24999 && slotList.size() >= 2)) return;
 
     std::vector<PlainSlot> filled = slotList;
-    size_t i = 0;
+    std::size_t i = 0;
     while (i + 1 < filled.size()) {
         const long long here = filled[i].frame;
         const long long gap = difference(filled[i + 1].frame, here);

@@ -3,6 +3,7 @@
 // obvious, sharing nothing with the code under test. Text is bytes, the directory a list of entries.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>
@@ -68,7 +69,7 @@ private:
 template <class Element, class Copy, class Before, class After>
 void plainQuicksort(std::vector<Element>& elements, int lo, int hi, Copy copy, Before before, After after) {
     if (lo >= hi) return;
-    const auto at = [&](int position) -> Element& { return elements[static_cast<size_t>(position)]; };
+    const auto at = [&](int position) -> Element& { return elements[static_cast<std::size_t>(position)]; };
     const auto pivot = copy(at((lo + hi) / 2));
     int i = lo;
     int j = hi;

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -54,7 +55,7 @@ bool inputWaits() {
 
 bool create(int size) {
     if (!segment().create(size)) return false;
-    std::memset(bytes(), 0, static_cast<size_t>(size));
+    std::memset(bytes(), 0, static_cast<std::size_t>(size));
     if (size < 932) return true;
     const unsigned char formatId[] = {0x05, 0x02, 0x00, 0x00};
     const unsigned char versionAndReadyMarker[] = {0x05, 0x0c, 0x01, 0x00};
@@ -66,7 +67,7 @@ bool create(int size) {
 bool load(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     const std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (content.size() > static_cast<size_t>(segment().size())) return false;
+    if (content.size() > static_cast<std::size_t>(segment().size())) return false;
     std::memcpy(bytes(), content.data(), content.size());
     return true;
 }

@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 
 #include <dirent.h>
@@ -18,7 +19,7 @@ namespace {
 std::string pathOf(int file) {
     char path[PATH_MAX];
     const ssize_t length = readlink(("/proc/self/fd/" + std::to_string(file)).c_str(), path, sizeof path);
-    return length < 0 ? std::string() : std::string(path, static_cast<size_t>(length));
+    return length < 0 ? std::string() : std::string(path, static_cast<std::size_t>(length));
 }
 
 std::string pathOf(const char* path) {
@@ -106,13 +107,13 @@ int openat64(int directory, const char* path, int flags, ...) {
 
 // --- Reading ----------------------------------------------------------------------------------------------------
 
-ssize_t read(int file, void* bytes, size_t size) {
+ssize_t read(int file, void* bytes, std::size_t size) {
     return watched<ssize_t>(FileCall::Read, file, -1, "read", file, bytes, size);
 }
-ssize_t pread(int file, void* bytes, size_t size, off_t at) {
+ssize_t pread(int file, void* bytes, std::size_t size, off_t at) {
     return watched<ssize_t>(FileCall::Read, file, -1, "pread", file, bytes, size, at);
 }
-ssize_t pread64(int file, void* bytes, size_t size, off64_t at) {
+ssize_t pread64(int file, void* bytes, std::size_t size, off64_t at) {
     return watched<ssize_t>(FileCall::Read, file, -1, "pread64", file, bytes, size, at);
 }
 ssize_t readv(int file, const iovec* pieces, int count) {

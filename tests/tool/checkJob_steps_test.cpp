@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstddef>
 #include <cstdio>
 #include <random>
 #include <sstream>
@@ -78,7 +79,7 @@ std::string formatMessage(const std::string& values) {
 }
 
 // The segment with the bytes at `offset` replaced.
-std::string spoiled(size_t offset, const std::string& bytes) {
+std::string spoiled(std::size_t offset, const std::string& bytes) {
     std::string segment = readySegment(0);
     return segment.replace(offset, bytes.size(), bytes);
 }
@@ -216,7 +217,7 @@ TEST_F(CheckJobSteps, LockFailureIsReported) {
 
 TEST_F(CheckJobSteps, WrongFormatIsReportedAndTheSegmentLeftAlone) {
     const struct {
-        size_t offset;
+        std::size_t offset;
         std::string bytes;
         std::string values;
     } cases[] = {
@@ -303,8 +304,8 @@ TEST_F(CheckJobSteps, PercentSignsOfAnErrorTextArePrintedAsTheyAre) {
 TEST_F(CheckJobSteps, MessagesAreCutAt250CharactersBeforeTheirLineEnd) {
     const std::string fixed = "++++ Unable to lock shared memory data! ";
     memory.locks = false;
-    for (const size_t length :
-         {size_t{0}, 249 - fixed.size(), 250 - fixed.size(), 251 - fixed.size(), size_t{5000}}) {
+    for (const std::size_t length :
+         {std::size_t{0}, 249 - fixed.size(), 250 - fixed.size(), 251 - fixed.size(), std::size_t{5000}}) {
         const std::string error(length, 'e');
         memory.error = latin1(error);
         EXPECT_EQ(send(readySegment(0)), version + (fixed + error).substr(0, 250) + "\n") << length;
@@ -322,7 +323,7 @@ TEST_F(CheckJobSteps, RandomSegmentsChangeByTheFieldByFieldRule) {
     std::mt19937 random(20);
     for (unsigned round = 0; round < 2000; ++round) {
         std::string segment = readySegment(static_cast<int>(random() % 40), 22984, round + 2);
-        const size_t formatBytes[] = {0, 1, 2, 3, 928, 929};
+        const std::size_t formatBytes[] = {0, 1, 2, 3, 928, 929};
         const bool wrong = random() % 4 == 0;
         if (wrong) {
             char& spoiled = segment[formatBytes[random() % 6]];
@@ -346,7 +347,7 @@ TEST_F(CheckJobSteps, RandomSegmentsChangeByTheFieldByFieldRule) {
 namespace {
 
 struct DocumentedBytes {
-    size_t offset;
+    std::size_t offset;
     std::string before;
     std::string after;
 };

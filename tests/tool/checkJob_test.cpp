@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdlib>
 #include <future>
 #include <sstream>
@@ -73,7 +74,7 @@ public:
     std::string text() const {
         char bytes[4096];
         const ssize_t count = read(screen_, bytes, sizeof bytes);
-        return count > 0 ? std::string(bytes, static_cast<size_t>(count)) : std::string();
+        return count > 0 ? std::string(bytes, static_cast<std::size_t>(count)) : std::string();
     }
 
 private:
@@ -154,7 +155,7 @@ TEST_F(CheckJob, SegmentOf22983BytesIsRefused) {
 
 TEST_F(CheckJob, WrongFormatFieldsAreRefused) {
     const struct {
-        size_t offset;
+        std::size_t offset;
         char byte;
         std::string values;
     } cases[] = {{0, '\x06', "518!=517  3077!=3077  1!=1"},
@@ -176,14 +177,14 @@ TEST_F(CheckJob, MessageChangesItsSlotAndTheCountAndNothingElse) {
         int count;
         int job;
         int jobByte;
-        size_t size;
+        std::size_t size;
     } cases[] = {{0, 7, 7, 22984}, {29, 7, 7, 22984}, {12, 257, 1, 30000}, {3, -2, 254, 22984}};
     std::vector<std::future<Exchange>> exchanges;
     for (const auto& c : cases) {
         exchanges.push_back(
             std::async(std::launch::async, [&c] { return exchange(readySegment(c.count, c.size), c.job); }));
     }
-    for (size_t i = 0; i < exchanges.size(); ++i) {
+    for (std::size_t i = 0; i < exchanges.size(); ++i) {
         const Exchange result = exchanges[i].get();
         EXPECT_EQ(result.printed, sent) << i;
         EXPECT_EQ(result.segment, withCheckJob(readySegment(cases[i].count, cases[i].size), cases[i].jobByte)) << i;
@@ -196,7 +197,7 @@ TEST_F(CheckJob, FullBufferAndDamagedCountsDropTheCommand) {
     for (const int count : counts) {
         exchanges.push_back(std::async(std::launch::async, [count] { return exchange(readySegment(count), 7); }));
     }
-    for (size_t i = 0; i < exchanges.size(); ++i) {
+    for (std::size_t i = 0; i < exchanges.size(); ++i) {
         const Exchange result = exchanges[i].get();
         EXPECT_EQ(result.printed, full) << counts[i];
         EXPECT_EQ(result.segment, readySegment(counts[i])) << counts[i];

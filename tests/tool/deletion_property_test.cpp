@@ -3,6 +3,7 @@
 // exactly the failing, readable frames are gone.
 #include "tests/support/FaultTest.h"
 
+#include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <random>
@@ -129,7 +130,7 @@ protected:
         return below(2) == 0 ? number : std::string(4 - number.size(), '0') + number;
     }
 
-    const Content& anyContent() { return contents[static_cast<size_t>(below(std::size(contents)))]; }
+    const Content& anyContent() { return contents[static_cast<std::size_t>(below(std::size(contents)))]; }
 
     void addFile(const std::string& name, const Content& content, bool asLink) {
         if (entryExists(dir.file(name))) return;
@@ -184,11 +185,11 @@ protected:
                           "shot_tile00_.0001.exr",
                           "shot.1e3.exr",
                           "shot.12 3.exr"};
-        const std::string& name = names[static_cast<size_t>(below(names.size()))];
+        const std::string& name = names[static_cast<std::size_t>(below(names.size()))];
         if (!entryExists(dir.file(name))) bytes(name, bytesOf["rgba"]);
     }
 
-    int below(size_t limit) { return std::uniform_int_distribution<>(0, static_cast<int>(limit) - 1)(random); }
+    int below(std::size_t limit) { return std::uniform_int_distribution<>(0, static_cast<int>(limit) - 1)(random); }
 
     std::optional<Restriction> anyRestriction() {
         if (below(3) > 0) return std::nullopt;
@@ -232,7 +233,7 @@ protected:
 TEST_P(DeletionPropertyTest, ExactlyTheFailingReadableFramesGoAndOnlyWithDel) {
     constexpr int directories = 50;
     const Snapshot targets = snapshotOf(outside.path());
-    size_t gone = 0;
+    std::size_t gone = 0;
     for (int i = 0; i < directories && !HasFailure(); ++i) {
         makeDirectory();
         const Modes modes{below(2) > 0, below(3) == 0, below(2) > 0};

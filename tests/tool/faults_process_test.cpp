@@ -4,6 +4,7 @@
 #include "tests/support/FaultTest.h"
 
 #include <csignal>
+#include <cstddef>
 #include <random>
 
 #include <unistd.h>
@@ -46,7 +47,7 @@ TEST_F(FaultTest, SlowReaderGetsEveryByte) {
         frame(name, std::vector<SamplePart>(8, part));
     }
     const ProcessResult direct = runScript("\"$@\" -showChannel -requireMultipart");
-    const size_t pipeCapacity = 65536;
+    const std::size_t pipeCapacity = 65536;
     ASSERT_GT(direct.out.size(), 2 * pipeCapacity) << "the tool would never wait";
     SetUp();
     const ProcessResult slow = runScript(
@@ -143,7 +144,7 @@ protected:
 
     void writeMissingFrames() {
         for (int i = 0; i < frameCount; ++i) {
-            if (!entryExists(dir.file(nameOf(i)))) bytes(nameOf(i), contents[static_cast<size_t>(i % 3)]);
+            if (!entryExists(dir.file(nameOf(i)))) bytes(nameOf(i), contents[static_cast<std::size_t>(i % 3)]);
         }
     }
 
@@ -162,7 +163,7 @@ protected:
         int gone = 0;
         for (int i = 0; i < frameCount; ++i) {
             if (entryExists(dir.file(nameOf(i)))) {
-                EXPECT_EQ(readFileBytes(dir.file(nameOf(i))), contents[static_cast<size_t>(i % 3)]) << i;
+                EXPECT_EQ(readFileBytes(dir.file(nameOf(i))), contents[static_cast<std::size_t>(i % 3)]) << i;
                 continue;
             }
             ++gone;

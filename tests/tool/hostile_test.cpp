@@ -5,6 +5,7 @@
 #include "tests/support/FaultTest.h"
 #include "tests/support/RealSamples.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <random>
@@ -20,7 +21,7 @@ using Names = std::vector<std::string>;
 // Bytes from one damaged position of a file to the next. A run is given five seconds for each of its files. Under a
 // sanitizer the tool sets itself no limit of memory, and clearing the gigabytes that damaged headers claim takes
 // time: it sees some of the positions, with $KX_ALL_POSITIONS all of them.
-size_t nextPosition() {
+std::size_t nextPosition() {
     return kxIsSanitizerBuild() && !std::getenv("KX_ALL_POSITIONS") ? 11 : 1;
 }
 
@@ -31,15 +32,15 @@ protected:
     // Checks these contents as the frames 1000, 1001 ... of a sequence in which every readable frame fails, a
     // hundred in a run.
     void checkAll(const std::vector<std::string>& contents) {
-        constexpr size_t most = 100;
-        for (size_t start = 0; start < contents.size() && !HasFailure(); start += most) {
+        constexpr std::size_t most = 100;
+        for (std::size_t start = 0; start < contents.size() && !HasFailure(); start += most) {
             checkRun({contents.begin() + static_cast<long>(start),
                       contents.begin() + static_cast<long>(std::min(start + most, contents.size()))});
         }
     }
 
     void checkRun(const std::vector<std::string>& contents) {
-        for (size_t i = 0; i < contents.size(); ++i) bytes(nameOf(i), contents[i]);
+        for (std::size_t i = 0; i < contents.size(); ++i) bytes(nameOf(i), contents[i]);
         // One more that is sound: whatever came before, the run goes on.
         frame(nameOf(contents.size()));
         expectOneLineEach(contents.size() + 1);
@@ -48,10 +49,10 @@ protected:
         for (const std::string& name : dir.entries()) fs::remove(dir.file(name));
     }
 
-    void expectOneLineEach(size_t count) {
+    void expectOneLineEach(std::size_t count) {
         const std::vector<std::string> lines = run(count);
         ASSERT_EQ(lines.size(), count + 2) << "one line for the sequence, one for each frame, an empty one";
-        for (size_t i = 0; i < count; ++i) {
+        for (std::size_t i = 0; i < count; ++i) {
             const std::string& line = lines[i + 1];
             const std::string prefix = std::to_string(1000 + i) + ": ";
             EXPECT_EQ(line.substr(0, prefix.size()), prefix);
@@ -63,7 +64,7 @@ protected:
     }
 
     // The lines after the banner of a run in which each readable frame fails.
-    std::vector<std::string> run(size_t count) {
+    std::vector<std::string> run(std::size_t count) {
         const Names modes{"-requireMultiLayer", "-requireMultipart", "-noMultipart", "-showChannel", "-del"};
         Names arguments{dir.file(nameOf(0))};
         arguments.insert(arguments.end(), modes.begin(), modes.end());
@@ -79,7 +80,7 @@ protected:
         return lines;
     }
 
-    static std::string nameOf(size_t i) { return "shot." + std::to_string(1000 + i) + ".exr"; }
+    static std::string nameOf(std::size_t i) { return "shot." + std::to_string(1000 + i) + ".exr"; }
 
     std::string bytesOf(const std::vector<SamplePart>& parts) {
         const TempDir scratch;
@@ -109,7 +110,7 @@ std::vector<std::vector<SamplePart>> smallFiles() {
 }
 
 // `file` with the bytes at `at` replaced.
-std::string spoiled(std::string file, size_t at, const std::string& bytes) {
+std::string spoiled(std::string file, std::size_t at, const std::string& bytes) {
     return file.replace(at, bytes.size(), bytes);
 }
 
@@ -120,9 +121,9 @@ std::string littleEndian(unsigned value) {
 }
 
 // Where the value of the attribute begins: behind its name, its type's name and its size.
-size_t valueOf(const std::string& file, const std::string& name, const std::string& type) {
+std::size_t valueOf(const std::string& file, const std::string& name, const std::string& type) {
     const std::string both = name + '\0' + type + '\0';
-    const size_t at = file.find(both);
+    const std::size_t at = file.find(both);
     EXPECT_NE(at, std::string::npos) << name;
     return at + both.size() + 4;
 }
@@ -134,7 +135,7 @@ TEST_F(HostileTest, EveryByteOfASmallFileSpoiled) {
     for (const auto& parts : smallFiles()) {
         const std::string good = bytesOf(parts);
         std::vector<std::string> contents;
-        for (size_t at = 0; at < good.size(); at += nextPosition()) {
+        for (std::size_t at = 0; at < good.size(); at += nextPosition()) {
             for (const char byte : std::set<char>{'\0', '\xff', static_cast<char>(~good[at])}) {
                 if (byte != good[at]) contents.push_back(spoiled(good, at, std::string(1, byte)));
             }
@@ -147,7 +148,7 @@ TEST_F(HostileTest, TruncationAtEveryLength) {
     for (const auto& parts : smallFiles()) {
         const std::string good = bytesOf(parts);
         std::vector<std::string> contents;
-        for (size_t length = 0; length < good.size(); length += nextPosition())
+        for (std::size_t length = 0; length < good.size(); length += nextPosition())
             contents.push_back(good.substr(0, length));
         checkAll(contents);
     }
@@ -159,9 +160,10 @@ TEST_F(HostileTest, WindowsAtTheLimitsOf32Bits) {
         const std::string good = bytesOf(parts);
         std::vector<std::string> contents;
         for (const char* window : {"dataWindow", "displayWindow"}) {
-            const size_t at = valueOf(good, window, "box2i");
+            const std::size_t at = valueOf(good, window, "box2i");
             for (const unsigned value : limits32) {
-                for (size_t i = 0; i < 4; ++i) contents.push_back(spoiled(good, at + 4 * i, littleEndian(value)));
+                for (std::size_t i = 0; i < 4; ++i)
+                    contents.push_back(spoiled(good, at + 4 * i, littleEndian(value)));
                 const std::string low = littleEndian(0x80000000);
                 const std::string high = littleEndian(value);
                 contents.push_back(spoiled(good, at, low + low + high + high));
@@ -177,7 +179,7 @@ TEST_F(HostileTest, SizesAndCountsAtTheLimitsOf32Bits) {
     for (const auto& parts : smallFiles()) {
         const std::string good = bytesOf(parts);
         std::vector<std::string> contents;
-        for (size_t at = 4; at + 4 <= good.size(); at += nextPosition()) {
+        for (std::size_t at = 4; at + 4 <= good.size(); at += nextPosition()) {
             contents.push_back(spoiled(good, at, littleEndian(limits32[2 + at % 8])));
         }
         checkAll(contents);
@@ -199,9 +201,9 @@ TEST_F(HostileTest, EveryLimitInEverySizeOfAnAttribute) {
     const std::string good = bytesOf({tiled, smallPart()});
     std::vector<std::string> contents;
     for (const auto& attribute : attributes) {
-        const size_t value = valueOf(good, attribute.name, attribute.type);
+        const std::size_t value = valueOf(good, attribute.name, attribute.type);
         for (long long number = -1; number < attribute.numbers; ++number) {
-            const size_t at = static_cast<size_t>(static_cast<long long>(value) + 4 * number);
+            const std::size_t at = static_cast<std::size_t>(static_cast<long long>(value) + 4 * number);
             for (const unsigned limit : limits32) contents.push_back(spoiled(good, at, littleEndian(limit)));
         }
     }
@@ -264,10 +266,10 @@ TEST_F(HostileTest, LimitTooSmallForTheProgramDeletesNothing) {
 TEST_F(HostileTest, GarbageOfManySizes) {
     std::mt19937 random(20240609);
     std::vector<std::string> contents;
-    for (const size_t size : {0U, 1U, 3U, 4U, 5U, 8U, 100U, 4096U, 100000U}) {
+    for (const std::size_t size : {0U, 1U, 3U, 4U, 5U, 8U, 100U, 4096U, 100000U}) {
         for (const char* start : {"", "\x76\x2f\x31\x01\x02", "\x76\x2f\x31\x01\x02\x10"}) {
             std::string content = start + std::string(3, '\0');
-            for (size_t i = 0; i < size; ++i) content += static_cast<char>(random() & 0xff);
+            for (std::size_t i = 0; i < size; ++i) content += static_cast<char>(random() & 0xff);
             contents.push_back(content);
         }
     }

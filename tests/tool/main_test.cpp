@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <utility>
 
 namespace {
@@ -105,7 +106,7 @@ TEST(TestExr, DamagedHeadersGiveOneLineEach) {
         EXPECT_EQ(text.find('\n'), text.size() - 1);
         EXPECT_TRUE(entryExists(path));
     };
-    for (size_t at = 0; at < good.size(); ++at) {
+    for (std::size_t at = 0; at < good.size(); ++at) {
         expectOneLine(good.substr(0, at));
         for (const char spoiled : {'\0', '\xff', static_cast<char>(~good[at])}) {
             std::string content = good;

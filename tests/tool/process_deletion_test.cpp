@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
 #include <thread>
 
@@ -161,7 +162,7 @@ std::string readUntil(int fd, const std::string& text) {
     while (seen.find(text) == std::string::npos && poll(&waiting, 1, 10000) > 0) {
         const ssize_t got = read(fd, buffer, sizeof(buffer));
         if (got <= 0) break;
-        seen.append(buffer, static_cast<size_t>(got));
+        seen.append(buffer, static_cast<std::size_t>(got));
     }
     return seen;
 }

@@ -3,6 +3,7 @@
 #include "tests/support/ToolTest.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 
 #include <sys/socket.h>
@@ -276,7 +277,7 @@ protected:
 TEST_F(LargeSequenceTest, SlotsEndAt24999) {
     linkFrames(25100);
     const ProcessResult result = tool({dir.file("s.1.exr"), "-seq", "51", "-1", "1", "0"});
-    const size_t lines = static_cast<size_t>(std::count(result.out.begin(), result.out.end(), '\n'));
+    const std::size_t lines = static_cast<std::size_t>(std::count(result.out.begin(), result.out.end(), '\n'));
     // Banner, the found sequence, 24999 lines and the empty line. Which frames are left out the directory decides.
     EXPECT_EQ(lines, 4U + 1 + 24999 + 1);
     EXPECT_EQ(result.exitCode, 0);
