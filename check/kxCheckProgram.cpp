@@ -37,6 +37,12 @@ std::int64_t systemTime() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
 }
 
+// A directory's files without frame number are among the others that a list of frames leaves alone.
+NamesMean meaningOfNames(const Settings& settings) {
+    if (settings.single) return NamesMean::singleFiles;
+    return settings.frames ? NamesMean::numberedSequences : NamesMean::sequences;
+}
+
 Remover removerFor(const QByteArray& directory, const Settings& settings) {
     if (settings.removal == Removal::move) return {directory, settings.minAge, settings.moveTo};
     return {directory, settings.minAge};
@@ -68,7 +74,7 @@ private:
 };
 
 int Program::run() {
-    const FoundSequences found = findSequences(settings_.arguments, settings_.single);
+    const FoundSequences found = findSequences(settings_.arguments, meaningOfNames(settings_));
     for (const QByteArray& problem : found.problems) outputs_.problem(problem);
     if (!found.problems.empty()) exitCode_ = exitPartial;
     if (!canBegin(found.sequences)) return exitPartial;
@@ -128,7 +134,9 @@ void Program::checkSequence(const FoundSequence& found) {
 // True when there is something that will not be checked.
 bool Program::sayWhatIsLeftOut(const FoundSequence& found, const WantedFrames& wanted) {
     const QByteArray path = shownPath(found) + ": ";
-    if (wanted.frames.empty()) say(path + "there is no such frame");
+    if (wanted.frames.empty())
+        say(path + (found.files.empty() ? "there is no such frame"
+                                        : "it has no frame number and is none of the frames of --frames"));
     if (wanted.gapsUnknown)
         say(path + "first to last frame are more than " + numberText(mostFrames) +
             ", so gaps are no missing frames; --frames says which must be there");

@@ -59,7 +59,7 @@ std::vector<FrameFile> fileOfSingle(const QByteArray& name, const Directory& dir
 
 class Finder {
 public:
-    explicit Finder(bool single) : single_(single) {}
+    explicit Finder(NamesMean mean) : mean_(mean) {}
 
     void find(const QByteArray& argument) {
         const QByteArray path = QByteArray(argument).replace('\\', '/');
@@ -75,8 +75,10 @@ public:
     FoundSequences result;
 
 private:
+    bool areSingle() const { return mean_ == NamesMean::singleFiles; }
+
     FileSequence sequenceOfName(const QByteArray& name) const {
-        return single_ ? FileSequence{name, {}, kxFrames::TileMarker::none, true} : sequenceOfFile(name);
+        return areSingle() ? FileSequence{name, {}, kxFrames::TileMarker::none, true} : sequenceOfFile(name);
     }
 
     const Directory& directoryAt(const QByteArray& path) {
@@ -109,7 +111,7 @@ private:
 
     void addNamed(const QByteArray& path, const QByteArray& name, const FileSequence& exact) {
         const Directory& directory = directoryAt(path);
-        const auto patterns = single_ ? std::vector<FileSequence>() : sequencesOfPattern(name);
+        const auto patterns = areSingle() ? std::vector<FileSequence>() : sequencesOfPattern(name);
         const bool isFileAtLeast = exact.isSingle && patterns.empty();
         if (directory.error != 0 && !(isFileAtLeast && directory.error == EACCES))
             return addProblem(path.isEmpty() ? QByteArray(".") : path, directory.error);
@@ -143,12 +145,13 @@ private:
         for (const kxDirectoryEntry& entry : directory.entries) {
             if (entry.isDirectory || entry.name.startsWith('.') || !isExrName(entry.name)) continue;
             const FileSequence sequence = sequenceOfName(entry.name);
+            if (sequence.isSingle && mean_ == NamesMean::numberedSequences) continue;
             const auto file = readFrameFile(entry.name, sequence);
             sequences[sequence].push_back(file ? file->file
                                                : FrameFile{std::nullopt, {}, std::nullopt, entry.name});
         }
         for (auto& [sequence, files] : sequences) add(path, sequence, std::move(files));
-        if (sequences.empty()) addLine(path + ": no file in it ends in .exr");
+        if (sequences.empty()) addLine(path + nothingFound());
     }
 
     // True when an argument with this directory, spelled so, meant the sequence before.
@@ -163,6 +166,11 @@ private:
         result.sequences.push_back({path, sequence, std::move(files)});
     }
 
+    const char* nothingFound() const {
+        return mean_ == NamesMean::numberedSequences ? ": no file in it has a frame number and ends in .exr"
+                                                     : ": no file in it ends in .exr";
+    }
+
     void addProblem(const QByteArray& path, int error) {
         addLine(path + ": " + kxSystemErrorText(error).toLatin1());
     }
@@ -174,7 +182,7 @@ private:
 
     using Key = std::pair<QByteArray, FileSequence>;
 
-    bool single_;
+    NamesMean mean_;
     std::map<QByteArray, Directory> directories_;  // by path
     std::map<kxDirectoryIdentity, QByteArray> firstPaths_;
     std::set<Key> taken_;  // with the directory as it was spelled
@@ -184,8 +192,8 @@ private:
 
 }  // namespace
 
-FoundSequences findSequences(const std::vector<QByteArray>& arguments, bool single) {
-    Finder finder(single);
+FoundSequences findSequences(const std::vector<QByteArray>& arguments, NamesMean mean) {
+    Finder finder(mean);
     for (const QByteArray& argument : arguments) finder.find(argument);
     return std::move(finder.result);
 }

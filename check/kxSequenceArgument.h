@@ -24,11 +24,17 @@ struct FoundSequences {
     std::vector<QByteArray> problems;      // lines for standard error, without control characters, each once
 };
 
+// Which names are what of a sequence.
+enum class NamesMean {
+    sequences,          // those without frame number a single file
+    numberedSequences,  // the same, but a directory means only those with frame numbers
+    singleFiles,        // each one file, its digits are no frame number
+};
+
 // What the arguments mean. A directory means every sequence of its files that end in ".exr", in any letter case,
 // and do not begin with a dot, in byte order; anything else the one sequence that a frame's name or a pattern
-// names, or with a wildcard for which several separators are found, one for each of these. With `single` every name
-// is one file's.
-FoundSequences findSequences(const std::vector<QByteArray>& arguments, bool single);
+// names, or with a wildcard for which several separators are found, one for each of these.
+FoundSequences findSequences(const std::vector<QByteArray>& arguments, NamesMean mean);
 
 // "/r/beauty.####.exr"; of a single file its path.
 QByteArray shownPath(const FoundSequence& sequence);

@@ -19,6 +19,7 @@ namespace fs = std::filesystem;
 using kxCheck::findSequences;
 using kxCheck::FoundSequence;
 using kxCheck::FoundSequences;
+using kxCheck::NamesMean;
 using Names = std::vector<std::string>;
 
 QByteArray bytes(const std::string& text) {
@@ -35,15 +36,17 @@ protected:
         }
     }
 
-    FoundSequences find(const Names& arguments, bool single = false) const {
+    FoundSequences find(const Names& arguments, NamesMean mean = NamesMean::sequences) const {
         std::vector<QByteArray> paths;
         for (const std::string& argument : arguments) paths.push_back(bytes(dir.file(argument)));
-        return findSequences(paths, single);
+        return findSequences(paths, mean);
     }
 
     // "beauty.####.exr: 0001 0002; comp.exr: +" and each problem in a line of its own, without the directory's
     // path.
-    std::string told(const Names& arguments, bool single = false) const { return told(find(arguments, single)); }
+    std::string told(const Names& arguments, NamesMean mean = NamesMean::sequences) const {
+        return told(find(arguments, mean));
+    }
 
     std::string told(const FoundSequences& found) const {
         std::string text;
@@ -146,16 +149,25 @@ TEST_F(SequenceArgumentTest, SingleFilesAreTheirOwnSequence) {
     EXPECT_EQ(told({"comp.exr"}), "comp.exr: +");
     EXPECT_EQ(told({"noext"}), "noext: +");
     EXPECT_EQ(told({"comp_v001.exr"}), "comp_v####.exr: 001 002");
-    EXPECT_EQ(told({"comp_v001.exr"}, true), "comp_v001.exr: +");
-    EXPECT_EQ(told({"comp_v003.exr"}, true), "comp_v003.exr:");
-    EXPECT_EQ(told({"comp_v001.exr", "comp_v002.exr", "comp_v001.exr"}, true),
+    EXPECT_EQ(told({"comp_v001.exr"}, NamesMean::singleFiles), "comp_v001.exr: +");
+    EXPECT_EQ(told({"comp_v003.exr"}, NamesMean::singleFiles), "comp_v003.exr:");
+    EXPECT_EQ(told({"comp_v001.exr", "comp_v002.exr", "comp_v001.exr"}, NamesMean::singleFiles),
               "comp_v001.exr: +; comp_v002.exr: +");
-    EXPECT_EQ(told({""}, true), "comp.exr: +; comp_v001.exr: +; comp_v002.exr: +");
+    EXPECT_EQ(told({""}, NamesMean::singleFiles), "comp.exr: +; comp_v001.exr: +; comp_v002.exr: +");
+}
+
+TEST_F(SequenceArgumentTest, DirectoryMayMeanNumberedSequencesOnly) {
+    write({"b.1.exr", "slate.exr", "below/slate.exr"});
+    constexpr auto numbered = NamesMean::numberedSequences;
+    EXPECT_EQ(told({""}, numbered), "b.####.exr: 1");
+    EXPECT_EQ(told({"", "slate.exr"}, numbered), "b.####.exr: 1; slate.exr: +");
+    EXPECT_EQ(told({"below"}, numbered),
+              "\nkxCheckFrames: below/: no file in it has a frame number and ends in .exr");
 }
 
 TEST_F(SequenceArgumentTest, SingleNamesHoldNoPattern) {
     write({"comp_####.exr", "comp_0001.exr"});
-    EXPECT_EQ(told({"comp_####.exr"}, true), "comp_####.exr: +");
+    EXPECT_EQ(told({"comp_####.exr"}, NamesMean::singleFiles), "comp_####.exr: +");
 }
 
 TEST_F(SequenceArgumentTest, EntriesOfAnyKindAreFrames) {
@@ -218,9 +230,9 @@ TEST_F(SequenceArgumentTest, NamesWithoutSlashAreInTheCurrentDirectory) {
     write({"b.1.exr"});
     const fs::path before = fs::current_path();
     fs::current_path(dir.path());
-    const std::string plain = told(findSequences({"b.1.exr"}, false));
-    const std::string dotted = told(findSequences({"./b.1.exr", "b.1.exr"}, false));
-    const std::string directory = told(findSequences({"."}, false));
+    const std::string plain = told(findSequences({"b.1.exr"}, NamesMean::sequences));
+    const std::string dotted = told(findSequences({"./b.1.exr", "b.1.exr"}, NamesMean::sequences));
+    const std::string directory = told(findSequences({"."}, NamesMean::sequences));
     fs::current_path(before);
     EXPECT_EQ(plain, "b.####.exr: 1");
     EXPECT_EQ(dotted, "./b.####.exr: 1");

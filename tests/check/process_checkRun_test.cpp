@@ -91,6 +91,16 @@ TEST_F(CheckRunProcessTest, WhatIsNotThereIsSaidOnStandardError) {
               "directory>...\nexit 2");
 }
 
+TEST_F(CheckRunProcessTest, AListOfFramesLeavesFilesWithoutNumberAlone) {
+    frames("b.", 1, 3);
+    frame("slate.exr");
+    EXPECT_EQ(outcome({"--frames", "1-3", "."}),
+              "./b.####.exr  1-3  64x36  4 channels half  zip\ntotal 3: 3 good, N s\nexit 0");
+    EXPECT_EQ(outcome({"--frames", "1-3", "slate.exr"}),
+              "slate.exr\ntotal 0: N s\n"
+              "2> kxCheckFrames: slate.exr: it has no frame number and is none of the frames of --frames\nexit 3");
+}
+
 TEST_F(CheckRunProcessTest, GapsOfTooManyFramesAreNoMissingFrames) {
     frames("a.", 1, 2);
     frame("a.900000.exr");
