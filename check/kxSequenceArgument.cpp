@@ -111,7 +111,8 @@ private:
 
     void addNamed(const QByteArray& path, const QByteArray& name, const FileSequence& exact) {
         const Directory& directory = directoryAt(path);
-        const auto patterns = areSingle() ? std::vector<FileSequence>() : sequencesOfPattern(name);
+        const bool isLiteral = areSingle() || entryOf(directory, name);
+        const auto patterns = isLiteral ? std::vector<FileSequence>() : sequencesOfPattern(name);
         const bool isFileAtLeast = exact.isSingle && patterns.empty();
         if (directory.error != 0 && !(isFileAtLeast && directory.error == EACCES))
             return addProblem(path.isEmpty() ? QByteArray(".") : path, directory.error);

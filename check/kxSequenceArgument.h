@@ -34,6 +34,7 @@ enum class NamesMean {
 // What the arguments mean. A directory means every sequence of its files that end in ".exr", in any letter case,
 // and do not begin with a dot, in byte order; anything else the one sequence that a frame's name or a pattern
 // names, or with a wildcard for which several separators are found, one for each of these.
+// A name that is in its directory is no pattern, whatever signs are in it.
 FoundSequences findSequences(const std::vector<QByteArray>& arguments, NamesMean mean);
 
 // "/r/beauty.####.exr"; of a single file its path.

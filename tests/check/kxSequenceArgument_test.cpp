@@ -76,6 +76,16 @@ TEST_F(SequenceArgumentTest, FrameMeansItsSequence) {
         EXPECT_EQ(told({name}), all) << name;
 }
 
+TEST_F(SequenceArgumentTest, NameThatIsThereIsNoPattern) {
+    for (const std::string start : {"a@@b.", "x%04d_v", "cost$F.", "shot#", "a*b."}) {
+        write({start + "1.exr", start + "2.exr"});
+        EXPECT_EQ(told({start + "1.exr"}), start + "####.exr: 1 2");
+    }
+    write({"b.####.exr", "b.1.exr"});
+    EXPECT_EQ(told({"b.####.exr"}), "b.####.exr: +");
+    EXPECT_EQ(told({"b.#.exr"}), "b.####.exr: 1");
+}
+
 TEST_F(SequenceArgumentTest, LetterCaseIsExact) {
     write({"beauty.0001.exr", "Beauty.0002.exr", "beauty.0003.EXR"});
     EXPECT_EQ(told({"beauty.0001.exr"}), "beauty.####.exr: 0001");
