@@ -124,6 +124,14 @@ QByteArray addVerdicts(Settings& settings, const QByteArray& value, const Option
     return {};
 }
 
+// A list of frames taken for the value would cost the first of them.
+QByteArray setJsonFile(Settings& settings, const QByteArray& value, const OptionRow& row) {
+    if (value.toLower().endsWith(".exr"))
+        return quoted(value) +
+               " has the name of a frame, which would be overwritten; write --json=FILE or --json=-";
+    return setFile<&Settings::jsonFile>(settings, value, row);
+}
+
 QByteArray setSort(Settings& settings, const QByteArray& value, const OptionRow& row) {
     settings.sortDescending = value.startsWith('-');
     return setWord<&Settings::sortKey>(settings, settings.sortDescending ? value.mid(1) : value, row);
@@ -182,7 +190,7 @@ constexpr OptionRow rows[] = {
      "--frames takes it",
      addVerdicts},
     {"json", 0, "FILE", nullptr, "write JSON lines; - is standard output, then without the lines for people",
-     setFile<&Settings::jsonFile>},
+     setJsonFile},
     {"delete", 0, nullptr, nullptr, "delete bad frames", setDelete},
     {"move-to", 0, "DIR", nullptr, "move bad frames to this directory of the same file system", setMove},
     {"remove-most", 0, nullptr, nullptr, "delete or move also more than half of the frames",

@@ -16,7 +16,6 @@ namespace kxCheck {
 
 namespace {
 
-constexpr std::uint32_t magicNumber = 20000630;
 constexpr std::uint32_t formatVersion = 2;
 constexpr std::uint32_t versionMask = 0xFF;
 constexpr std::uint32_t tiledFlag = 0x200;
@@ -82,7 +81,7 @@ bool HeaderWalk::readMagic() {
     if (bytes_.size() < 4) return fail(Code::notExr, "this is no EXR file");
     const char* magic = bytes_.view(0, 4);
     if (!magic) return failTruncated();
-    if (numberAt<std::uint32_t>(magic) != magicNumber) return fail(Code::notExr, "this is no EXR file");
+    if (numberAt<std::uint32_t>(magic) != exrMagicNumber) return fail(Code::notExr, "this is no EXR file");
     offset_ = 4;
     return true;
 }

@@ -11,10 +11,14 @@
 
 #include <QByteArray>
 
+#include <cstdint>
 #include <optional>
 #include <vector>
 
 namespace kxCheck {
+
+// The first four bytes of every EXR file, little-endian.
+constexpr std::uint32_t exrMagicNumber = 20000630;
 
 // Bytes that the library is shown in place of the file's own.
 struct HeaderPatch {

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxOutput.h"
 
+#include "check/kxExrHeader.h"
 #include "shared/kxSystemCall.h"
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace kxCheck {
@@ -20,14 +23,28 @@ bool waitForRoom(int descriptor) {
     return kxRetryInterrupted(-1, [&] { return poll(&polled, 1, -1); }) >= 0;
 }
 
+bool isExrFile(const QByteArray& path) {
+    struct stat status {};
+    if (kxRetryInterrupted(-1, [&] { return stat(path.constData(), &status); }) != 0 || !S_ISREG(status.st_mode))
+        return false;  // a pipe is not read from
+    const int file = kxRetryInterrupted(-1, [&] { return open(path.constData(), O_RDONLY | O_CLOEXEC); });
+    if (file < 0) return false;
+    char start[4];
+    const auto count = kxRetryInterrupted<ssize_t>(-1, [&] { return ::read(file, start, sizeof start); });
+    ::close(file);
+    return count == sizeof start && numberAt<std::uint32_t>(start) == exrMagicNumber;
+}
+
 }  // namespace
 
 Output::Output(const QByteArray& path)
-    : descriptor_(kxRetryInterrupted(
-          -1, [&] { return open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666); })),
-      name_(path),
-      isOwned_(descriptor_ >= 0),
-      errorNumber_(isOwned_ ? 0 : errno) {}
+    : descriptor_(-1), name_(path), isOwned_(false), isRefused_(isExrFile(path)), errorNumber_(EEXIST) {
+    if (isRefused_) return;
+    descriptor_ = kxRetryInterrupted(
+        -1, [&] { return open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666); });
+    isOwned_ = descriptor_ >= 0;
+    errorNumber_ = isOwned_ ? 0 : errno;
+}
 
 Output::~Output() {
     close();
@@ -55,6 +72,7 @@ void Output::close() {
 }
 
 QByteArray Output::fault() const {
+    if (isRefused_) return name_ + ": this is an EXR file, and is not overwritten";
     return hasFailed() ? name_ + ": " + kxSystemErrorText(errorNumber_).toLatin1() : QByteArray();
 }
 

@@ -12,7 +12,7 @@ class Output {
 public:
     // Writes to an open descriptor, which stays open. `name` is what messages call it.
     Output(int descriptor, const QByteArray& name) : descriptor_(descriptor), name_(name) {}
-    // Writes to a file that is made, or emptied. See fault().
+    // Writes to a file that is made, or emptied, unless it is an EXR file: that is left as it is. See fault().
     explicit Output(const QByteArray& path);
     // Closes what was opened here.
     ~Output();
@@ -34,6 +34,7 @@ private:
     int descriptor_;
     QByteArray name_;
     bool isOwned_ = false;
+    bool isRefused_ = false;
     int errorNumber_ = 0;
 };
 

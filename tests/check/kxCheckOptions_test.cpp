@@ -230,6 +230,10 @@ TEST(CheckOptionsTest, MissingAndSuperfluousValuesAreRefused) {
     EXPECT_EQ(faultOf({"--strict=Yes"}),
               "unexpected value after '--strict'; --help shows how the options are written");
     EXPECT_EQ(faultOf({"--json="}), "--json: the value is empty; write --json=FILE");
+    for (const std::string name : {"b.1.exr", "/r/b.EXR"})
+        EXPECT_EQ(faultOf({"--json", name.c_str()}),
+                  "--json: '" + name +
+                      "' has the name of a frame, which would be overwritten; write --json=FILE or --json=-");
     EXPECT_EQ(faultOf({"--move-to", ""}), "--move-to: the value is empty; write --move-to=DIR");
 }
 

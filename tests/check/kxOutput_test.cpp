@@ -41,6 +41,19 @@ TEST(Output, SaysWhyAFileCantBeOpened) {
     EXPECT_FALSE(output.writeLine("lost"));
 }
 
+TEST(Output, OverwritesNoExrFile) {
+    const TempDir dir;
+    const std::string frame = "\x76\x2f\x31\x01 and what follows";
+    ASSERT_TRUE(writeFileBytes(dir.file("frame"), frame));
+    ASSERT_EQ(symlink("frame", dir.file("link").c_str()), 0);
+    for (const char* const name : {"frame", "link"}) {
+        Output output(pathIn(dir, name));
+        EXPECT_EQ(output.fault(), pathIn(dir, name) + ": this is an EXR file, and is not overwritten");
+        EXPECT_FALSE(output.writeLine("lost"));
+    }
+    EXPECT_EQ(readFileBytes(dir.file("frame")), frame);
+}
+
 TEST(Output, WritesNothingMoreAfterAFailure) {
     const int full = open("/dev/full", O_WRONLY);
     if (full < 0) GTEST_SKIP() << "no /dev/full";

@@ -205,6 +205,10 @@ TEST_F(CheckRunProcessTest, WhatCantBeOpenedEndsItBeforeAnythingIsChecked) {
     cut("cut.0002.exr", 400);
     EXPECT_EQ(outcome({"--delete", "--json", "none/out.json", "cut.0001.exr"}),
               "2> kxCheckFrames: none/out.json: No such file or directory\nexit 3");
+    std::filesystem::copy_file(dir.file("cut.0001.exr"), dir.file("copy"));
+    EXPECT_EQ(outcome({"--delete", "--json", "copy", "cut.0001.exr"}),
+              "2> kxCheckFrames: copy: this is an EXR file, and is not overwritten\nexit 3");
+    EXPECT_EQ(readFileBytes(dir.file("copy")), readFileBytes(dir.file("cut.0001.exr")));
     EXPECT_EQ(outcome({"--move-to", "none", "cut.0001.exr"}),
               "2> kxCheckFrames: none: No such file or directory\nexit 3");
     EXPECT_TRUE(entryExists(dir.file("cut.0002.exr")));
