@@ -33,9 +33,21 @@ bool isExrName(const QByteArray& name) {
 }
 
 const kxDirectoryEntry* entryOf(const Directory& directory, const QByteArray& name) {
-    const auto entry =
-        std::lower_bound(directory.entries.begin(), directory.entries.end(), kxDirectoryEntry{name, false}, byName);
+    const auto entry = std::lower_bound(directory.entries.begin(), directory.entries.end(),
+                                        kxDirectoryEntry{name, false, false}, byName);
     return entry != directory.entries.end() && entry->name == name ? &*entry : nullptr;
+}
+
+// What the system says of a path.
+struct Kind {
+    int error = 0;
+    mode_t mode = 0;
+};
+
+Kind kindOf(const QByteArray& path) {
+    struct stat status {};
+    if (kxRetryInterrupted(-1, [&] { return stat(path.constData(), &status); }) != 0) return {errno, 0};
+    return {0, status.st_mode};
 }
 
 // The files of the sequence by what stands between prefix and number.
@@ -44,7 +56,7 @@ using FilesByLead = std::map<QByteArray, std::vector<FrameFile>>;
 FilesByLead filesOf(const FileSequence& sequence, const Directory& directory) {
     FilesByLead files;
     auto entry = std::lower_bound(directory.entries.begin(), directory.entries.end(),
-                                  kxDirectoryEntry{sequence.prefix, false}, byName);
+                                  kxDirectoryEntry{sequence.prefix, false, false}, byName);
     for (; entry != directory.entries.end() && entry->name.startsWith(sequence.prefix); ++entry) {
         if (auto file = readFrameFile(entry->name, sequence)) files[file->lead].push_back(std::move(file->file));
     }
@@ -96,17 +108,15 @@ private:
         return directories_.at(directories_.at(path).first);
     }
 
-    // Names that end in ".exr" are a file's unless the list says otherwise: shells expand "*.exr" to thousands.
+    // The list tells most of the names that end in ".exr": shells expand "*.exr" to thousands.
     bool isDirectory(const QByteArray& directory, const QByteArray& name) {
         if (name.isEmpty()) return true;
         if (isExrName(name)) {
             const kxDirectoryEntry* const entry = entryOf(directoryAt(directory), name);
-            return entry && entry->isDirectory;
+            if (!entry || !entry->isUnclear) return entry && entry->isDirectory;
         }
-        struct stat status {};
-        const QByteArray path = directory + name;
-        return kxRetryInterrupted(-1, [&] { return stat(path.constData(), &status); }) == 0 &&
-               S_ISDIR(status.st_mode);
+        const Kind kind = kindOf(directory + name);
+        return kind.error == 0 && S_ISDIR(kind.mode);
     }
 
     void addNamed(const QByteArray& path, const QByteArray& name, const FileSequence& exact) {

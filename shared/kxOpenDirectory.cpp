@@ -41,7 +41,9 @@ std::vector<kxDirectoryEntry> kxOpenDirectory::entries() {
         const dirent* const entry =
             kxRetryInterrupted<dirent*>(nullptr, [&] { return readdir(static_cast<DIR*>(handle_)); });
         if (!entry) break;
-        if (!isDots(entry->d_name)) entries.push_back({entry->d_name, entry->d_type == DT_DIR});
+        if (isDots(entry->d_name)) continue;
+        const auto type = entry->d_type;
+        entries.push_back({entry->d_name, type == DT_DIR, type == DT_LNK || type == DT_UNKNOWN});
     }
     error_ = errno;  // 0 at the end
     return entries;

@@ -11,6 +11,7 @@
 struct kxDirectoryEntry {
     QByteArray name;           // bytes, as on disk
     bool isDirectory = false;  // as far as the list itself tells
+    bool isUnclear = false;    // a link, or of a kind that the list does not tell: may lead to a directory
 };
 
 // Which directory a path leads to; two paths to one directory have equal ones.

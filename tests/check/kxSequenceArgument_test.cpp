@@ -123,6 +123,10 @@ TEST_F(SequenceArgumentTest, DirectoryMeansAllItsSequencesInByteOrder) {
 TEST_F(SequenceArgumentTest, DirectoryMayHaveTheNameOfAFrame) {
     write({"take.0001.exr/b.1.exr", "take.0002.exr", "shot1.final/c.1.exr", "shot2.final/d.1.exr"});
     EXPECT_EQ(told({"take.0001.exr"}), "take.0001.exr/b.####.exr: 1");
+    ASSERT_EQ(symlink("take.0001.exr", dir.file("link.0001.exr").c_str()), 0);
+    ASSERT_EQ(symlink("take.0002.exr", dir.file("link.0002.exr").c_str()), 0);
+    EXPECT_EQ(told({"link.0001.exr"}), "link.0001.exr/b.####.exr: 1");
+    EXPECT_EQ(told({"link.0002.exr"}), "link.####.exr: 0001 0002");
     EXPECT_EQ(told({"shot1.final", "shot2.final"}), "shot1.final/c.####.exr: 1; shot2.final/d.####.exr: 1");
 }
 
