@@ -126,8 +126,10 @@ private:
         const bool isFileAtLeast = exact.isSingle && patterns.empty();
         if (directory.error != 0 && !(isFileAtLeast && directory.error == EACCES))
             return addProblem(path.isEmpty() ? QByteArray(".") : path, directory.error);
-        if (isFileAtLeast && !name.contains('.') && !entryOf(directory, name))
-            return addProblem(path + name, ENOENT);
+        if (isFileAtLeast && !name.contains('.') && !entryOf(directory, name)) {
+            const int error = kindOf(path + name).error;
+            if (error != 0 || directory.error == 0) return addProblem(path + name, error != 0 ? error : ENOENT);
+        }
 
         if (isFileAtLeast)
             add(path, exact, fileOfSingle(name, directory));

@@ -254,17 +254,23 @@ TEST_F(SequenceArgumentTest, NamesWithoutSlashAreInTheCurrentDirectory) {
 }
 
 TEST_F(SequenceArgumentTest, DirectoryWithoutPermissionIsAProblemButForSingleFiles) {
-    write({"a/b.1.exr", "a/comp.exr"});
+    write({"a/b.1.exr", "a/comp.exr", "a/noext", "closed/below/b.1.exr"});
     ASSERT_EQ(chmod(dir.path().c_str(), 0755), 0);
     ASSERT_EQ(chmod(dir.file("a").c_str(), 0111), 0);
+    ASSERT_EQ(chmod(dir.file("closed").c_str(), 0000), 0);
     constexpr uid_t ordinaryUser = 65534;  // everything is permitted to the privileged one
     const uid_t user = geteuid();
     ASSERT_TRUE(user != 0 || seteuid(ordinaryUser) == 0);
     const std::string sequence = told({"a/b.1.exr"});
     const std::string single = told({"a/comp.exr"});
+    const std::string without = told({"a/noext", "a/none"});
+    const std::string below = told({"closed/below"});
     ASSERT_EQ(seteuid(user), 0);
     EXPECT_EQ(sequence, "\nkxCheckFrames: a/: Permission denied");
     EXPECT_EQ(single, "a/comp.exr: +");
+    EXPECT_EQ(without, "a/noext: +\nkxCheckFrames: a/none: No such file or directory");
+    EXPECT_EQ(below, "\nkxCheckFrames: closed/below: Permission denied");
+    ASSERT_EQ(chmod(dir.file("closed").c_str(), 0700), 0);
     ASSERT_EQ(chmod(dir.file("a").c_str(), 0700), 0);
 }
 
