@@ -19,7 +19,7 @@ namespace kxCheck {
 
 // Which frame it is.
 struct FrameName {
-    std::optional<std::int64_t> number;  // none: a single file, its digits are no frame number
+    std::optional<std::int64_t> number;  // none: a single file, or a number that is too long
     QByteArray text;                     // the number as in the file's name, "0042"; empty without one
     std::optional<int> tile;             // of a sequence with tile markers, from 0
     QByteArray path;                     // bytes, as given to the system; also of a missing frame

@@ -23,10 +23,8 @@ QJsonArray findingObjects(const std::vector<Finding>& findings) {
 }
 
 void putName(QJsonObject& object, const FrameName& name) {
-    if (name.number) {
-        object.insert(QStringLiteral("frame"), jsonWhole(*name.number));
-        object.insert(QStringLiteral("text"), jsonText(name.text));
-    }
+    if (name.number) object.insert(QStringLiteral("frame"), jsonWhole(*name.number));
+    if (!name.text.isEmpty()) object.insert(QStringLiteral("text"), jsonText(name.text));
     if (name.tile) object.insert(QStringLiteral("tile"), *name.tile);
     putPath(object, name.path);
 }

@@ -93,6 +93,7 @@ TEST_F(JsonSchemaTest, DescribesWhatIsWritten) {
                                      sequenceJson(single),
                                      frameJson(fullFrame()),
                                      frameJson(judgedFrame(singleFile("\xff"), {})),
+                                     frameJson(judgedFrame({std::nullopt, "0123456789012345", {}, "/r/a.exr"}, {})),
                                      frameOfAllKinds(),
                                      keptJson(named("1", "\xff"), "x"),
                                      keptJson(singleFile("a"), "y"),

@@ -73,6 +73,15 @@ TEST(JsonLines, LeaveOutWhatDoesNotApply) {
     EXPECT_FALSE(frameJson(headers).contains("chunksPresent"));
 }
 
+TEST(JsonLines, ShowTheTextOfATooLongNumber) {
+    FrameName name = named("1");
+    name.number.reset();
+    name.text = "0123456789012345";
+    const QJsonObject object = parsed(frameJson(judgedFrame(name, {makeFinding(Code::unreadable, "x")})));
+    EXPECT_EQ(keysOf(object), "findings level path seconds text type verdict");
+    EXPECT_EQ(textAt(object, "text"), "0123456789012345");
+}
+
 TEST(JsonLines, ShowWhatWasKept) {
     EXPECT_EQ(
         keptJson(named("0042"), "Permission denied").toStdString(),
