@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// What repeats the options of kxCheckFrames has the same ones: manual page and completions. Those of bash are asked
-// in a real shell.
+// What repeats the options of kxCheckFrames has the same ones: manual page and completions. Those are asked in
+// real shells.
 #include "check/kxCheckOptions.h"
 #include "tests/support/Documents.h"
 #include "tests/support/RunProcess.h"
@@ -180,6 +180,43 @@ TEST(ZshCompletionTest, HasTheOptionsAndTheirWords) {
         EXPECT_TRUE(contains(text, row.words ? row.words : "")) << row.name;
     EXPECT_EQ(wordsOf(textsBetween("codes=(", ")", text).at(0)), codesOfErrorsAndWarnings());
     EXPECT_EQ(wordsOf(textsBetween("keys=(", ")", text).at(0)), expectationKeys());
+}
+
+// What typed lines are behind the completion key, on a terminal.
+TEST(ZshCompletionTest, CompletesLinesThatAreTyped) {
+    if (!std::filesystem::exists("/usr/bin/zsh")) GTEST_SKIP() << "zsh is not there";
+    const struct {
+        const char* typed;
+        const char* completed;
+    } cases[] = {
+        {"--lev", "--level="},
+        {"--level=st", "--level=structure "},
+        {"--list bad,mi", "--list bad,missing,"},
+        {"--fail-on=nan,fl", "--fail-on=nan,flat,"},
+        {"--expect da", "--expect data-window="},
+        {"--frames ", "--frames "},
+        {"b", "b.1.exr "},
+        {"--strict c", "--strict c.EXR "},
+        {"--json n", "--json notes.txt "},
+    };
+    const TempDir dir;
+    for (const char* const name : {"b.1.exr", "c.EXR", "notes.txt"})
+        ASSERT_TRUE(writeFileBytes(dir.file(name), ""));
+    std::string typed;
+    std::string expected = "ready\n";
+    for (const auto& c : cases) {
+        typed += std::string("kxCheckFrames ") + c.typed + "\n";
+        expected += std::string("<kxCheckFrames ") + c.completed + ">\n";
+    }
+    ASSERT_TRUE(writeFileBytes(dir.file("typed"), typed));
+    ProcessOptions options;
+    options.workingDirectory = dir.path();
+    const ProcessResult result = runProcess(
+        {"/bin/sh", "-c", "exec /usr/bin/zsh -f \"$0\" \"$1\" answers <typed",
+         (projectDir() / "tests/support/completeInZsh.zsh").string(), (projectDir() / "completions").string()},
+        options);
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(readFileBytes(dir.file("answers")), expected);
 }
 
 }  // namespace
