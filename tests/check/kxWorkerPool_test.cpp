@@ -283,27 +283,32 @@ TEST(WorkerPool, TakesItsWorkersWithIt) {
 
 TEST(WorkerPool, LosesNoFrameWhenWorkersAreKilledAtRandom) {
     const pid_t test = getpid();
+    SharedNotes& notes = sharedNotes();  // made before the fork, so that the killer shares them
     const pid_t killer = fork();
     if (killer == 0) {
         std::mt19937 random(7);
         for (;;) {
             std::this_thread::sleep_for(std::chrono::microseconds(random() % 8000));
-            const pid_t process = sharedNotes().process;
+            const pid_t process = notes.process;
             if (process > 0 && process != test) kill(process, SIGKILL);
             if (getppid() != test) _exit(0);
         }
     }
+    // On a fast machine a run may be over before the first kill: it is repeated until one struck.
     for (const Level level : {Level::structure, Level::pixels}) {
-        WorkerPool pool(withJobs(4), playedCheck);
-        addGood(pool, 2000, level);
-        for (int i = 0; i < 2000; ++i) {
-            const auto report = pool.next();
-            ASSERT_TRUE(report);
-            if (numberOf(*report) == i) continue;
-            EXPECT_EQ(firstFinding(*report), "limit: the reader was killed by signal 9 (KILL)");
+        bool struck = false;
+        while (!struck) {
+            WorkerPool pool(withJobs(4), playedCheck);
+            addGood(pool, 2000, level);
+            for (int i = 0; i < 2000; ++i) {
+                const auto report = pool.next();
+                ASSERT_TRUE(report);
+                if (numberOf(*report) == i) continue;
+                EXPECT_EQ(firstFinding(*report), "limit: the reader was killed by signal 9 (KILL)");
+            }
+            EXPECT_FALSE(pool.next());
+            struck = pool.traffic().workers > 4;
         }
-        EXPECT_FALSE(pool.next());
-        EXPECT_GT(pool.traffic().workers, 4);
     }
     kill(killer, SIGKILL);
     waitpid(killer, nullptr, 0);
