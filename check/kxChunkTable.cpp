@@ -77,22 +77,20 @@ bool isAt(const ChunkPlace& place, bool isTile, const char* leader) {
 }  // namespace
 
 ChunkTable::ChunkTable(FileBytes& bytes, const HeaderReading& reading) : bytes_(bytes), reading_(reading) {
-    std::uint64_t chunks = 0;
     for (const kxExr::Part& part : reading.parts) {
         grids_.emplace_back(part);
-        chunks = std::min(chunks + grids_.back().count(), ChunkGrid::countless);
+        count_ = std::min(count_ + grids_.back().count(), ChunkGrid::countless);
         if (grids_.back().count() > INT_MAX)
             finding_ = makeFinding(Code::header, "the header is damaged: it announces more chunks than can be");
     }
     const std::uint64_t room = bytes.size() - std::min(bytes.size(), reading.end);
-    if (chunks > room / sizeof(std::uint64_t))
+    if (count_ > room / sizeof(std::uint64_t))
         finding_ = makeFinding(Code::truncated, "the file ends within its chunk tables");
-    if (!finding_) offsets_.resize(chunks);
-    end_ = reading.end + offsets_.size() * sizeof(std::uint64_t);
+    if (!finding_) end_ = reading.end + count_ * sizeof(std::uint64_t);
 }
 
 ChunkFaults ChunkTable::checkPlaces() {
-    ChunkFaults faults(offsets_.size());
+    ChunkFaults faults(count_);
     if (!readOffsets()) return faults;
     checkOffsets(faults);
     checkLast(faults);
@@ -101,6 +99,7 @@ ChunkFaults ChunkTable::checkPlaces() {
 }
 
 bool ChunkTable::readOffsets() {
+    offsets_.assign(count_, 0);
     if (!bytes_.read(reading_.end, offsets_.size() * sizeof(std::uint64_t), offsets_.data())) return false;
     qFromLittleEndian<std::uint64_t>(offsets_.data(), static_cast<qsizetype>(offsets_.size()), offsets_.data());
     return true;

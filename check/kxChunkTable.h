@@ -32,6 +32,7 @@ public:
 
     const std::optional<Finding>& finding() const { return finding_; }
     const std::vector<ChunkGrid>& grids() const { return grids_; }
+    // Of all chunks; empty before checkPlaces().
     const std::vector<std::uint64_t>& offsets() const { return offsets_; }
 
     // Reads the tables and sets the faults that show in them and in the leader of the chunk that lies last; returns
@@ -55,7 +56,8 @@ private:
     std::optional<Finding> finding_;
     std::vector<ChunkGrid> grids_;
     std::vector<std::uint64_t> offsets_;
-    std::uint64_t end_ = 0;  // of the tables
+    std::uint64_t count_ = 0;  // of all chunks
+    std::uint64_t end_ = 0;    // of the tables
 };
 
 }  // namespace kxCheck

@@ -206,6 +206,26 @@ TEST_F(FileReader, CallsItALimitWhenMemoryRunsOut) {
     EXPECT_TRUE(hasCodeWithLittleMemory("a.exr", "limit"));
 }
 
+TEST_F(FileReader, NeedsNoMemoryForChunkTablesToReadHeaders) {
+    constexpr std::int32_t rows = 20000000;
+    Kind small;
+    small.parts = {KindPart()};
+    small.parts[0].compression = Imf::NO_COMPRESSION;
+    std::string bytes = exrBytes(small);
+    const PlainLayout layout = plainLayout(bytes);
+    putPlainNumber(bytes, layout.attribute(0, "dataWindow").value + 12, 4, rows - 1);
+    writeFileBytes(dir.file("a.exr"), bytes);
+    std::filesystem::resize_file(dir.file("a.exr"), layout.headersEnd + std::uint64_t{8} * rows);
+    const int code = exitCodeWithLimits([this] {
+        const rlim_t memory = usedMemory() + (24U << 20);
+        const rlimit limit{memory, memory};
+        setrlimit(RLIMIT_AS, &limit);
+        const FileReport report = checkFile({QByteArray::fromStdString(dir.file("a.exr")), Level::headers});
+        return report.findings.empty() && report.headers ? 0 : 1;
+    });
+    EXPECT_EQ(code, 0);
+}
+
 TEST_F(FileReader, NeedsNoMemoryToTellThatAChunkIsTooSmallForItsPixels) {
     const std::string good = largeTileBytes();
     const PlainLayout layout = plainLayout(good);
