@@ -95,7 +95,11 @@ void FileLook::look() {
             return standAlone(
                 makeFinding(Code::unsupported, QByteArray("compression ") + compressionName(part.compression)));
     ChunkTable table(bytes_, reading);
-    if (table.finding()) return standAlone(*table.finding());
+    if (table.finding()) {
+        const bool isCut = table.finding()->code == Code::truncated;  // behind headers that are whole
+        if (isCut) report_.headers = std::make_shared<const Headers>(reading.parts);
+        return standAlone(*table.finding());
+    }
     ExrCore core(bytes_, reading);
     if (const std::optional<Finding> refusal = core.open()) return standAlone(*refusal);
     report_.headers = std::make_shared<const Headers>(reading.parts);
