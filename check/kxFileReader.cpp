@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxFileReader.h"
 
+#include "check/kxFileIdentity.h"
 #include "check/kxPixelCheck.h"
 #include "shared/kxSystemCall.h"
 
@@ -50,16 +51,10 @@ Finding absence(const QByteArray& path, int errorNumber) {
     return makeFinding(Code::missing, "there is no such file");
 }
 
-// Times that 64 bits can't hold become the nearest ones that they can.
-std::int64_t nanoseconds(const timespec& time) {
-    constexpr std::int64_t most = INT64_MAX / 1000000000 - 1;
-    const std::int64_t seconds = std::clamp<std::int64_t>(time.tv_sec, -most, most);
-    return seconds * 1000000000 + time.tv_nsec;
-}
-
-FileIdentity identityOf(const struct stat& status) {
-    return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino),
-            static_cast<std::int64_t>(status.st_size), nanoseconds(status.st_mtim)};
+// Only regular files have one.
+void setIdentity(const struct stat& status, FileReport& report) {
+    report.hasIdentity = S_ISREG(status.st_mode);
+    if (report.hasIdentity) report.identity = identityOf(status);
 }
 
 // One look at an open regular file.
@@ -120,18 +115,18 @@ void FileLook::lookAtChunks(const HeaderReading& reading, const ExrCore& core, C
 // False when the file changed meanwhile, as far as its size and time tell.
 bool lookOnce(const FileCheck& check, ChunkSink* sink, FileReport& report) {
     const Descriptor descriptor(check.path);
+    struct stat status;
     if (descriptor.number() < 0) {
         report.findings.push_back(absence(check.path, errno));
+        if (stat(check.path.constData(), &status) == 0) setIdentity(status, report);
         return true;
     }
-    struct stat status;
     if (fstat(descriptor.number(), &status) != 0) {
         report.findings.push_back(unreadable(errno));
         return true;
     }
-    report.hasIdentity = true;
-    report.identity = identityOf(status);
-    if (!S_ISREG(status.st_mode)) {
+    setIdentity(status, report);
+    if (!report.hasIdentity) {
         report.findings.push_back(makeFinding(Code::unreadable, "this is no regular file"));
         return true;
     }

@@ -16,7 +16,8 @@
 
 namespace kxCheck {
 
-// Which file it was, as the system told it through the descriptor that was read.
+// Which file it was, as the system told it: through the descriptor that was read, of a file that could not be
+// opened by its path.
 struct FileIdentity {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
@@ -41,7 +42,7 @@ struct ChunkCounts {
 using Headers = std::vector<kxExr::Part>;
 
 struct FileReport {
-    bool hasIdentity = false;  // false: the file could not be opened
+    bool hasIdentity = false;  // false: no regular file is known to be there
     FileIdentity identity;
     std::shared_ptr<const Headers> headers;  // null when they could not be read
     std::vector<ChunkCounts> chunks;         // per part; empty below level structure or without headers

@@ -163,6 +163,8 @@ TEST_F(FileReader, ReadsNothingButRegularFiles) {
     const Texts expected{"unreadable: this is no regular file"};
     EXPECT_EQ(textsOf(check("directory.exr")), expected);
     EXPECT_EQ(textsOf(check("pipe.exr")), expected);
+    EXPECT_FALSE(check("directory.exr").hasIdentity);
+    EXPECT_FALSE(check("pipe.exr").hasIdentity);
     EXPECT_EQ(textsOf(checkFile({"/dev/null", Level::headers})), expected);
 }
 
@@ -171,6 +173,17 @@ TEST_F(FileReader, ReportsTheSystemsReason) {
     writeFileBytes(dir.file("a.exr"), goodBytes());
     ASSERT_EQ(chmod(dir.file("a.exr").c_str(), 0), 0);
     EXPECT_EQ(textsOf(check("a.exr")), Texts{"unreadable: Permission denied"});
+}
+
+TEST_F(FileReader, TellsTheSizeOfAFileThatCannotBeOpened) {
+    writeFileBytes(dir.file("a.exr"), goodBytes());
+    const int code = exitCodeWithLimits([this] {
+        const rlimit none{0, 0};
+        setrlimit(RLIMIT_NOFILE, &none);
+        const FileReport report = check("a.exr");
+        return report.hasIdentity && report.identity.size == static_cast<std::int64_t>(goodBytes().size()) ? 0 : 1;
+    });
+    EXPECT_EQ(code, 0);
 }
 
 TEST_F(FileReader, ReportsThatDescriptorsRanOut) {
