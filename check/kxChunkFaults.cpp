@@ -126,7 +126,8 @@ public:
         std::vector<Finding> found;
         for (const Run& run : runs_) found.push_back(findingOf(run, parts, grids));
         if (hidden_ > 0) {
-            found.push_back(makeFinding(rowOf(hiddenFault_).code, number(hidden_) + " more places are damaged"));
+            // In the words of arrangeFindings(), which adds to it.
+            found.push_back(makeFinding(rowOf(hiddenFault_).code, number(hidden_) + " more findings"));
             found.back().count = hidden_;
         }
         return found;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxChunkFaults.h"
 
+#include "check/kxFrameReport.h"
+
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -114,8 +116,15 @@ TEST(ChunkFaults, CountsTheRestInTheLastOfAHundred) {
     ASSERT_EQ(findings.size(), mostFindings);
     EXPECT_EQ(findings[98].code, Code::unfinished);
     EXPECT_EQ(findings[99].code, Code::chunk);
-    EXPECT_EQ(findings[99].text, "102 more places are damaged");
+    EXPECT_EQ(findings[99].text, "102 more findings");
     EXPECT_EQ(findings[99].count, 102);
+    EXPECT_TRUE(standsForOthers(findings[99]));
+
+    std::vector<Finding> judged = findings;
+    judged.push_back(makeFinding(Code::expected, "size"));
+    arrangeFindings(judged);
+    ASSERT_EQ(judged.size(), mostFindings);
+    EXPECT_EQ(judged[99].count, 103);
 }
 
 TEST(ChunkFaults, AHundredRunsAreAllTold) {
