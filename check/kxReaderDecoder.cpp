@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxReaderDecoder.h"
 
+#include <ImfChannelList.h>
 #include <ImfFrameBuffer.h>
 #include <ImfIO.h>
 #include <ImfInputPart.h>
