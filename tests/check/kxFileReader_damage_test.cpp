@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 
 using namespace kxCheck;
 
@@ -78,7 +79,7 @@ TEST(FileReaderDamage, OfDataIsFoundInChunkAndOnlyThere) {
          {"flatRowsZip", "flatRowsZips", "flatTilesZip", "deepRowsZips", "deepTilesZips", "partsFlat"}) {
         SCOPED_TRACE(kind);
         const std::string good = bytesOfKind(kind);
-        size_t found = 0;
+        std::size_t found = 0;
         const std::vector<ExrDamage> damages = damagedData(good);
         for (const ExrDamage& damage : damages) {
             const FileReport report = file.check(damage.file);
@@ -111,7 +112,7 @@ TEST(FileReaderDamage, CutFilesAreTruncatedWhereverTheCutIs) {
         SCOPED_TRACE(kind);
         const std::string good = bytesOfKind(kind);
         const PlainLayout layout = plainLayout(good);
-        for (size_t size = 8; size < good.size(); size += size < layout.tablesEnd + 60 ? 1 : 97) {
+        for (std::size_t size = 8; size < good.size(); size += size < layout.tablesEnd + 60 ? 1 : 97) {
             const std::string cut = good.substr(0, size);
             const Level level = size < layout.tablesEnd ? Level::headers : Level::structure;
             const FileReport report = file.check(cut, level);
@@ -155,7 +156,7 @@ TEST(FileReaderDamage, OverlappingChunksAreBothNamed) {
     const PlainLayout layout = plainLayout(bytes);
     // Row 10 as a whole once more inside row 20, over the beginning of row 21.
     const PlainChunk& inner = layout.chunks[10];
-    const size_t place = layout.chunks[20].data + 4;
+    const std::size_t place = layout.chunks[20].data + 4;
     bytes.replace(place, inner.end - inner.offset, bytes.substr(inner.offset, inner.end - inner.offset));
     putPlainNumber(bytes, inner.entry, 8, place);
     const std::vector<std::string> expected{"chunk: row 10 of 70 overlaps another chunk",

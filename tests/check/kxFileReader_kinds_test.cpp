@@ -55,13 +55,13 @@ private:
     void takeDeep(const DecodedChunk& chunk) {
         const char* at = reinterpret_cast<const char*>(chunk.samples);
         for (int y = 0; y < chunk.place.height; ++y) {
-            const std::int32_t* ends = chunk.counts + y * chunk.place.width;
+            const std::int32_t* ends = chunk.counts + std::ptrdiff_t{y} * chunk.place.width;
             for (std::size_t c = 0; c < chunk.channels->size(); ++c)
                 for (int x = 0; x < chunk.place.width; ++x) {
                     const auto count = static_cast<unsigned>(ends[x] - (x > 0 ? ends[x - 1] : 0));
                     const std::pair<int, int> pixel{chunk.place.firstY + y, chunk.place.firstX + x};
                     counts[chunk.part][pixel] = count;
-                    const std::size_t size = count * (*chunk.channels)[c].sampleSize;
+                    const std::size_t size = std::size_t{count} * (*chunk.channels)[c].sampleSize;
                     if (size > 0) samples[chunk.part][c][pixel] = std::string(at, size);
                     at += size;
                 }
