@@ -3,6 +3,7 @@
 #include "check/kxCheckOptions.h"
 #include "shared/kxMemoryLimit.h"
 #include "tests/support/CheckTest.h"
+#include "tests/support/Documents.h"
 
 #include <algorithm>
 
@@ -35,9 +36,8 @@ protected:
 
 // As far as a look at this file can tell.
 TEST_F(CheckOptionsTest, AreAllTestedHereOrAmongTheRemovals) {
-    const std::string file = __FILE__;
-    const std::string removals = file.substr(0, file.rfind('/')) + "/process_checkRemoval_test.cpp";
-    const std::string tests = readFileBytes(file) + readFileBytes(removals);
+    const std::string tests = document("tests/check/process_checkOptions_test.cpp") +
+                              document("tests/check/process_checkRemoval_test.cpp");
     for (const kxCheck::OptionRow& row : kxCheck::optionRows())
         EXPECT_NE(tests.find("\"--" + std::string(row.name)), std::string::npos) << row.name;
 }
