@@ -87,11 +87,11 @@ TEST(ManualPageTest, NamesWordsAndKeysOfTheOptions) {
 class BashCompletionTest : public testing::Test {
 protected:
     Words completed(const std::vector<std::string>& words) const {
-        std::vector<std::string> arguments{
-            "/bin/bash", "--norc", "-c",
+        const std::string command =
             "source \"$0\" && COMP_WORDS=(kxCheckFrames \"$@\") COMP_CWORD=$# && { _kxCheckFrames; "
-            "printf '%s\\n' \"${COMPREPLY[@]}\"; }",
-            (projectDir() / "completions/kxCheckFrames.bash").string()};
+            "printf '%s\\n' \"${COMPREPLY[@]}\"; }";
+        std::vector<std::string> arguments{"/bin/bash", "--norc", "-c", command,
+                                           (projectDir() / "completions/kxCheckFrames.bash").string()};
         arguments.insert(arguments.end(), words.begin(), words.end());
         ProcessOptions options;
         options.workingDirectory = dir_.path();
