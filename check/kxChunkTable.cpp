@@ -183,7 +183,7 @@ ChunkFault ChunkTable::checkFlatSizes(kxExr::Compression compression, const Chun
 ChunkFault ChunkTable::checkDeepSizes(const kxExr::Part& header, const ChunkPlace& place, const char* sizes,
                                       ChunkLeader& leader) const {
     std::int64_t numbers[3];
-    for (int i = 0; i < 3; ++i) numbers[i] = numberAt<std::int64_t>(sizes + std::ptrdiff_t{8} * i);
+    for (std::ptrdiff_t i = 0; i < 3; ++i) numbers[i] = numberAt<std::int64_t>(sizes + 8 * i);
     if (*std::min_element(numbers, numbers + 3) < 0) return ChunkFault::wrongLeader;
     leader.countsSize = static_cast<std::uint64_t>(numbers[0]);
     leader.packedSize = static_cast<std::uint64_t>(numbers[1]);
