@@ -432,8 +432,9 @@ int lowestFirstPosition(const kxSampling::Offsets<N>& offsets, double spread, fl
 
 TEST(Scaling, JitterOfTheFirstPixelNeverLeadsAboveTheImage) {
     float factor = 1.0F;
-    for (int step = 0; step < 19; ++step, factor *= 3.0F) {
+    for (int step = 0; step < 19; ++step) {
         EXPECT_GE(lowestFirstPosition(kxSampling::offsets16, static_cast<double>(0.14F), factor), 0) << factor;
         EXPECT_GE(lowestFirstPosition(kxSampling::offsets9, static_cast<double>(0.15F), factor), 0) << factor;
+        factor *= 3.0F;
     }
 }
