@@ -66,8 +66,8 @@ struct PlaneShape {
     int ySampling = 1;
     Imath::Box2i window;
 
-    std::size_t columns() const { return static_cast<std::size_t>((window.max.x - window.min.x) / xSampling + 1); }
-    std::size_t rows() const { return static_cast<std::size_t>((window.max.y - window.min.y) / ySampling + 1); }
+    std::size_t columns() const { return static_cast<std::size_t>((window.max.x - window.min.x) / xSampling) + 1; }
+    std::size_t rows() const { return static_cast<std::size_t>((window.max.y - window.min.y) / ySampling) + 1; }
 };
 
 // The window's first corner is a multiple of the sampling, as in every file.
@@ -162,7 +162,7 @@ DeepPicture deepPictureOf(const Imf::Header& header, std::uint32_t seed) {
     DeepPicture picture;
     insertCounts(picture, header.dataWindow());
     // Whole rows without samples are among them.
-    const std::size_t width = static_cast<std::size_t>(header.dataWindow().max.x - header.dataWindow().min.x + 1);
+    const std::size_t width = static_cast<std::size_t>(header.dataWindow().max.x - header.dataWindow().min.x) + 1;
     for (std::size_t p = 0; p < picture.counts.size(); ++p)
         picture.counts[p] = p / width % 9 == 4 ? 0 : mixed(seed, static_cast<std::uint32_t>(p)) % 4;
     insertSamples(picture, header.channels(), header.dataWindow());
