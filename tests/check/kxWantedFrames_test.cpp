@@ -109,10 +109,10 @@ TEST(WantedFramesTest, StepIsFoundFromTheDifferences) {
 TEST(WantedFramesTest, FramesAndStepAreThoseOfTheSequenceRecord) {
     std::mt19937 random(12);
     for (int round = 0; round < 60; ++round) {
-        const int span = 2 + static_cast<int>(random() % 40);
-        const int scale = 1 + static_cast<int>(random() % 5);
+        const std::int64_t span = 2 + static_cast<std::int64_t>(random() % 40);
+        const std::int64_t scale = 1 + static_cast<std::int64_t>(random() % 5);
         std::set<std::int64_t> numbers;
-        for (int i = 0; i < 1 + span / 2; ++i) numbers.insert((static_cast<int>(random()) % span) * scale);
+        for (int i = 0; i < 1 + span / 2; ++i) numbers.insert(static_cast<std::int64_t>(random()) % span * scale);
         SequenceDir files;
         for (const std::int64_t number : numbers) files.write({"b." + std::to_string(number) + ".exr"});
         files.find("b.#.exr");
