@@ -6,6 +6,7 @@
 #pragma once
 
 #include "check/kxFinding.h"
+#include "check/kxPictureReport.h"
 #include "image/kxExrPart.h"
 
 #include <QByteArray>
@@ -44,17 +45,21 @@ using Headers = std::vector<kxExr::Part>;
 struct FileReport {
     bool hasIdentity = false;  // false: no regular file is known to be there
     FileIdentity identity;
-    std::shared_ptr<const Headers> headers;  // null when they could not be read
-    std::vector<ChunkCounts> chunks;         // per part; empty below level structure or without headers
-    bool decoded = false;                    // level pixels, and every chunk could be decoded
-    std::vector<Finding> findings;           // of the file by itself, at most mostFindings, in the order found
-    double seconds = 0;                      // that the check took
+    std::shared_ptr<const Headers> headers;        // null when they could not be read
+    std::vector<ChunkCounts> chunks;               // per part; empty below level structure or without headers
+    bool decoded = false;                          // level pixels, and every chunk could be decoded
+    std::shared_ptr<const PictureReport> picture;  // what the samples say; null unless decoded
+    std::vector<Finding> findings;  // of the file by itself, at most mostFindings, in the order found
+    double seconds = 0;             // that the check took
 };
 
 // How far and within which bounds a file is looked at.
 struct FileCheck {
     QByteArray path;  // bytes, as given to the system
     Level level = Level::pixels;
+    QByteArray cacheFile;       // of the frame's entry, at level pixels; empty: without cache
+    bool keepsInCache = false;  // an entry may be written when there is none that can be used
+    bool wantsPreview = false;  // at level pixels
 };
 
 }  // namespace kxCheck
