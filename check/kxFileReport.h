@@ -57,7 +57,7 @@ struct FileReport {
 struct FileCheck {
     QByteArray path;  // bytes, as given to the system
     Level level = Level::pixels;
-    QByteArray cacheFile;       // of the frame's entry, at level pixels; empty: without cache
+    QByteArray cacheFile = {};  // of the frame's entry, at level pixels; empty: without cache
     bool keepsInCache = false;  // an entry may be written when there is none that can be used
     bool wantsPreview = false;  // at level pixels
 };

@@ -44,11 +44,15 @@ struct PictureFacts {
         ranges;  // r, g, b, a; none: no such channel, or no finite sample in it
 };
 
-// A picture reduced to be looked at: JPEG, sRGB without alpha.
+// The longer side of a preview's small form, in pixels, at most.
+constexpr int smallPreviewSide = 160;
+
+// A picture reduced to be looked at, in two sizes: JPEG, sRGB without alpha. Both are there, or none.
 struct Preview {
     QByteArray jpeg;  // empty: none was asked for, or there is no picture
-    int width = 0;    // pixels
+    int width = 0;    // pixels, of `jpeg`
     int height = 0;
+    QByteArray small;  // the same for a page that shows thousands: a few KB
 };
 
 // Of a file of which every chunk could be decoded.
