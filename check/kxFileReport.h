@@ -13,7 +13,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <utility>
 #include <vector>
 
 namespace kxCheck {
@@ -56,9 +55,6 @@ struct FileReport {
 
 // How far and within which bounds a file is looked at.
 struct FileCheck {
-    FileCheck() = default;
-    FileCheck(QByteArray filePath, Level untilLevel) : path(std::move(filePath)), level(untilLevel) {}
-
     QByteArray path;  // bytes, as given to the system
     Level level = Level::pixels;
     QByteArray cacheFile = {};  // of the frame's entry, at level pixels; empty: without cache
