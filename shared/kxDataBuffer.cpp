@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "shared/kxDataBuffer.h"
 
+#include "shared/kxReplacementFile.h"
 #include "shared/kxSystemCall.h"
 
 #include <zlib.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstddef>
-#include <cstdio>
 #include <string>
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace {
@@ -41,24 +39,6 @@ constexpr ErrorText errorTexts[] = {
     {_KX_DataBuffer::errorTooLong, "File is longer than expected"},
 };
 
-// A file descriptor that is closed when the object goes.
-class Descriptor {
-public:
-    Descriptor() = default;
-    ~Descriptor() { close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    // 0, or the reason as an errno value; 0 too when nothing is open. An interrupted close has closed.
-    int close() {
-        const int closing = number;
-        number = -1;
-        return closing < 0 || ::close(closing) == 0 || errno == EINTR ? 0 : errno;
-    }
-
-    int number = -1;
-};
-
 // The name as a path for the system; a zero byte would silently name another file.
 int pathOf(const _kxString8_allSize<500>& name, std::string& path) {
     path.assign(name.data(), static_cast<std::size_t>(name.length()));
@@ -72,95 +52,6 @@ int openFile(const char* path, int flags) {
 
 // --- Writing ---------------------------------------------------------------------------------------------------
 
-int writeAll(int file, const char* bytes, std::size_t size) {
-    while (size > 0) {
-        const ssize_t written = kxRetryInterrupted<ssize_t>(-1, [&] { return write(file, bytes, size); });
-        if (written <= 0) return written < 0 ? errno : EIO;
-        bytes += written;
-        size -= static_cast<std::size_t>(written);
-    }
-    return 0;
-}
-
-int flushToDisk(int file) {
-    return kxRetryInterrupted(-1, [&] { return fsync(file); }) == 0 ? 0 : errno;
-}
-
-// Some file systems can't flush a directory: there the rename is as safe as it gets.
-int flushDirectory(int directory) {
-    const int code = flushToDisk(directory);
-    return code == EINVAL || code == ENOTSUP || code == ENOSYS ? 0 : code;
-}
-
-// A new file in the directory of its target. It takes the target's place in replaceTarget(), or is removed.
-class ReplacementFile {
-public:
-    ~ReplacementFile() {
-        if (!temporaryName_.empty()) removeTemporary();
-    }
-
-    // 0, or the reason as an errno value.
-    int create(const std::string& target);
-    int replaceTarget();
-    int file() const { return file_.number; }
-
-private:
-    int createTemporary();
-    void removeTemporary() const;
-
-    Descriptor directory_;
-    Descriptor file_;
-    std::string targetName_;
-    std::string temporaryName_;  // empty when there is none
-};
-
-int ReplacementFile::create(const std::string& target) {
-    const std::size_t nameStart = target.rfind('/') + 1;  // 0 without "/"
-    const std::string directory = nameStart > 0 ? target.substr(0, nameStart) : ".";
-    targetName_ = target.substr(nameStart);
-    if (targetName_.empty()) return EISDIR;
-    directory_.number = openFile(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    return directory_.number < 0 ? errno : createTemporary();
-}
-
-// The name is independent of the target's, which may be as long as the file system allows. Other writers, on other
-// machines too, are told apart by O_EXCL.
-int ReplacementFile::createTemporary() {
-    static std::atomic<unsigned> number{0};
-    constexpr int attempts = 100;
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        timespec now{};
-        clock_gettime(CLOCK_REALTIME, &now);
-        char name[80];
-        std::snprintf(name, sizeof name, ".kxCache-%ld-%lld%09ld-%u.tmp", static_cast<long>(getpid()),
-                      static_cast<long long>(now.tv_sec), now.tv_nsec, number++);
-        file_.number = kxRetryInterrupted(
-            -1, [&] { return openat(directory_.number, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666); });
-        if (file_.number >= 0) {
-            temporaryName_ = name;
-            return 0;
-        }
-        if (errno != EEXIST) return errno;
-    }
-    return EEXIST;
-}
-
-// Where that fails too, a file is left that nothing ever reads.
-void ReplacementFile::removeTemporary() const {
-    static_cast<void>(
-        kxRetryInterrupted(-1, [&] { return unlinkat(directory_.number, temporaryName_.c_str(), 0); }));
-}
-
-int ReplacementFile::replaceTarget() {
-    if (const int code = flushToDisk(file_.number)) return code;
-    if (const int code = file_.close()) return code;
-    const int directory = directory_.number;
-    const auto rename = [&] { return renameat(directory, temporaryName_.c_str(), directory, targetName_.c_str()); };
-    if (kxRetryInterrupted(-1, rename) != 0) return errno;
-    temporaryName_.clear();
-    return flushDirectory(directory);
-}
-
 int deflateArea(z_stream& stream, int file, const Area& area, int flush) {
     char chunk[chunkSize];
     stream.next_in = reinterpret_cast<Bytef*>(area.bytes);
@@ -171,7 +62,7 @@ int deflateArea(z_stream& stream, int file, const Area& area, int flush) {
         // The result says nothing more: with memory and a free chunk deflate goes on, or there is nothing left to
         // do.
         deflate(&stream, flush);
-        if (const int code = writeAll(file, chunk, chunkSize - stream.avail_out)) return code;
+        if (const int code = kxWriteAll(file, chunk, chunkSize - stream.avail_out)) return code;
     } while (stream.avail_out == 0);
     return 0;
 }
@@ -186,8 +77,8 @@ int writeCompressed(int file, const Area& header, const Area& data) {
 }
 
 int writePlain(int file, const Area& header, const Area& data) {
-    const int code = writeAll(file, header.bytes, header.size);
-    return code != 0 ? code : writeAll(file, data.bytes, data.size);
+    const int code = kxWriteAll(file, header.bytes, header.size);
+    return code != 0 ? code : kxWriteAll(file, data.bytes, data.size);
 }
 
 // --- Reading ---------------------------------------------------------------------------------------------------
@@ -206,7 +97,7 @@ int expectEndOfFile(int file) {
 }
 
 // Opening does not wait: a pipe without a writer would never come back.
-int openRegular(const std::string& path, long long sizeLimit, Descriptor& file) {
+int openRegular(const std::string& path, long long sizeLimit, kxDescriptor& file) {
     file.number = openFile(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (file.number < 0) return errno;
     struct stat status {};
@@ -309,8 +200,8 @@ int _KX_DataBuffer::saveToFileCompressed(_kxString8_allSize<500> fileName, const
     const Area dataArea{data, static_cast<std::size_t>(dataSize)};
     std::string path;
     if (const int code = pathOf(fileName, path)) return code;
-    ReplacementFile target;
-    if (const int code = target.create(path)) return code;
+    kxReplacementFile target;
+    if (const int code = target.create(path, ".kxCache")) return code;
     const int code = compressed ? writeCompressed(target.file(), headerArea, dataArea)
                                 : writePlain(target.file(), headerArea, dataArea);
     return code != 0 ? code : target.replaceTarget();
@@ -323,7 +214,7 @@ int _KX_DataBuffer::loadFromFileCompressed(_kxString8_allSize<500> fileName, con
     const Area dataArea{data, static_cast<std::size_t>(dataSize)};
     std::string path;
     if (const int code = pathOf(fileName, path)) return code;
-    Descriptor file;
+    kxDescriptor file;
     if (const int code = openRegular(path, largestStream(headerArea.size + dataArea.size), file)) return code;
     return compressed ? readCompressed(file.number, headerArea, dataArea)
                       : readPlain(file.number, headerArea, dataArea);
