@@ -123,6 +123,7 @@ ChunkDecoder::Result ChunkDecoder::give(const void* samples, std::uint64_t size)
     if (!sink_) return Result::good;
     DecodedChunk chunk;
     chunk.part = part_;
+    chunk.header = &header();
     chunk.place = place_;
     chunk.channels = &channels_;
     chunk.size = size;

@@ -22,6 +22,7 @@ struct ChunkChannel {
 // its sampling have none. In deep chunks each pixel has as many samples in a row as it has, one after another.
 struct DecodedChunk {
     int part = 0;
+    const kxExr::Part* header = nullptr;  // of the part
     ChunkPlace place;
     const std::vector<ChunkChannel>* channels = nullptr;
     const unsigned char* samples = nullptr;  // null where there is none

@@ -32,6 +32,7 @@ public:
     // Each step says whether the next one has something to look at; the finding is set when it does not.
     HeaderReading run() {
         if (readMagic() && readVersion() && readParts()) keepParts();
+        reading_.notes = notes_.notes();
         reading_.end = offset_;
         return std::move(reading_);
     }
@@ -49,6 +50,7 @@ private:
     bool readParts();
     bool readPart(PartDraft& draft);
     bool readAttribute(const QByteArray& name, PartDraft& draft);
+    bool passOver(const QByteArray& name, const QByteArray& type, std::uint32_t size);
     bool keepShared(std::int32_t size, QByteArray& kept);
     bool readValue(const AttributeRow& row, std::uint32_t size, PartDraft& draft);
     bool readChannels(std::uint64_t end, PartDraft& draft);
@@ -67,6 +69,7 @@ private:
     std::uint32_t version_ = 0;  // the whole field, flags included
     FileFlags flags_;
     std::vector<PartDraft> drafts_;
+    NoteTaker notes_;
     HeaderReading reading_;
 };
 
@@ -166,7 +169,18 @@ bool HeaderWalk::readAttribute(const QByteArray& name, PartDraft& draft) {
     }
     if (name == type && name == "chromaticities") return keepShared(size, draft.chromaticities);
     if (name == type && name == "timecode") return keepShared(size, draft.timecode);
-    offset_ += static_cast<std::uint64_t>(size);
+    return passOver(name, type, static_cast<std::uint32_t>(size));
+}
+
+// But for what it may say about how the frame was made.
+bool HeaderWalk::passOver(const QByteArray& name, const QByteArray& type, std::uint32_t size) {
+    if (notes_.wants(name, type)) {
+        const std::uint32_t count = std::min(size, NoteTaker::mostBytes);
+        const char* value = bytes_.view(offset_, count);
+        if (!value) return failTruncated();
+        notes_.take(name, type, QByteArray(value, static_cast<int>(count)));
+    }
+    offset_ += size;
     return true;
 }
 

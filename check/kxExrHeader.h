@@ -29,6 +29,7 @@ struct HeaderPatch {
 struct HeaderReading {
     std::optional<Finding> finding;  // why the headers can't be used; then `parts` may be incomplete
     Headers parts;
+    HeaderNotes notes;
     bool multipart = false;            // each chunk begins with the number of its part
     std::uint64_t end = 0;             // where the first chunk table begins
     std::vector<HeaderPatch> patches;  // by offset

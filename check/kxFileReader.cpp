@@ -73,6 +73,7 @@ public:
 
 private:
     void look();
+    void keepHeaders(const HeaderReading& reading);
     void lookAtChunks(const HeaderReading& reading, const ExrCore& core, ChunkTable& table);
     void standAlone(const Finding& finding) { report_.findings.assign(1, finding); }
 
@@ -92,13 +93,18 @@ void FileLook::look() {
     ChunkTable table(bytes_, reading);
     if (table.finding()) {
         const bool isCut = table.finding()->code == Code::truncated;  // behind headers that are whole
-        if (isCut) report_.headers = std::make_shared<const Headers>(reading.parts);
+        if (isCut) keepHeaders(reading);
         return standAlone(*table.finding());
     }
     ExrCore core(bytes_, reading);
     if (const std::optional<Finding> refusal = core.open()) return standAlone(*refusal);
-    report_.headers = std::make_shared<const Headers>(reading.parts);
+    keepHeaders(reading);
     if (level_ != Level::headers) lookAtChunks(reading, core, table);
+}
+
+void FileLook::keepHeaders(const HeaderReading& reading) {
+    report_.headers = std::make_shared<const Headers>(reading.parts);
+    report_.notes = reading.notes;
 }
 
 void FileLook::lookAtChunks(const HeaderReading& reading, const ExrCore& core, ChunkTable& table) {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "check/kxFinding.h"
+#include "check/kxHeaderNotes.h"
 #include "check/kxPictureReport.h"
 #include "image/kxExrPart.h"
 
@@ -46,6 +47,7 @@ struct FileReport {
     bool hasIdentity = false;  // false: no regular file is known to be there
     FileIdentity identity;
     std::shared_ptr<const Headers> headers;        // null when they could not be read
+    HeaderNotes notes;                             // whatever the level; empty without headers
     std::vector<ChunkCounts> chunks;               // per part; empty below level structure or without headers
     bool decoded = false;                          // level pixels, and every chunk could be decoded
     std::shared_ptr<const PictureReport> picture;  // what the samples say; null unless decoded

@@ -46,11 +46,14 @@ struct PictureFacts {
 
 // The longer side of a preview's small form, in pixels, at most.
 constexpr int smallPreviewSide = 160;
+// Bytes of a preview and of its small form, at most.
+constexpr int mostPreviewBytes = 512 << 10;
+constexpr int mostSmallPreviewBytes = 64 << 10;
 
 // A picture reduced to be looked at, in two sizes: JPEG, sRGB without alpha. Both are there, or none.
 struct Preview {
     QByteArray jpeg;  // empty: none was asked for, or there is no picture
-    int width = 0;    // pixels, of `jpeg`
+    int width = 0;    // pixels, of `jpeg`; the product is kxCHK::thumbnailCapacity at most
     int height = 0;
     QByteArray small;  // the same for a page that shows thousands: a few KB
 };
@@ -60,8 +63,6 @@ struct PictureReport {
     std::optional<PictureFacts> picture;  // none: the first part has neither R, G, B nor Y
     std::vector<StrangeSamples> strange;  // only channels that have some, in the order of parts and channels
     std::array<std::uint64_t, 2> hash{};  // of all samples of all parts; equal for equal samples
-    QByteArray infoText;                  // the machine that made the frame; empty: no attribute says
-    int renderTime = -1;                  // seconds; -1: no attribute says
     Preview preview;
     bool isCached = false;  // it comes from the cache; nothing was decoded
 };

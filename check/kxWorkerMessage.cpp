@@ -3,6 +3,8 @@
 // record once, for writing and for reading: `io` is a Writer or a Reader.
 #include "check/kxWorkerMessage.h"
 
+#include "image/KX_DataTypes_image.h"
+
 #include <QDataStream>
 #include <QIODevice>
 
@@ -38,7 +40,12 @@ public:
     void real(const T& value) {
         stream_ << static_cast<double>(value);
     }
-    void bytes(const QByteArray& value) { stream_ << value; }
+    void bytes(const QByteArray& value, int /*most*/ = 0) { stream_ << value; }
+    template <class T, class Pass>
+    void pointer(const std::shared_ptr<const T>& value, Pass pass) {
+        number(value != nullptr, 0, 1);
+        if (value) pass(*this, *value);
+    }
     template <class T, class Pass>
     void optional(const std::optional<T>& value, Pass pass) {
         number(value.has_value(), 0, 1);
@@ -75,8 +82,18 @@ public:
         if (good()) stream_ >> read;
         if (good()) value = static_cast<T>(read);
     }
-    void bytes(QByteArray& value) {
+    void bytes(QByteArray& value, int most = static_cast<int>(greatestMessage)) {
         if (good()) stream_ >> value;
+        if (value.size() > most) stream_.setStatus(QDataStream::ReadCorruptData);
+    }
+    template <class T, class Pass>
+    void pointer(std::shared_ptr<const T>& value, Pass pass) {
+        bool there = false;
+        number(there, 0, 1);
+        if (!there || !good()) return;
+        const auto read = std::make_shared<T>();
+        pass(*this, *read);
+        value = read;
     }
     template <class T, class Pass>
     void optional(std::optional<T>& value, Pass pass) {
@@ -127,6 +144,9 @@ constexpr std::size_t anyCount = greatestMessage;
 constexpr auto passCheck = [](auto& io, auto& check) {
     io.bytes(check.path);
     passEnum(io, check.level, Level::pixels);
+    io.bytes(check.cacheFile);
+    io.number(check.keepsInCache, 0, 1);
+    io.number(check.wantsPreview, 0, 1);
 };
 
 // --- Headers -----------------------------------------------------------------------------------------------------
@@ -196,6 +216,47 @@ constexpr auto passFinding = [](auto& io, auto& finding) {
     passCount(io, finding.count);
 };
 
+// --- Pictures ----------------------------------------------------------------------------------------------------
+
+constexpr auto passRange = [](auto& io, auto& range) {
+    io.real(range.min);
+    io.real(range.max);
+    io.real(range.mean);
+};
+
+constexpr auto passFacts = [](auto& io, auto& facts) {
+    for (auto& channel : facts.histogram)
+        for (auto& bin : channel) passUnsigned32(io, bin);
+    io.number(facts.hasAlpha, 0, 1);
+    io.number(facts.isTileMissing, 0, 1);
+    io.number(facts.isAlphaMissing, 0, 1);
+    io.number(facts.isBlack, 0, 1);
+    io.number(facts.isFlat, 0, 1);
+    for (auto& range : facts.ranges) io.optional(range, passRange);
+};
+
+constexpr auto passStrange = [](auto& io, auto& strange) {
+    io.number(strange.part, 0, highest32);
+    io.bytes(strange.channel);
+    passCount(io, strange.nan);
+    passCount(io, strange.infinite);
+};
+
+constexpr auto passPreview = [](auto& io, auto& preview) {
+    io.bytes(preview.jpeg, mostPreviewBytes);
+    io.number(preview.width, 0, kxCHK::thumbnailCapacity);
+    io.number(preview.height, 0, kxCHK::thumbnailCapacity);
+    io.bytes(preview.small, mostSmallPreviewBytes);
+};
+
+constexpr auto passPicture = [](auto& io, auto& picture) {
+    io.optional(picture.picture, passFacts);
+    io.list(picture.strange, anyCount, passStrange);
+    for (auto& word : picture.hash) io.number(word, lowest, highest);
+    passPreview(io, picture.preview);
+    io.number(picture.isCached, 0, 1);
+};
+
 // --- Reports -----------------------------------------------------------------------------------------------------
 
 constexpr auto passIdentity = [](auto& io, auto& identity) {
@@ -210,14 +271,21 @@ constexpr auto passCounts = [](auto& io, auto& counts) {
     io.number(counts.present, 0, counts.chunks);
 };
 
+constexpr auto passNotes = [](auto& io, auto& notes) {
+    io.bytes(notes.infoText, static_cast<int>(NoteTaker::mostBytes));
+    io.number(notes.renderTime, -1, highest32);
+};
+
 constexpr auto passReport = [](auto& io, auto& report, auto& headers) {
     io.number(report.hasIdentity, 0, 1);
     passIdentity(io, report.identity);
     passEnum(io, headers.form, HeadersForm::single);
     io.number(headers.number, 0, mostNumberedHeaders - 1);
     io.bytes(headers.encoding);
+    passNotes(io, report.notes);
     io.list(report.chunks, anyCount, passCounts);
     io.number(report.decoded, 0, 1);
+    io.pointer(report.picture, passPicture);
     io.list(report.findings, mostFindings, passFinding);
     io.real(report.seconds);
 };
@@ -238,6 +306,14 @@ FileReport withoutTiles(FileReport report) {
     return report;
 }
 
+FileReport withoutPreview(FileReport report) {
+    if (!report.picture || report.picture->preview.jpeg.isEmpty()) return report;
+    const auto picture = std::make_shared<PictureReport>(*report.picture);
+    picture->preview = Preview();
+    report.picture = picture;
+    return report;
+}
+
 FileReport tooLarge(const FileReport& report) {
     FileReport limited;
     limited.hasIdentity = report.hasIdentity;
@@ -246,11 +322,28 @@ FileReport tooLarge(const FileReport& report) {
     return limited;
 }
 
+bool isRange(const std::optional<SampleRange>& range) {
+    return !range || (std::isfinite(range->mean) && std::isfinite(range->min) && std::isfinite(range->max) &&
+                      range->min <= range->max);
+}
+
+// Samples of parts that the headers do not have, or ranges without order, are those of no picture.
+bool isPictureConsistent(const FileReport& report) {
+    if (!report.picture) return true;
+    const PictureReport& picture = *report.picture;
+    const std::size_t parts = report.headers ? report.headers->size() : 0;
+    const auto isOfAPart = [parts](const StrangeSamples& strange) {
+        return static_cast<std::size_t>(strange.part) < parts;
+    };
+    if (!report.decoded || !std::all_of(picture.strange.begin(), picture.strange.end(), isOfAPart)) return false;
+    return !picture.picture || std::all_of(picture.picture->ranges.begin(), picture.picture->ranges.end(), isRange);
+}
+
 // Counts of parts that the headers do not have, or times that no clock gives, are no report.
 bool isConsistent(const FileReport& report) {
     const std::size_t parts = report.headers ? report.headers->size() : 0;
     return (report.chunks.empty() || report.chunks.size() == parts) && std::isfinite(report.seconds) &&
-           report.seconds >= 0;
+           report.seconds >= 0 && isPictureConsistent(report);
 }
 
 constexpr std::int64_t mostStoredBytes = 4 << 20;
@@ -296,6 +389,7 @@ QByteArray ReportEncoder::encode(const FileReport& report) {
     const SentHeaders headers = report.headers ? formOf(*report.headers) : SentHeaders();
     QByteArray content = encodeWith(report, headers);
     if (!fits(content)) content = encodeWith(withoutTiles(report), headers);
+    if (!fits(content)) content = encodeWith(withoutPreview(withoutTiles(report)), headers);
     if (!fits(content)) return encodeWith(tooLarge(report), SentHeaders());
     if (headers.form == HeadersForm::fresh) {
         const auto number = static_cast<int>(numbers_.size());

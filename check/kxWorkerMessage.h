@@ -48,8 +48,8 @@ struct SentHeaders {
 // A worker's side: the reports of one connection, in the order in which they are sent.
 class ReportEncoder {
 public:
-    // Never more than greatestMessage bytes: where that takes it, the tiles of the findings are left out; a report
-    // that is too large all the same (headers of millions of channels) becomes one of `limit`.
+    // Never more than greatestMessage bytes: where that takes it, the tiles of the findings are left out, then the
+    // preview; a report that is too large all the same (headers of millions of channels) becomes one of `limit`.
     QByteArray encode(const FileReport& report);
 
 private:

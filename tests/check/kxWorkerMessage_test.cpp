@@ -36,6 +36,19 @@ Finding someFinding() {
     return finding;
 }
 
+PictureReport somePicture() {
+    PictureReport picture;
+    PictureFacts& facts = picture.picture.emplace();
+    facts.histogram[3][31] = 1000000;
+    facts.histogram[0][0] = 0xffffffffU;
+    facts.hasAlpha = facts.isTileMissing = facts.isFlat = true;
+    facts.ranges = {SampleRange{-1.5, 65504, 0.25}, std::nullopt, SampleRange{0, 0, 0}, std::nullopt};
+    picture.strange = {{0, "R", 12, 0}, {1, "diffuse.G", 0, 345678901234}};
+    picture.hash = {0xfedcba9876543210U, 1};
+    picture.preview = {QByteArray("\xff\xd8\0\xd9", 4), 580, 326, "small"};
+    return picture;
+}
+
 FileReport someReport() {
     FileReport report;
     report.hasIdentity = true;
@@ -43,6 +56,8 @@ FileReport someReport() {
     report.headers = std::make_shared<const Headers>(Headers{somePart(), kxExr::Part()});
     report.chunks = {{10, 9}, {0, 0}};
     report.decoded = true;
+    report.notes = {"node\xe9", 754};
+    report.picture = std::make_shared<const PictureReport>(somePicture());
     report.findings = {someFinding(), makeFinding(Code::nan, "")};
     report.seconds = 0.25;
     return report;
@@ -110,14 +125,18 @@ TEST(WorkerMessage, IsNeverLongerThanTheGreatest) {
 }
 
 TEST(Checks, ComeBackAsTheyWere) {
-    const std::vector<FileCheck> sent = {
-        {QByteArray("/r/\xff\n.exr"), Level::headers}, {"", Level::structure}, {"x", Level::pixels}};
+    const std::vector<FileCheck> sent = {{QByteArray("/r/\xff\n.exr"), Level::headers},
+                                         {"", Level::structure, "", true, false},
+                                         {"x", Level::pixels, QByteArray("/c/\xff"), false, true}};
     const auto received = decodeChecks(encodeChecks(sent));
     ASSERT_TRUE(received);
     ASSERT_EQ(received->size(), sent.size());
     for (std::size_t i = 0; i < sent.size(); ++i) {
         EXPECT_EQ((*received)[i].path, sent[i].path);
         EXPECT_EQ((*received)[i].level, sent[i].level);
+        EXPECT_EQ((*received)[i].cacheFile, sent[i].cacheFile);
+        EXPECT_EQ((*received)[i].keepsInCache, sent[i].keepsInCache);
+        EXPECT_EQ((*received)[i].wantsPreview, sent[i].wantsPreview);
     }
 }
 
@@ -125,9 +144,10 @@ TEST(Checks, OfAnotherLengthOrLevelAreRejected) {
     const QByteArray right = encodeChecks({{"/r/a.exr", Level::pixels}, {"/r/b.exr", Level::pixels}});
     for (int size = 0; size < right.size(); ++size) EXPECT_FALSE(decodeChecks(right.left(size))) << size;
     EXPECT_FALSE(decodeChecks(right + '\0'));
-    QByteArray wrongLevel = right;
-    wrongLevel[wrongLevel.size() - 1] = 3;
-    EXPECT_FALSE(decodeChecks(wrongLevel));
+    QByteArray wrongFlag = right;
+    wrongFlag[wrongFlag.size() - 1] = 2;
+    EXPECT_FALSE(decodeChecks(wrongFlag));
+    EXPECT_FALSE(decodeChecks(encodeChecks({{"/r/a.exr", static_cast<Level>(3)}})));
 }
 
 TEST(Report, ComesBackAsItWas) {
@@ -167,6 +187,93 @@ TEST(Report, ComesBackAsItWas) {
     EXPECT_EQ(finding.tiles[0].levelY, 4);
     EXPECT_EQ(finding.channel, "R");
     EXPECT_EQ(finding.count, 1234567890123);
+}
+
+TEST(Report, BringsThePictureAsItWas) {
+    const auto received = decoded(bytesOfReport(someReport()));
+    ASSERT_TRUE(received && received->picture && received->picture->picture);
+    const PictureReport& picture = *received->picture;
+    const PictureReport expected = somePicture();
+    EXPECT_EQ(picture.picture->histogram, expected.picture->histogram);
+    EXPECT_TRUE(picture.picture->hasAlpha);
+    EXPECT_TRUE(picture.picture->isTileMissing);
+    EXPECT_FALSE(picture.picture->isAlphaMissing);
+    EXPECT_FALSE(picture.picture->isBlack);
+    EXPECT_TRUE(picture.picture->isFlat);
+    ASSERT_TRUE(picture.picture->ranges[0]);
+    EXPECT_EQ(picture.picture->ranges[0]->min, -1.5);
+    EXPECT_EQ(picture.picture->ranges[0]->max, 65504);
+    EXPECT_EQ(picture.picture->ranges[0]->mean, 0.25);
+    EXPECT_FALSE(picture.picture->ranges[1]);
+    EXPECT_TRUE(picture.picture->ranges[2]);
+    ASSERT_EQ(picture.strange.size(), 2U);
+    EXPECT_EQ(picture.strange[1].part, 1);
+    EXPECT_EQ(picture.strange[1].channel, "diffuse.G");
+    EXPECT_EQ(picture.strange[0].nan, 12);
+    EXPECT_EQ(picture.strange[1].infinite, 345678901234);
+    EXPECT_EQ(picture.hash, expected.hash);
+    EXPECT_EQ(picture.preview.jpeg, expected.preview.jpeg);
+    EXPECT_EQ(picture.preview.width, 580);
+    EXPECT_EQ(picture.preview.height, 326);
+    EXPECT_EQ(picture.preview.small, "small");
+    EXPECT_FALSE(picture.isCached);
+    EXPECT_EQ(received->notes.infoText, "node\xe9");
+    EXPECT_EQ(received->notes.renderTime, 754);
+}
+
+// A report with this one picture.
+FileReport reportOf(const PictureReport& picture) {
+    FileReport report = someReport();
+    report.picture = std::make_shared<const PictureReport>(picture);
+    return report;
+}
+
+TEST(Report, WithoutPictureInTheFirstPartKeepsTheRest) {
+    PictureReport picture = somePicture();
+    picture.picture.reset();
+    const auto received = decoded(bytesOfReport(reportOf(picture)));
+    ASSERT_TRUE(received && received->picture);
+    EXPECT_FALSE(received->picture->picture);
+    EXPECT_EQ(received->picture->strange.size(), 2U);
+}
+
+TEST(Report, IsRejectedWithAPictureThatIsNone) {
+    FileReport report = someReport();
+    report.decoded = false;
+    EXPECT_FALSE(decoded(bytesOfReport(report))) << "a picture of what was not decoded";
+
+    PictureReport picture = somePicture();
+    picture.strange[1].part = 2;
+    EXPECT_FALSE(decoded(bytesOfReport(reportOf(picture)))) << "samples of a part that is not there";
+    picture = somePicture();
+    picture.strange[1].nan = -1;
+    EXPECT_FALSE(decoded(bytesOfReport(reportOf(picture))));
+    picture = somePicture();
+    picture.preview.width = 190001;
+    EXPECT_FALSE(decoded(bytesOfReport(reportOf(picture))));
+    picture = somePicture();
+    picture.preview.jpeg.fill('x', mostPreviewBytes);
+    EXPECT_TRUE(decoded(bytesOfReport(reportOf(picture))));
+    picture.preview.jpeg.append('x');
+    EXPECT_FALSE(decoded(bytesOfReport(reportOf(picture))));
+    picture = somePicture();
+    picture.preview.small.fill('x', mostSmallPreviewBytes + 1);
+    EXPECT_FALSE(decoded(bytesOfReport(reportOf(picture))));
+    for (const SampleRange range : {SampleRange{2, 1, 1}, SampleRange{0, 1, std::nan("")},
+                                    SampleRange{-HUGE_VAL, 1, 0}, SampleRange{0, HUGE_VAL, 0}}) {
+        picture = somePicture();
+        picture.picture->ranges[1] = range;
+        EXPECT_FALSE(decoded(bytesOfReport(reportOf(picture))));
+    }
+}
+
+TEST(Report, IsRejectedWithNotesThatNoHeaderGives) {
+    FileReport report = someReport();
+    report.notes.infoText.fill('x', static_cast<int>(NoteTaker::mostBytes) + 1);
+    EXPECT_FALSE(decoded(bytesOfReport(report)));
+    report = someReport();
+    report.notes.renderTime = -2;
+    EXPECT_FALSE(decoded(bytesOfReport(report)));
 }
 
 TEST(Report, KeepsAnAspectRatioThatIsNoNumber) {
@@ -270,6 +377,7 @@ TEST(Report, WithAnyByteSpoiledIsRejectedOrWithinBounds) {
                 continue;
             }
             EXPECT_LE(report->findings.size(), mostFindings);
+            EXPECT_TRUE(!report->picture || report->picture->strange.size() <= 2);
             EXPECT_TRUE(!report->headers || report->headers->size() <= 2);
         }
     }
@@ -287,6 +395,20 @@ TEST(Report, LeavesTheTilesOutWhereTheyAreTooMany) {
     EXPECT_EQ(received->findings[0].count, report.findings[0].count);
     EXPECT_EQ(received->findings[0].code, Code::truncated);
     EXPECT_TRUE(received->headers);
+}
+
+TEST(Report, LeavesThePreviewOutWhereOnlyThatMakesRoom) {
+    FileReport report = someReport();
+    PictureReport picture = somePicture();
+    picture.preview.jpeg.fill('x', mostPreviewBytes);
+    picture.strange.assign((greatestMessage - (256U << 10U)) / 29, {0, "R", 1, 1});
+    report.picture = std::make_shared<const PictureReport>(picture);
+    const QByteArray content = bytesOfReport(report);
+    EXPECT_LE(content.size(), static_cast<int>(greatestMessage));
+    const auto received = decoded(content);
+    ASSERT_TRUE(received && received->picture);
+    EXPECT_TRUE(received->picture->preview.jpeg.isEmpty());
+    EXPECT_EQ(received->picture->strange.size(), picture.strange.size());
 }
 
 TEST(Report, OfHeadersTooLargeForAMessageIsALimit) {
