@@ -4,6 +4,7 @@
 #include "check/kxJudge.h"
 #include "check/kxRemovalPlan.h"
 #include "check/kxResources.h"
+#include "check/kxSizeJump.h"
 
 #include <algorithm>
 #include <chrono>
@@ -59,8 +60,16 @@ std::int64_t now() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
 }
 
-// What is needed of a frame that was reported: to remove it, and as a neighbour.
-void giveUpDetails(FrameReport& frame) {
+void giveUpPreview(FrameReport& frame) {
+    if (!frame.file.picture || frame.file.picture->preview.jpeg.isEmpty()) return;
+    auto picture = std::make_shared<PictureReport>(*frame.file.picture);
+    picture->preview = {};
+    frame.file.picture = std::move(picture);
+}
+
+// Of a frame that was reported. To remove it, and as a neighbour, it needs no details.
+void giveUp(FrameReport& frame, bool withDetails) {
+    if (!withDetails) return giveUpPreview(frame);
     FileReport file;
     file.hasIdentity = frame.file.hasIdentity;
     file.identity = frame.file.identity;
@@ -85,16 +94,26 @@ SequenceRun::SequenceRun(const Settings& settings, const WantedFrames& wanted, C
       isOpened_(openedFrames(wanted)),
       first_(wanted.runFirst),
       last_(wanted.runLast),
+      judged_(first_),
       place_(first_),
       neighbours_(frames_, wanted.step),
-      isSecond_(frames_.size()) {}
+      pictures_(frames_, neighbours_, first_, last_),
+      isRepeated_(frames_.size()) {}
 
 const FrameReport* SequenceRun::next() {
     if (!likeness_ && place_ < last_) begin();
-    if (place_ > first_ && isOrderOfChecking(settings_)) giveUpDetails(frames_[place_ - 1]);
-    if (place_ >= last_) return nullptr;
-    if (isSecond_[place_] && !readSecondReport()) return nullptr;
-    judgeFrame(frames_[place_]);
+    if (place_ > first_) giveUp(frames_[place_ - 1], isOrderOfChecking(settings_));
+    while (place_ < last_ && !isDecided(place_)) {
+        if (canBeJudged(judged_))
+            judgeNext();
+        else if (!readSecondReport())
+            stop();
+    }
+    if (place_ >= last_) {
+        readRest();
+        return nullptr;
+    }
+    complete(place_);
     return &frames_[place_++];
 }
 
@@ -104,9 +123,43 @@ std::vector<FrameReport> SequenceRun::takeFrames() {
     return {begin + static_cast<Distance>(first_), begin + static_cast<Distance>(place_)};
 }
 
-void SequenceRun::judgeFrame(FrameReport& frame) {
-    judge(frame, settings_, *likeness_, sizeJumpOf(frames_, neighbours_, place_), now());
+// --- Judging
+// ---------------------------------------------------------------------------------------------------
+
+bool SequenceRun::isRead(std::size_t place) const {
+    return read_ == decoded_.size() || decoded_[read_] > place;
+}
+
+bool SequenceRun::canBeJudged(std::size_t place) const {
+    if (!isRead(place)) return false;
+    const auto after = neighbours_.after(frames_[place].name);
+    return !after || isRead(*after) || !pictures_.needsAfter(place);
+}
+
+bool SequenceRun::isDecided(std::size_t place) const {
+    if (place >= judged_) return false;
+    return !isRepeated_[place] || repeated_.answer() != RepeatedFrames::Answer::open;
+}
+
+void SequenceRun::judgeNext() {
+    judge(frames_[judged_], settings_, *likeness_,
+          {sizeJumpOf(frames_, neighbours_, judged_), pictures_.judge(judged_)}, now());
+    pictures_.giveUp(judged_);
+    if (!isRepeated_[judged_]) dropNeedlessPreview(judged_);
+    ++judged_;
+}
+
+// What was still open about a frame that was judged.
+void SequenceRun::complete(std::size_t place) {
+    FrameReport& frame = frames_[place];
+    if (isRepeated_[place] && repeated_.answer() == RepeatedFrames::Answer::reported)
+        addFinding(frame, repeatedFinding(frames_[*neighbours_.before(frame.name)].name), settings_);
+    dropNeedlessPreview(place);
     frame.action = plannedAction(frame, settings_);
+}
+
+void SequenceRun::dropNeedlessPreview(std::size_t place) {
+    if (frames_[place].verdict == Verdict::good && last_ - first_ > mostGoodPreviews) giveUpPreview(frames_[place]);
 }
 
 // --- The passes
@@ -151,33 +204,76 @@ void SequenceRun::readFirstPass(const std::vector<std::size_t>& places) {
             return;
         }
         frames_[place].file = std::move(*report);
+        pictures_.put(place, frames_[place].file.picture);
         ++progress.done;
         progress_(progress);
     }
 }
 
 void SequenceRun::beginSecondPass() {
-    secondPass_.level = settings_.level;
+    decoded_ = placesToDecode();
+    const std::size_t files = placesToOpen(first_, last_).size();
+    const auto comparable =
+        std::count_if(decoded_.begin(), decoded_.end(), [this](std::size_t place) { return isComparable(place); });
+    repeated_ = RepeatedFrames(static_cast<std::int64_t>(files), comparable);
+    secondPass_ = {settings_.level, 0, static_cast<std::int64_t>(decoded_.size())};
+    for (const std::size_t place : decoded_)
+        pools_.forLevel(settings_.level).add({frames_[place].name.path, settings_.level});
+    progress_(secondPass_);
+}
+
+// Those of the run and their neighbours, in it or next to it.
+std::vector<std::size_t> SequenceRun::placesToDecode() const {
+    std::vector<bool> isWanted(frames_.size());
     for (const std::size_t place : placesToOpen(first_, last_)) {
         if (isLimited(frames_[place])) continue;
-        isSecond_[place] = true;
-        ++secondPass_.all;
-        pools_.forLevel(settings_.level).add({frames_[place].name.path, settings_.level});
+        isWanted[place] = true;
+        const FrameName& name = frames_[place].name;
+        if (const auto before = neighbours_.before(name)) isWanted[*before] = true;
+        if (const auto after = neighbours_.after(name)) isWanted[*after] = true;
     }
-    progress_(secondPass_);
+    std::vector<std::size_t> places = placesToOpen(0, frames_.size());
+    places.erase(std::remove_if(places.begin(), places.end(),
+                                [&](std::size_t place) { return !isWanted[place] || isLimited(frames_[place]); }),
+                 places.end());
+    return places;
+}
+
+// Whether both the frame, of the run, and the one before it are decoded.
+bool SequenceRun::isComparable(std::size_t place) const {
+    if (place < first_ || place >= last_) return false;
+    const auto before = neighbours_.before(frames_[place].name);
+    return before && std::binary_search(decoded_.begin(), decoded_.end(), *before);
 }
 
 bool SequenceRun::readSecondReport() {
     std::optional<FileReport> report = pools_.forLevel(settings_.level).next();
-    if (!report) {
-        wasStopped_ = true;
-        last_ = place_;
-        return false;
+    if (!report) return false;
+    const std::size_t place = decoded_[read_++];
+    FileReport& file = frames_[place].file;
+    file = std::move(*report);
+    pictures_.put(place, file.picture);
+    if (place < first_ || place >= last_) file.picture = nullptr;
+    if (isComparable(place)) {
+        const bool isRepeated = pictures_.isRepeated(place);
+        repeated_.add(isRepeated);
+        isRepeated_[place] = isRepeated && settings_.ignored.count(Code::repeated) == 0;
     }
-    frames_[place_].file = std::move(*report);
     ++secondPass_.done;
     progress_(secondPass_);
     return true;
+}
+
+// The workers are shared with the next run, which must not get reports of this one.
+void SequenceRun::readRest() {
+    while (read_ < decoded_.size())
+        if (!readSecondReport()) return;
+}
+
+void SequenceRun::stop() {
+    wasStopped_ = true;
+    last_ = judged_;
+    repeated_.end(static_cast<std::int64_t>(placesToOpen(first_, last_).size()));
 }
 
 }  // namespace kxCheck

@@ -2,22 +2,31 @@
 // A run over the frames of a sequence: has them checked, judges them, and gives them back in order.
 //
 // At level pixels the headers of the whole sequence are read first, many files at once, because verdicts depend on
-// what most frames have in common; then each frame is decoded and given back as soon as it and all before it are
-// done. At the other levels one pass is enough, and the first frame comes when the last one was read. Where a file
-// changes between both passes, its second report counts.
+// what most frames have in common; then each frame is decoded and given back as soon as all before it are done and
+// what its verdict depends on is known: mostly the frame one step behind it as well, and for one that repeats the
+// frame before, whether so many do that none counts. Frames next to the run are decoded too, but not given. At the
+// other levels one pass is enough, and the first frame comes when the last one was read. Where a file changes
+// between both passes, its second report counts.
+//
+// A stopped run ends before the first frame whose verdict needs a file that was not read; of frames that repeat
+// others, those read so far decide.
 //
 // Nothing is printed, and nothing ends the process. One thread; see WorkerPool.
 #pragma once
 
 #include "check/kxCheckSettings.h"
 #include "check/kxFrameReport.h"
+#include "check/kxKeptPictures.h"
 #include "check/kxLikeness.h"
-#include "check/kxSizeJump.h"
+#include "check/kxNeighbours.h"
+#include "check/kxRepeatedFrames.h"
 #include "check/kxWantedFrames.h"
 #include "check/kxWorkerPool.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -47,6 +56,10 @@ private:
     return settings.sortKey == SortKey::frame && !settings.sortDescending;
 }
 
+// In a longer run a good frame is given without its preview: nobody looks at so many, and they need memory while
+// they wait for others.
+constexpr std::size_t mostGoodPreviews = 2000;
+
 struct RunProgress {
     Level level = Level::headers;  // of the pass
     std::int64_t done = 0;         // frames of the pass
@@ -61,8 +74,8 @@ public:
     SequenceRun(const Settings& settings, const WantedFrames& wanted, CheckPools& pools, ProgressFunction progress);
 
     // The next frame of the run, judged, with the action that is planned for it; null behind the last one, and when
-    // the run was stopped. Without a sort order that needs them later, what the frame before had but its name,
-    // verdict, action and identity is given up.
+    // the run was stopped. What the frame before had but its name, verdict, action and identity is given up; with a
+    // sort order that needs it later only its preview.
     [[nodiscard]] const FrameReport* next();
 
     // Those that next() has given, in order.
@@ -77,10 +90,20 @@ public:
 private:
     void begin();
     [[nodiscard]] std::vector<std::size_t> placesToOpen(std::size_t first, std::size_t last) const;
+    [[nodiscard]] std::vector<std::size_t> placesToDecode() const;
+    [[nodiscard]] bool isComparable(std::size_t place) const;
     void readFirstPass(const std::vector<std::size_t>& places);
     void beginSecondPass();
     [[nodiscard]] bool readSecondReport();
-    void judgeFrame(FrameReport& frame);
+    void readRest();
+    void stop();
+
+    [[nodiscard]] bool isRead(std::size_t place) const;
+    [[nodiscard]] bool canBeJudged(std::size_t place) const;
+    [[nodiscard]] bool isDecided(std::size_t place) const;
+    void judgeNext();
+    void complete(std::size_t place);
+    void dropNeedlessPreview(std::size_t place);
 
     const Settings& settings_;
     CheckPools& pools_;
@@ -89,11 +112,16 @@ private:
     std::vector<bool> isOpened_;       // whose file is there to be opened
     std::size_t first_;                // the run, [first_, last_)
     std::size_t last_;
-    std::size_t place_;  // of the next frame to give
+    std::size_t judged_;  // the first that was not judged
+    std::size_t place_;   // of the next frame to give
     Neighbours neighbours_;
+    KeptPictures pictures_;
     std::optional<Likeness> likeness_;  // once the first pass is over
     std::shared_ptr<const Headers> headers_;
-    std::vector<bool> isSecond_;  // whose report comes from the second pass
+    std::vector<std::size_t> decoded_;  // places of the second pass, ascending
+    std::size_t read_ = 0;              // how many of them were read
+    std::vector<bool> isRepeated_;
+    RepeatedFrames repeated_;
     RunProgress secondPass_;
     bool wasStopped_ = false;
 };

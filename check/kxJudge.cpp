@@ -48,6 +48,13 @@ void weigh(std::vector<Finding>& findings, const Settings& settings) {
             finding.severity = Severity::error;
 }
 
+void conclude(FrameReport& frame, const Settings& settings) {
+    weigh(frame.findings, settings);
+    arrangeFindings(frame.findings);
+    frame.verdict = verdictOf(frame.findings);
+    frame.level = levelOf(frame.findings, frame.sizeJump, frame.jump);
+}
+
 }  // namespace
 
 FrameReport missingFrame(FrameName name) {
@@ -57,16 +64,21 @@ FrameReport missingFrame(FrameName name) {
     return frame;
 }
 
-void judge(FrameReport& frame, const Settings& settings, const Likeness& likeness, const SizeJump& sizeJump,
+void judge(FrameReport& frame, const Settings& settings, const Likeness& likeness, const Comparison& comparison,
            std::int64_t now) {
-    frame.sizeJump = sizeJump.value;
+    const SizeJump& size = comparison.size;
+    frame.sizeJump = size.value;
+    frame.jump = comparison.picture.jump;
     frame.findings = findingsOfFile(frame.file, now, settings.minAge);
     if (frame.file.headers) append(frame.findings, findingsOfHeaders(*frame.file.headers, settings, likeness));
-    if (sizeJump.value > conspicuousJump) frame.findings.push_back(makeFinding(Code::sizeJump, sizeJump.text));
-    weigh(frame.findings, settings);
-    arrangeFindings(frame.findings);
-    frame.verdict = verdictOf(frame.findings);
-    frame.level = levelOf(frame.findings, frame.sizeJump, frame.jump);
+    if (size.value > conspicuousJump) frame.findings.push_back(makeFinding(Code::sizeJump, size.text));
+    append(frame.findings, comparison.picture.findings);
+    conclude(frame, settings);
+}
+
+void addFinding(FrameReport& frame, Finding finding, const Settings& settings) {
+    frame.findings.push_back(std::move(finding));
+    conclude(frame, settings);
 }
 
 std::optional<Finding> unmetModes(const Settings& settings, const Headers& headers) {

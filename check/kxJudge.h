@@ -7,6 +7,7 @@
 #include "check/kxCheckSettings.h"
 #include "check/kxFrameReport.h"
 #include "check/kxLikeness.h"
+#include "check/kxPictureFindings.h"
 #include "check/kxSizeJump.h"
 
 #include <cstdint>
@@ -17,11 +18,20 @@ namespace kxCheck {
 // A frame that must be there and has no file.
 [[nodiscard]] FrameReport missingFrame(FrameName name);
 
-// Fills `findings`, `verdict`, `level` and `sizeJump` of the frame from its `file`, and nothing else. `now`
-// (nanoseconds since the Unix epoch) decides whether a file that ends too early is young enough to be unfinished.
-// May be repeated.
-void judge(FrameReport& frame, const Settings& settings, const Likeness& likeness, const SizeJump& sizeJump,
+// How a frame stands beside its neighbours.
+struct Comparison {
+    SizeJump size;
+    PictureJudgement picture;
+};
+
+// Fills `findings`, `verdict`, `level`, `sizeJump` and `jump` of the frame from its `file` and the comparison, and
+// nothing else. `now` (nanoseconds since the Unix epoch) decides whether a file that ends too early is young enough
+// to be unfinished. May be repeated.
+void judge(FrameReport& frame, const Settings& settings, const Likeness& likeness, const Comparison& comparison,
            std::int64_t now);
+
+// Adds a finding to a frame that was judged, with what follows from it.
+void addFinding(FrameReport& frame, Finding finding, const Settings& settings);
 
 // What of the modes asked for a file with these headers (of at least one part) fails: each only as far as a file
 // can be asked for it, so several layers are expected of a single part only. None when all hold.

@@ -47,7 +47,7 @@ std::string codesOf(const FrameReport& frame) {
 }
 
 FrameReport judged(FrameReport frame, const Settings& settings = {}, const SizeJump& sizeJump = {}) {
-    judge(frame, settings, Likeness({}), sizeJump, now);
+    judge(frame, settings, Likeness({}), {sizeJump, {}}, now);
     return frame;
 }
 
@@ -146,6 +146,42 @@ TEST(Judge, AddsASizeJumpAboveTwo) {
     EXPECT_EQ(frame.verdict, Verdict::suspicious);
     EXPECT_EQ(frame.level, 1);
     EXPECT_EQ(judged(frameWith({}), {}, {4.5, "sizes"}).level, 2);
+}
+
+TEST(Judge, AddsWhatThePictureSays) {
+    FrameReport frame = frameWith({});
+    const PictureJudgement picture = {2.5, {makeFinding(Code::jump, "text"), makeFinding(Code::nan, "text")}};
+    judge(frame, {}, Likeness({}), {{}, picture}, now);
+    EXPECT_EQ(codesOf(frame), "nan jump");
+    EXPECT_EQ(frame.jump, 2.5);
+    EXPECT_EQ(frame.level, 1);
+    judge(frame, {}, Likeness({}), {{}, {4.5, picture.findings}}, now);
+    EXPECT_EQ(frame.level, 2);
+    Settings settings;
+    settings.ignored = {Code::jump};
+    judge(frame, settings, Likeness({}), {{}, {4.5, picture.findings}}, now);
+    EXPECT_EQ(codesOf(frame), "nan");
+    EXPECT_EQ(frame.level, 1);
+}
+
+TEST(Judge, AddsAFindingLaterAsIfItHadBeenThere) {
+    FrameReport frame = judged(frameWith({Code::nan}));
+    Settings settings;
+    addFinding(frame, makeFinding(Code::repeated, "text"), settings);
+    EXPECT_EQ(codesOf(frame), "nan repeated");
+    EXPECT_EQ(frame.verdict, Verdict::suspicious);
+    settings.failOn = {Code::repeated};
+    frame = judged(frameWith({}));
+    addFinding(frame, makeFinding(Code::repeated, "text"), settings);
+    EXPECT_EQ(codesOf(frame), "repeated!");
+    EXPECT_EQ(frame.verdict, Verdict::bad);
+    EXPECT_EQ(frame.level, 3);
+    settings.failOn = {};
+    settings.ignored = {Code::repeated};
+    frame = judged(frameWith({}));
+    addFinding(frame, makeFinding(Code::repeated, "text"), settings);
+    EXPECT_EQ(codesOf(frame), "");
+    EXPECT_EQ(frame.verdict, Verdict::good);
 }
 
 TEST(Judge, MakesWarningsErrorsThatAreFailedOn) {

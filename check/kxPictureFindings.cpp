@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "check/kxPictureFindings.h"
+
+#include "check/kxNumberText.h"
+#include "check/kxPictureJump.h"
+#include "check/kxSizeJump.h"
+#include "check/kxSummary.h"
+
+#include <optional>
+
+namespace kxCheck {
+
+namespace {
+
+bool isColorOrAlpha(const QByteArray& channel) {
+    const QByteArray last = channel.mid(channel.lastIndexOf('.') + 1);
+    return last == "R" || last == "G" || last == "B" || last == "A" || last == "Y";
+}
+
+Finding strangeFinding(Code code, const StrangeSamples& strange, std::int64_t count, const char* what) {
+    const auto samples = countText(static_cast<std::size_t>(count), "sample");
+    Finding finding = makeFinding(code, samples + " of channel " + strange.channel + what);
+    finding.part = strange.part;
+    finding.channel = strange.channel;
+    finding.count = count;
+    return finding;
+}
+
+void addStrange(std::vector<Finding>& findings, const std::vector<StrangeSamples>& channels) {
+    for (const StrangeSamples& strange : channels) {
+        if (strange.nan > 0) findings.push_back(strangeFinding(Code::nan, strange, strange.nan, ": not a number"));
+        if (strange.infinite > 0 && isColorOrAlpha(strange.channel))
+            findings.push_back(strangeFinding(Code::inf, strange, strange.infinite, ": infinite"));
+    }
+}
+
+std::optional<Finding> missingTile(const PictureFacts& picture, const PictureNeighbours& neighbours) {
+    if (!picture.isTileMissing) return std::nullopt;
+    const bool isBefore = neighbours.before && neighbours.before->isTileMissing;
+    const bool isAfter = neighbours.after && neighbours.after->isTileMissing;
+    if (isBefore && isAfter) return std::nullopt;
+    Finding finding = makeFinding(Code::tileMissing, "a block of the picture was left black");
+    const bool isAlone = !neighbours.before && !neighbours.after;
+    if (isBefore || isAfter || isAlone) {
+        finding.severity = Severity::warning;
+        finding.text += isBefore  ? "; one of the frame before too"
+                        : isAfter ? "; one of the frame after it too"
+                                  : "; there is no neighbour to compare it with";
+    }
+    return finding;
+}
+
+double jumpOf(const PictureFacts& picture, const PictureNeighbours& neighbours) {
+    if (!neighbours.before || !neighbours.after) return 0;
+    return pictureJumpOf(neighbours.before->histogram, picture.histogram, neighbours.after->histogram);
+}
+
+Finding jumpFinding(double jump) {
+    return makeFinding(Code::jump, "differs " + QByteArray::number(jump, 'f', 1) +
+                                       " times as much from its neighbours as they do from each other");
+}
+
+void addPicture(std::vector<Finding>& findings, const PictureFacts& picture, const PictureNeighbours& neighbours) {
+    if (auto finding = missingTile(picture, neighbours)) findings.push_back(*std::move(finding));
+    if (picture.isAlphaMissing)
+        findings.push_back(makeFinding(Code::alphaMissing, "holes in the alpha of an opaque picture"));
+    if (picture.isBlack)
+        findings.push_back(makeFinding(Code::black, "every pixel is black"));
+    else if (picture.isFlat)
+        findings.push_back(makeFinding(Code::flat, "every pixel has the same colour"));
+}
+
+}  // namespace
+
+PictureJudgement judgePicture(const PictureReport& report, const PictureNeighbours& neighbours) {
+    PictureJudgement judgement;
+    addStrange(judgement.findings, report.strange);
+    if (!report.picture) return judgement;
+    addPicture(judgement.findings, *report.picture, neighbours);
+    judgement.jump = jumpOf(*report.picture, neighbours);
+    if (judgement.jump > conspicuousJump) judgement.findings.push_back(jumpFinding(judgement.jump));
+    return judgement;
+}
+
+Finding repeatedFinding(const FrameName& before) {
+    return makeFinding(Code::repeated, "all samples are those of " + frameLabel(before));
+}
+
+}  // namespace kxCheck

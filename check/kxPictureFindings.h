@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// What is wrong with the picture of a frame, by itself and beside those of its neighbours. Pure functions.
+#pragma once
+
+#include "check/kxFinding.h"
+#include "check/kxFrameReport.h"
+#include "check/kxPictureReport.h"
+
+#include <vector>
+
+namespace kxCheck {
+
+// One step before and after; null where there is no such frame, it was not decoded whole, or has no picture.
+struct PictureNeighbours {
+    const PictureFacts* before = nullptr;
+    const PictureFacts* after = nullptr;
+};
+
+struct PictureJudgement {
+    double jump = 0;  // analyseValue1; 0 without both neighbours, or without a picture
+    std::vector<Finding> findings;
+};
+
+// All findings of level pixels but `repeated`.
+//
+// A tile that seems missing in both neighbours as well belongs to the scene and is no finding; in one of them, or
+// without any, it may be either, which is a warning. Infinite samples are usual in other channels than those of
+// colour and alpha, such as depth, and only found in these: R, G, B, A and Y as the last component of the name.
+[[nodiscard]] PictureJudgement judgePicture(const PictureReport& report, const PictureNeighbours& neighbours);
+
+// `repeated`, all samples being those of this frame.
+[[nodiscard]] Finding repeatedFinding(const FrameName& before);
+
+}  // namespace kxCheck

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// How unlike those of both neighbours the picture of a frame is, by how light and colours are spread in it.
+//
+// Motion hardly moves a histogram, a cut has one neighbour that is alike, a single wrong frame stands out. Pure
+// functions.
+#pragma once
+
+#include "image/kxHistogram.h"
+
+namespace kxCheck {
+
+// The earth mover's distance of one-dimensional histograms, in bins: how far, on average, a value of one picture
+// has to be moved to make it the other; the mean of r, g and b. 0 to 31; 0 where one of them has no pixels.
+[[nodiscard]] double histogramDistance(const kxCHK::Histogram& a, const kxCHK::Histogram& b);
+
+// The smaller of both distances to the neighbours by the distance of those; finite, at least 0.
+[[nodiscard]] double pictureJumpOf(const kxCHK::Histogram& before, const kxCHK::Histogram& picture,
+                                   const kxCHK::Histogram& after);
+
+}  // namespace kxCheck
