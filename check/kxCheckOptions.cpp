@@ -182,8 +182,9 @@ constexpr OptionRow rows[] = {
      setFlag<&Settings::strict>},
     {"verbose", 'v', nullptr, nullptr, "a line for every frame, not only for those that are not good",
      setFlag<&Settings::verbose>},
-    {"sort", 0, "KEY", "frame date size",
-     "order of the lines: frame, date (newest first) or size (smallest first); -KEY turns it round; default frame",
+    {"sort", 0, "KEY", "frame machine date size difference",
+     "order of the lines: frame, machine (that made it), date (newest first), size (smallest first) or difference "
+     "(from the neighbours, largest first); -KEY turns it round; default frame",
      setSort},
     {"list", 0, "VERDICT[,VERDICT...]", "good suspicious bad missing unknown",
      "print only the frames with these verdicts (good, suspicious, bad, missing, unknown), one line a sequence, as "

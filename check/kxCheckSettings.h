@@ -26,8 +26,10 @@ struct ChunkOfFrames {
 // The order of the lines for people. Equal keys stand by frame.
 enum class SortKey {
     frame,
-    date,  // newest first
-    size,  // smallest first
+    machine,     // that made the frame, by its name
+    date,        // newest first
+    size,        // smallest first
+    difference,  // of picture or size from the neighbours, largest first
 };
 
 // `automatic`: only on a terminal.

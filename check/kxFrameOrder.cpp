@@ -2,26 +2,53 @@
 #include "check/kxFrameOrder.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <iterator>
 #include <numeric>
 
 namespace kxCheck {
 
 namespace {
 
-// What ascends in the order of the key.
-std::int64_t sizeOf(const FrameReport& frame) {
-    return frame.file.identity.size;
-}
-
-std::int64_t ageOf(const FrameReport& frame) {
-    // Not the negative, which the earliest time has not.
-    return ~frame.file.identity.modified;
-}
-
 bool hasFile(const FrameReport& frame) {
     return frame.file.hasIdentity;
 }
+
+bool hasMachine(const FrameReport& frame) {
+    return !frame.file.notes.infoText.isEmpty();
+}
+
+double differenceOf(const FrameReport& frame) {
+    return std::max(frame.jump, frame.sizeJump);
+}
+
+bool isOfEarlierMachine(const FrameReport& a, const FrameReport& b) {
+    return a.file.notes.infoText < b.file.notes.infoText;
+}
+
+bool isNewer(const FrameReport& a, const FrameReport& b) {
+    return a.file.identity.modified > b.file.identity.modified;
+}
+
+bool isSmaller(const FrameReport& a, const FrameReport& b) {
+    return a.file.identity.size < b.file.identity.size;
+}
+
+bool isMoreDifferent(const FrameReport& a, const FrameReport& b) {
+    return differenceOf(a) > differenceOf(b);
+}
+
+struct Order {
+    bool (*hasKey)(const FrameReport& frame);
+    bool (*isBefore)(const FrameReport& a, const FrameReport& b);
+};
+
+// In the order of the keys; the first is that of the frames themselves.
+constexpr Order orders[] = {{nullptr, nullptr},
+                            {hasMachine, isOfEarlierMachine},
+                            {hasFile, isNewer},
+                            {hasFile, isSmaller},
+                            {hasFile, isMoreDifferent}};
+static_assert(std::size(orders) == static_cast<std::size_t>(SortKey::difference) + 1, "each key has an order");
 
 }  // namespace
 
@@ -32,12 +59,11 @@ std::vector<std::size_t> frameOrder(const std::vector<FrameReport>& frames, Sort
         if (descending) std::reverse(places.begin(), places.end());
         return places;
     }
-    std::int64_t (*const valueOf)(const FrameReport&) = key == SortKey::size ? sizeOf : ageOf;
-    std::stable_sort(places.begin(), places.end(), [&](std::size_t a, std::size_t b) {
-        if (!hasFile(frames[a]) || !hasFile(frames[b])) return hasFile(frames[a]) && !hasFile(frames[b]);
-        const std::int64_t valueA = valueOf(frames[a]);
-        const std::int64_t valueB = valueOf(frames[b]);
-        return descending ? valueA > valueB : valueA < valueB;
+    const Order& order = orders[static_cast<std::size_t>(key)];
+    const auto isKeyless = std::stable_partition(places.begin(), places.end(),
+                                                 [&](std::size_t place) { return order.hasKey(frames[place]); });
+    std::stable_sort(places.begin(), isKeyless, [&](std::size_t a, std::size_t b) {
+        return descending ? order.isBefore(frames[b], frames[a]) : order.isBefore(frames[a], frames[b]);
     });
     return places;
 }

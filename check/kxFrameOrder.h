@@ -10,8 +10,9 @@
 
 namespace kxCheck {
 
-// Places in `frames`, which stand by frame. Equal keys stay by frame, also where the order is turned round; by date
-// and size, frames without a file that could be opened come last either way.
+// Places in `frames`, which stand by frame. Equal keys stay by frame, also where the order is turned round. Frames
+// that lack the key come last either way: by machine those whose headers name none, otherwise those without a file
+// that could be opened.
 [[nodiscard]] std::vector<std::size_t> frameOrder(const std::vector<FrameReport>& frames, SortKey key,
                                                   bool descending);
 

@@ -7,6 +7,9 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QJsonValue>
+
+#include <optional>
 
 namespace kxCheck {
 
@@ -29,13 +32,33 @@ void putName(QJsonObject& object, const FrameName& name) {
     putPath(object, name.path);
 }
 
+// One of the values of r, g, b and a.
+QJsonArray rangeValues(const PictureFacts& picture, double SampleRange::*value) {
+    QJsonArray values;
+    for (const std::optional<SampleRange>& range : picture.ranges)
+        values.append(range ? QJsonValue((*range).*value) : QJsonValue());
+    return values;
+}
+
+QJsonObject pictureObject(const FrameReport& frame) {
+    QJsonObject object = {{QStringLiteral("sizeJump"), frame.sizeJump}};
+    if (!frame.file.picture || !frame.file.picture->picture) return object;
+    const PictureFacts& picture = *frame.file.picture->picture;
+    object.insert(QStringLiteral("mean"), rangeValues(picture, &SampleRange::mean));
+    object.insert(QStringLiteral("min"), rangeValues(picture, &SampleRange::min));
+    object.insert(QStringLiteral("max"), rangeValues(picture, &SampleRange::max));
+    object.insert(QStringLiteral("jump"), frame.jump);
+    return object;
+}
+
 // What is known of a file that was there.
 void putFile(QJsonObject& object, const FrameReport& frame) {
     if (frame.file.hasIdentity) {
         object.insert(QStringLiteral("size"), jsonWhole(frame.file.identity.size));
         object.insert(QStringLiteral("modified"), jsonTime(frame.file.identity.modified));
-        object.insert(QStringLiteral("picture"), QJsonObject{{QStringLiteral("sizeJump"), frame.sizeJump}});
+        object.insert(QStringLiteral("picture"), pictureObject(frame));
     }
+    if (frame.file.picture && frame.file.picture->isCached) object.insert(QStringLiteral("cached"), true);
     const QJsonArray parts = partObjects(frame.file);
     if (!parts.isEmpty()) object.insert(QStringLiteral("parts"), parts);
     object.insert(QStringLiteral("seconds"), jsonSeconds(frame.file.seconds));

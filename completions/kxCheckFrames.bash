@@ -34,7 +34,10 @@ _kxCheckFrames() {
     COMPREPLY=()
     case $option in
         -l | --level) mapfile -t COMPREPLY < <(compgen -W "headers structure pixels" -- "$current") ;;
-        --sort) mapfile -t COMPREPLY < <(compgen -W "frame date size -frame -date -size" -- "$current") ;;
+        --sort)
+            mapfile -t COMPREPLY < <(compgen -W "frame machine date size difference
+                -frame -machine -date -size -difference" -- "$current")
+            ;;
         --progress | --color) mapfile -t COMPREPLY < <(compgen -W "auto always never" -- "$current") ;;
         --list) _kxCheckFrames_list "good suspicious bad missing unknown" "$current" ;;
         --fail-on | --ignore) _kxCheckFrames_list "$codes" "$current" ;;

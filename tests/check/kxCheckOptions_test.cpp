@@ -112,8 +112,10 @@ TEST(CheckOptionsTest, WordsAreTheirEnumerators) {
     EXPECT_EQ(settingsOf({"--progress=always"}).progress, When::always);
     EXPECT_EQ(settingsOf({"--color=never"}).color, When::never);
     EXPECT_EQ(settingsOf({"--sort=frame"}).sortKey, SortKey::frame);
+    EXPECT_EQ(settingsOf({"--sort=machine"}).sortKey, SortKey::machine);
     EXPECT_EQ(settingsOf({"--sort=date"}).sortKey, SortKey::date);
     EXPECT_EQ(settingsOf({"--sort=size"}).sortKey, SortKey::size);
+    EXPECT_EQ(settingsOf({"--sort=difference"}).sortKey, SortKey::difference);
     EXPECT_FALSE(settingsOf({"--sort=size"}).sortDescending);
     for (const Arguments& form : {Arguments{"--sort=-size"}, {"--sort", "-size"}}) {
         EXPECT_EQ(settingsOf(form).sortKey, SortKey::size);
@@ -125,8 +127,10 @@ TEST(CheckOptionsTest, UnknownWordsAreRefusedWithTheKnown) {
     EXPECT_EQ(faultOf({"--level=Pixels"}), "--level: 'Pixels' is unknown; known are headers, structure, pixels");
     EXPECT_EQ(faultOf({"--level="}), "--level: '' is unknown; known are headers, structure, pixels");
     EXPECT_EQ(faultOf({"--color=on"}), "--color: 'on' is unknown; known are auto, always, never");
-    EXPECT_EQ(faultOf({"--sort=name"}), "--sort: 'name' is unknown; known are frame, date, size");
-    EXPECT_EQ(faultOf({"--sort=--size"}), "--sort: '-size' is unknown; known are frame, date, size");
+    EXPECT_EQ(faultOf({"--sort=name"}),
+              "--sort: 'name' is unknown; known are frame, machine, date, size, difference");
+    EXPECT_EQ(faultOf({"--sort=--size"}),
+              "--sort: '-size' is unknown; known are frame, machine, date, size, difference");
     EXPECT_EQ(faultOf({"--list=bad,wrong"}),
               "--list: 'wrong' is no verdict; known are good, suspicious, bad, missing, unknown");
 }

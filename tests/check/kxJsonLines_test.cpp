@@ -58,6 +58,19 @@ TEST(JsonLines, ShowAllOfAFrame) {
               R"("text":"0042","tile":3,"type":"frame","verdict":"bad"})");
 }
 
+TEST(JsonLines, ShowThePictureOfADecodedFrame) {
+    const QByteArray line = frameJson(fullDecodedFrame());
+    EXPECT_TRUE(line.contains(R"("picture":{"jump":5.125,"max":[65504,1,null,null],"mean":[0.25,0.1,null,null],)"
+                              R"("min":[-0.5,0,null,null],"sizeJump":0.5})"))
+        << line.constData();
+    EXPECT_TRUE(line.contains(R"("cached":true)"));
+    FrameReport frame = fullDecodedFrame();
+    auto withoutPicture = std::make_shared<PictureReport>();
+    frame.file.picture = withoutPicture;
+    EXPECT_TRUE(frameJson(frame).contains(R"("picture":{"sizeJump":0.5})"));
+    EXPECT_FALSE(frameJson(frame).contains("cached"));
+}
+
 TEST(JsonLines, LeaveOutWhatDoesNotApply) {
     const FrameReport missing = judgedFrame(named("0042"), {makeFinding(Code::missing, "no such file")});
     EXPECT_EQ(frameJson(missing).toStdString(),

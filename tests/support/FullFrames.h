@@ -5,6 +5,8 @@
 #include "check/kxSequenceName.h"
 #include "tests/support/JudgedFrames.h"
 
+#include <memory>
+
 // Tiled, multi-part and deep headers.
 inline kxCheck::Headers fullHeaders() {
     kxExr::Part part;
@@ -33,6 +35,16 @@ inline kxCheck::Finding fullFinding() {
     return finding;
 }
 
+// Without a finite sample in B, and without A.
+inline std::shared_ptr<const kxCheck::PictureReport> fullPicture() {
+    auto report = std::make_shared<kxCheck::PictureReport>();
+    kxCheck::PictureFacts& picture = report->picture.emplace();
+    picture.ranges[0] = {-0.5, 65504, 0.25};
+    picture.ranges[1] = {0, 1, 0.1};
+    report->isCached = true;
+    return report;
+}
+
 inline kxCheck::FrameReport fullFrame() {
     kxCheck::FrameReport frame = judgedFrame(named("0042", "/r/beauty.0042.exr"), {fullFinding()});
     frame.name.tile = 3;
@@ -44,6 +56,15 @@ inline kxCheck::FrameReport fullFrame() {
     frame.file.headers = std::make_shared<const kxCheck::Headers>(fullHeaders());
     frame.file.chunks = {{510, 500}, {68, 68}};
     frame.file.seconds = 0.0123456789;
+    return frame;
+}
+
+// With all that only a frame has that was decoded.
+inline kxCheck::FrameReport fullDecodedFrame() {
+    kxCheck::FrameReport frame = fullFrame();
+    frame.jump = 5.125;
+    frame.file.decoded = true;
+    frame.file.picture = fullPicture();
     return frame;
 }
 
