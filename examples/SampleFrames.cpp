@@ -16,8 +16,10 @@
 #include <ImfTiledOutputPart.h>
 #include <half.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 
 namespace {
 
@@ -44,8 +46,8 @@ int rowsOf(const SamplePart& part) {
     return part.dataWindow.max.y - part.dataWindow.min.y + 1;
 }
 
-// From 0 to 1.
-float sampleAt(const SamplePart& part, int x, int y) {
+// From 0 to 1; of all channels the same.
+float patternAt(const SamplePart& part, int x, int y) {
     const auto column = static_cast<uint32_t>(x + part.phase);
     switch (part.pixels) {
         case SamplePixels::gradient:
@@ -59,19 +61,20 @@ float sampleAt(const SamplePart& part, int x, int y) {
     }
 }
 
-// The samples of every channel of one type. Rows that are all the same are kept once: the step from row to row may
-// be 0.
+// Samples of one type, for a channel or for all that have no patches. Rows that are all the same are kept once: the
+// step from row to row may be 0.
 template <class Sample>
 class Plane {
 public:
-    explicit Plane(const SamplePart& part, float scale = 1) : part_(part) {
-        for (int y = 0; y < (hasRows() ? rowsOf(part) : 1); ++y)
-            for (int x = 0; x < widthOf(part); ++x)
-                samples_.push_back(static_cast<Sample>(sampleAt(part, x, y) * scale));
+    Plane(const SamplePart& part, const std::vector<SamplePatch>& patches, float scale)
+        : part_(part), hasRows_(part.pixels == SamplePixels::noise || !patches.empty()) {
+        for (int y = 0; y < (hasRows_ ? rowsOf(part) : 1); ++y)
+            for (int x = 0; x < widthOf(part); ++x) add(patternAt(part, x, y) * part.gain * scale);
+        for (const SamplePatch& patch : patches) cover(patch, scale);
     }
 
     Imf::Slice slice(Imf::PixelType type) {
-        const std::size_t step = hasRows() ? sizeof(Sample) * static_cast<std::size_t>(widthOf(part_)) : 0;
+        const std::size_t step = hasRows_ ? sizeof(Sample) * static_cast<std::size_t>(widthOf(part_)) : 0;
         const auto& origin = part_.dataWindow.min;
         char* const first = reinterpret_cast<char*>(samples_.data());
         return {type,
@@ -80,32 +83,56 @@ public:
     }
 
 private:
-    bool hasRows() const { return part_.pixels == SamplePixels::noise; }
+    void add(float value) { samples_.push_back(static_cast<Sample>(value)); }
+    void cover(const SamplePatch& patch, float scale) {
+        const Imath::Box2i& data = part_.dataWindow;
+        for (int y = std::max(patch.window.min.y, data.min.y); y <= std::min(patch.window.max.y, data.max.y); ++y)
+            for (int x = std::max(patch.window.min.x, data.min.x); x <= std::min(patch.window.max.x, data.max.x);
+                 ++x)
+                samples_[static_cast<std::size_t>(y - data.min.y) * static_cast<std::size_t>(widthOf(part_)) +
+                         static_cast<std::size_t>(x - data.min.x)] = static_cast<Sample>(patch.value * scale);
+    }
 
     const SamplePart& part_;
+    bool hasRows_;
     std::vector<Sample> samples_;
 };
 
+std::vector<SamplePatch> patchesOf(const SamplePart& part, const std::string& channel) {
+    std::vector<SamplePatch> patches;
+    for (const SamplePatch& patch : part.patches)
+        if (patch.channel.empty() || patch.channel == channel) patches.push_back(patch);
+    return patches;
+}
+
+// Channels without patches share their samples.
 class SampleRows {
 public:
-    explicit SampleRows(const SamplePart& part) : part_(part), halves_(part), floats_(part), counts_(part, 255) {}
+    explicit SampleRows(const SamplePart& part) : part_(part) {}
 
     Imf::FrameBuffer frame() {
         Imf::FrameBuffer frame;
-        for (const SampleChannel& channel : part_.channels) frame.insert(channel.name, slice(channel.type));
+        for (const SampleChannel& channel : part_.channels) frame.insert(channel.name, slice(channel));
         return frame;
     }
 
 private:
-    Imf::Slice slice(Imf::PixelType type) {
-        if (type == Imf::HALF) return halves_.slice(type);
-        return type == Imf::FLOAT ? floats_.slice(type) : counts_.slice(type);
+    Imf::Slice slice(const SampleChannel& channel) {
+        if (channel.type == Imf::HALF) return sliceOf(halves_, channel, 1);
+        return channel.type == Imf::FLOAT ? sliceOf(floats_, channel, 1) : sliceOf(counts_, channel, 255);
+    }
+
+    template <class Sample>
+    Imf::Slice sliceOf(std::map<std::string, Plane<Sample>>& planes, const SampleChannel& channel, float scale) {
+        const std::vector<SamplePatch> patches = patchesOf(part_, channel.name);
+        const std::string key = patches.empty() ? "" : channel.name;
+        return planes.try_emplace(key, part_, patches, scale).first->second.slice(channel.type);
     }
 
     const SamplePart& part_;
-    Plane<Imath::half> halves_;
-    Plane<float> floats_;
-    Plane<unsigned> counts_;
+    std::map<std::string, Plane<Imath::half>> halves_;
+    std::map<std::string, Plane<float>> floats_;
+    std::map<std::string, Plane<unsigned>> counts_;
 };
 
 // One sample a pixel: the counts all read the same 1, the sample pointers the same zero bytes.

@@ -17,6 +17,13 @@ struct SampleChannel {
 // The gradient runs along the rows, which are all the same.
 enum class SamplePixels { black, gradient, noise };
 
+// Samples that have this value instead of the part's.
+struct SamplePatch {
+    std::string channel;  // empty: all
+    Imath::Box2i window;  // with inclusive corners; what lies beyond the data window is left out
+    float value = 0;      // NaN and infinite too, of half and float channels
+};
+
 // One part of a file; a file of one part is written as a single-part file.
 struct SamplePart {
     // Windows with inclusive corners, as in the file.
@@ -28,8 +35,10 @@ struct SamplePart {
     unsigned tileSize = 16;
     bool deep = false;  // one black sample a pixel; allows no, RLE and ZIPS compression only
     SamplePixels pixels = SamplePixels::black;
-    int phase = 0;     // moves gradient and noise, so that frames can differ
-    std::string name;  // part name; empty becomes "part<index>" in a file of several parts
+    int phase = 0;                     // moves gradient and noise, so that frames can differ
+    float gain = 1;                    // by which their values are multiplied
+    std::vector<SamplePatch> patches;  // later ones cover earlier ones; not in deep parts
+    std::string name;                  // part name; empty becomes "part<index>" in a file of several parts
 };
 
 // Writes the file. Throws what the EXR library throws.

@@ -108,7 +108,7 @@ TEST_F(CheckOptionsTest, ExpectNamesWhatFramesMustHave) {
 }
 
 TEST_F(CheckOptionsTest, FailOnMakesWarningsErrorsAndIgnoreForgetsThem) {
-    SamplePart piz;
+    SamplePart piz = soundPart(1002);
     piz.compression = Imf::PIZ_COMPRESSION;
     frame("beauty.1002.exr", piz);
     const auto withTwo = [&](const Arguments& more) {
@@ -159,7 +159,7 @@ TEST_F(CheckOptionsTest, JsonIsWrittenBesideOrInsteadOfLines) {
 TEST_F(CheckOptionsTest, TimeLimitAndMemoryLimitAreForOneFrame) {
     EXPECT_EQ(with({"--time-limit", "100", "--memory-limit", "500"}), usual);
     if (kxIsSanitizerBuild()) GTEST_SKIP() << "memory is not limited in builds with a sanitizer";
-    SamplePart large;
+    SamplePart large = soundPart();
     large.compression = Imf::ZIP_COMPRESSION;
     large.dataWindow = large.displayWindow = {{0, 0}, {499999, 15}};
     frame("large.exr", large);

@@ -17,8 +17,8 @@ class CheckRemovalTest : public CheckTest {
 protected:
     void SetUp() override {
         frames("a.", 1, 6);
-        cut("a.0002.exr", 400);
-        cut("a.0005.exr", 400);
+        cut("a.0002.exr", 560);
+        cut("a.0005.exr", 560);
     }
 
     [[nodiscard]] Names left() const { return dir.entries(); }
@@ -51,7 +51,7 @@ TEST_F(CheckRemovalTest, MovesBadFramesAndOverwritesNothing) {
               head + bad("0002", cutOff, "move") + bad("0005", cutOff, "move") +
                   "total 6: 4 good, 2 bad (2,5), N s\n0005  kept: the name is taken in bad\nexit 1");
     EXPECT_EQ(left(), (Names{"a.0001.exr", "a.0003.exr", "a.0004.exr", "a.0005.exr", "a.0006.exr", "bad"}));
-    EXPECT_EQ(readFileBytes(dir.file("bad/a.0002.exr")).size(), 400U);
+    EXPECT_EQ(readFileBytes(dir.file("bad/a.0002.exr")).size(), 560U);
     EXPECT_EQ(readFileBytes(dir.file("bad/a.0005.exr")), "taken");
 }
 

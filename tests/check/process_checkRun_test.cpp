@@ -136,7 +136,7 @@ TEST_F(CheckRunProcessTest, LinesAreTheSameWithAnyNumberOfJobs) {
 // The signal comes when some frames were shown, and the run has seconds to go.
 TEST_F(CheckRunProcessTest, InterruptsEndItWithTheSummaryOfWhatWasChecked) {
     frames("a.", 1, 100);
-    cut("a.0002.exr", 400);
+    cut("a.0002.exr", 560);
     std::filesystem::create_symlink(KX_WATCHED_CALLS, dir.file("preload.so"));
     const std::string script =
         "set -m; export LD_PRELOAD=$PWD/preload.so KX_DELAY=5000; \"$@\" > out.txt & unset LD_PRELOAD; "
@@ -176,7 +176,7 @@ TEST_F(CheckRunProcessTest, AFullOutputIsSaidAndRemovesNothing) {
     EXPECT_EQ(outcome({"good.0001.exr"}, writingTo(full)), said + "exit 3");
     EXPECT_EQ(outcome({"--help"}, writingTo(full)), said + "exit 3");
     frames("cut.", 1, 3);
-    cut("cut.0002.exr", 400);
+    cut("cut.0002.exr", 560);
     EXPECT_EQ(outcome({"--delete", "cut.0001.exr"}, writingTo(full)), said + "exit 1");
     close(full);
     EXPECT_EQ(outcome({"--delete", "--json", "/dev/full", "cut.0001.exr"}),
@@ -193,7 +193,7 @@ TEST_F(CheckRunProcessTest, AnOutputClosedByItsReaderEndsItQuietly) {
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     close(ends[0]);
     frames("cut.", 1, 3);
-    cut("cut.0002.exr", 400);
+    cut("cut.0002.exr", 560);
     EXPECT_EQ(outcome({"--delete", dir.file("cut.0001.exr")}, writingTo(ends[1])), "signal 13");
     close(ends[1]);
     EXPECT_TRUE(entryExists(dir.file("cut.0002.exr")));
@@ -202,7 +202,7 @@ TEST_F(CheckRunProcessTest, AnOutputClosedByItsReaderEndsItQuietly) {
 
 TEST_F(CheckRunProcessTest, WhatCantBeOpenedEndsItBeforeAnythingIsChecked) {
     frames("cut.", 1, 3);
-    cut("cut.0002.exr", 400);
+    cut("cut.0002.exr", 560);
     EXPECT_EQ(outcome({"--delete", "--json", "none/out.json", "cut.0001.exr"}),
               "2> kxCheckFrames: none/out.json: No such file or directory\nexit 3");
     std::filesystem::copy_file(dir.file("cut.0001.exr"), dir.file("copy"));

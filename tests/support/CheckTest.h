@@ -13,8 +13,10 @@
 
 class CheckTest : public ::testing::Test {
 protected:
-    // Write a file that was changed an hour ago: a frame, plain by default, or these bytes.
-    void frame(const std::string& name, const SamplePart& part = SamplePart());
+    // A picture that nothing is wrong with; others look much alike.
+    static SamplePart soundPart(int number = 0);
+    // Write a file that was changed an hour ago: a sound frame, or these bytes.
+    void frame(const std::string& name, const SamplePart& part = soundPart());
     void frames(const std::string& prefix, int first, int last);
     void bytes(const std::string& name, const std::string& content);
     // Cuts the file to so many bytes; it stays as old as the others.
