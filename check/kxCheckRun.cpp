@@ -133,7 +133,10 @@ bool SequenceRun::isRead(std::size_t place) const {
 bool SequenceRun::canBeJudged(std::size_t place) const {
     if (!isRead(place)) return false;
     const auto after = neighbours_.after(frames_[place].name);
-    return !after || isRead(*after) || !pictures_.needsAfter(place);
+    if (!after || !pictures_.needsAfter(place)) return true;
+    if (!isRead(*after)) return false;
+    const auto secondAfter = neighbours_.after(frames_[*after].name);
+    return !secondAfter || isRead(*secondAfter) || !pictures_.needsSecondAfter(place);
 }
 
 bool SequenceRun::isDecided(std::size_t place) const {
@@ -222,15 +225,26 @@ void SequenceRun::beginSecondPass() {
     progress_(secondPass_);
 }
 
-// Those of the run and their neighbours, in it or next to it.
+// One and two steps before and after.
+std::vector<std::size_t> SequenceRun::placesAround(std::size_t place) const {
+    std::vector<std::size_t> places;
+    for (auto at = neighbours_.before(frames_[place].name); at && places.size() < 2;
+         at = neighbours_.before(frames_[*at].name))
+        places.push_back(*at);
+    const std::size_t before = places.size();
+    for (auto at = neighbours_.after(frames_[place].name); at && places.size() < before + 2;
+         at = neighbours_.after(frames_[*at].name))
+        places.push_back(*at);
+    return places;
+}
+
+// Those of the run and what they are compared with, in it or next to it.
 std::vector<std::size_t> SequenceRun::placesToDecode() const {
     std::vector<bool> isWanted(frames_.size());
     for (const std::size_t place : placesToOpen(first_, last_)) {
         if (isLimited(frames_[place])) continue;
         isWanted[place] = true;
-        const FrameName& name = frames_[place].name;
-        if (const auto before = neighbours_.before(name)) isWanted[*before] = true;
-        if (const auto after = neighbours_.after(name)) isWanted[*after] = true;
+        for (const std::size_t around : placesAround(place)) isWanted[around] = true;
     }
     std::vector<std::size_t> places = placesToOpen(0, frames_.size());
     places.erase(std::remove_if(places.begin(), places.end(),

@@ -3,7 +3,8 @@
 //
 // At level pixels the headers of the whole sequence are read first, many files at once, because verdicts depend on
 // what most frames have in common; then each frame is decoded and given back as soon as all before it are done and
-// what its verdict depends on is known: mostly the frame one step behind it as well, and for one that repeats the
+// what its verdict depends on is known: mostly the frame one step behind it as well, for one that
+// is unlike both neighbours also the next, and for one that repeats the
 // frame before, whether so many do that none counts. Frames next to the run are decoded too, but not given. At the
 // other levels one pass is enough, and the first frame comes when the last one was read. Where a file changes
 // between both passes, its second report counts.
@@ -91,6 +92,7 @@ private:
     void begin();
     [[nodiscard]] std::vector<std::size_t> placesToOpen(std::size_t first, std::size_t last) const;
     [[nodiscard]] std::vector<std::size_t> placesToDecode() const;
+    [[nodiscard]] std::vector<std::size_t> placesAround(std::size_t place) const;
     [[nodiscard]] bool isComparable(std::size_t place) const;
     void readFirstPass(const std::vector<std::size_t>& places);
     void beginSecondPass();

@@ -1,20 +1,25 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxKeptPictures.h"
 
+#include "check/kxSizeJump.h"
+
 namespace kxCheck {
 
 KeptPictures::KeptPictures(const std::vector<FrameReport>& frames, const Neighbours& neighbours, std::size_t first,
                            std::size_t last)
     : links_(frames.size()), reports_(frames.size()) {
-    for (std::size_t place = first; place < last; ++place) link(place, frames[place].name, neighbours);
+    for (std::size_t place = first; place < last; ++place) link(place, frames, neighbours);
 }
 
 // In ascending order, so that the last use stays.
-void KeptPictures::link(std::size_t place, const FrameName& name, const Neighbours& neighbours) {
+void KeptPictures::link(std::size_t place, const std::vector<FrameReport>& frames, const Neighbours& neighbours) {
     Links& links = links_[place];
-    links.before = neighbours.before(name).value_or(nowhere);
-    links.after = neighbours.after(name).value_or(nowhere);
-    for (const std::size_t used : {links.before, place, links.after})
+    links.before = neighbours.before(frames[place].name).value_or(nowhere);
+    links.after = neighbours.after(frames[place].name).value_or(nowhere);
+    if (links.before != nowhere)
+        links.secondBefore = neighbours.before(frames[links.before].name).value_or(nowhere);
+    if (links.after != nowhere) links.secondAfter = neighbours.after(frames[links.after].name).value_or(nowhere);
+    for (const std::size_t used : {links.secondBefore, links.before, place, links.after, links.secondAfter})
         if (used != nowhere) links_[used].lastUse = place;
 }
 
@@ -37,15 +42,25 @@ bool KeptPictures::needsAfter(std::size_t place) const {
     return picture && (picture->isTileMissing || pictureAt(links_[place].before));
 }
 
-PictureJudgement KeptPictures::judge(std::size_t place) const {
+bool KeptPictures::needsSecondAfter(std::size_t place) const {
+    const PictureFacts* const picture = pictureAt(place);
+    return picture && jumpOf(*picture, neighboursOf(place)) > conspicuousJump;
+}
+
+PictureNeighbours KeptPictures::neighboursOf(std::size_t place) const {
     const Links& links = links_[place];
+    return {pictureAt(links.before), pictureAt(links.after), pictureAt(links.secondBefore),
+            pictureAt(links.secondAfter)};
+}
+
+PictureJudgement KeptPictures::judge(std::size_t place) const {
     if (!reports_[place]) return {};
-    return judgePicture(*reports_[place], {pictureAt(links.before), pictureAt(links.after)});
+    return judgePicture(*reports_[place], neighboursOf(place));
 }
 
 void KeptPictures::giveUp(std::size_t place) {
     const Links& links = links_[place];
-    for (const std::size_t used : {links.before, place, links.after})
+    for (const std::size_t used : {links.secondBefore, links.before, place, links.after, links.secondAfter})
         if (used != nowhere && links_[used].lastUse == place) reports_[used].reset();
 }
 

@@ -32,6 +32,8 @@ public:
     [[nodiscard]] bool isRepeated(std::size_t place) const;
     // Whether judging the frame needs the one behind it as well.
     [[nodiscard]] bool needsAfter(std::size_t place) const;
+    // Whether it needs the one two steps behind it too; asked when those it is compared with up to that are there.
+    [[nodiscard]] bool needsSecondAfter(std::size_t place) const;
     // Nothing for a frame that was not decoded whole.
     [[nodiscard]] PictureJudgement judge(std::size_t place) const;
     // The frame was judged: what no other needs is given up.
@@ -42,12 +44,15 @@ private:
     struct Links {
         std::size_t before = nowhere;
         std::size_t after = nowhere;
+        std::size_t secondBefore = nowhere;
+        std::size_t secondAfter = nowhere;
         std::size_t lastUse = nowhere;  // behind this frame nobody is compared with it
     };
 
-    void link(std::size_t place, const FrameName& name, const Neighbours& neighbours);
+    void link(std::size_t place, const std::vector<FrameReport>& frames, const Neighbours& neighbours);
     [[nodiscard]] const PictureReport* reportAt(std::size_t place) const;
     [[nodiscard]] const PictureFacts* pictureAt(std::size_t place) const;
+    [[nodiscard]] PictureNeighbours neighboursOf(std::size_t place) const;
 
     std::vector<Links> links_;                                   // by place
     std::vector<std::shared_ptr<const PictureReport>> reports_;  // by place

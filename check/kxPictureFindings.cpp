@@ -50,9 +50,11 @@ std::optional<Finding> missingTile(const PictureFacts& picture, const PictureNei
     return finding;
 }
 
-double jumpOf(const PictureFacts& picture, const PictureNeighbours& neighbours) {
-    if (!neighbours.before || !neighbours.after) return 0;
-    return pictureJumpOf(neighbours.before->histogram, picture.histogram, neighbours.after->histogram);
+bool isOutstanding(const PictureFacts& picture, const PictureNeighbours& neighbours) {
+    std::vector<const kxCHK::Histogram*> around = {&neighbours.before->histogram, &neighbours.after->histogram};
+    for (const PictureFacts* const further : {neighbours.secondBefore, neighbours.secondAfter})
+        if (further) around.push_back(&further->histogram);
+    return standsOut(picture.histogram, around);
 }
 
 Finding jumpFinding(double jump) {
@@ -72,13 +74,19 @@ void addPicture(std::vector<Finding>& findings, const PictureFacts& picture, con
 
 }  // namespace
 
+double jumpOf(const PictureFacts& picture, const PictureNeighbours& neighbours) {
+    if (!neighbours.before || !neighbours.after) return 0;
+    return pictureJumpOf(neighbours.before->histogram, picture.histogram, neighbours.after->histogram);
+}
+
 PictureJudgement judgePicture(const PictureReport& report, const PictureNeighbours& neighbours) {
     PictureJudgement judgement;
     addStrange(judgement.findings, report.strange);
     if (!report.picture) return judgement;
     addPicture(judgement.findings, *report.picture, neighbours);
     judgement.jump = jumpOf(*report.picture, neighbours);
-    if (judgement.jump > conspicuousJump) judgement.findings.push_back(jumpFinding(judgement.jump));
+    if (judgement.jump > conspicuousJump && isOutstanding(*report.picture, neighbours))
+        judgement.findings.push_back(jumpFinding(judgement.jump));
     return judgement;
 }
 

@@ -10,11 +10,17 @@
 
 namespace kxCheck {
 
-// One step before and after; null where there is no such frame, it was not decoded whole, or has no picture.
+// One and two steps before and after; null where there is no such frame, it was not decoded whole, or has no
+// picture.
 struct PictureNeighbours {
     const PictureFacts* before = nullptr;
     const PictureFacts* after = nullptr;
+    const PictureFacts* secondBefore = nullptr;
+    const PictureFacts* secondAfter = nullptr;
 };
+
+// analyseValue1; 0 without both neighbours. Only above conspicuousJump those two steps away are looked at.
+[[nodiscard]] double jumpOf(const PictureFacts& picture, const PictureNeighbours& neighbours);
 
 struct PictureJudgement {
     double jump = 0;  // analyseValue1; 0 without both neighbours, or without a picture

@@ -12,6 +12,9 @@ namespace kxCheck {
 namespace {
 
 constexpr double smallestDistance = 0.1;
+// What no chance makes of restless light; found with the sequences of benchmarks/pictureFindings.cpp.
+constexpr double outstandingFactor = 4;
+constexpr double outstandingDistance = 0.6;
 constexpr std::size_t colors = 3;  // alpha says how much is covered, not how it looks
 
 using Bins = std::array<unsigned, kxCHK::histogramBins>;
@@ -48,6 +51,14 @@ double pictureJumpOf(const kxCHK::Histogram& before, const kxCHK::Histogram& pic
                      const kxCHK::Histogram& after) {
     const double nearest = std::min(histogramDistance(before, picture), histogramDistance(picture, after));
     return nearest / (histogramDistance(before, after) + smallestDistance);
+}
+
+bool standsOut(const kxCHK::Histogram& picture, const std::vector<const kxCHK::Histogram*>& around) {
+    const double nearest = std::min(histogramDistance(*around[0], picture), histogramDistance(picture, *around[1]));
+    double spread = 0;
+    for (std::size_t i = 0; i < around.size(); ++i)
+        for (std::size_t k = 0; k < i; ++k) spread = std::max(spread, histogramDistance(*around[i], *around[k]));
+    return nearest > outstandingFactor * spread + outstandingDistance;
 }
 
 }  // namespace kxCheck

@@ -140,18 +140,32 @@ TEST(PictureFindings, JumpWhereBothNeighboursAreUnlike) {
     EXPECT_EQ(judgePicture(PictureReport(), {&usual, &usual}).jump, 0);
 }
 
-TEST(PictureFindings, JumpAboveTwoOnly) {
+// Between two neighbours that are alike the distance alone decides: 0.6 of a bin.
+TEST(PictureFindings, JumpOnlyWhereThePictureStandsOut) {
     const PictureFacts usual = pictureIn(5);
     PictureFacts other = usual;
-    const auto jumpWith = [&](unsigned moved) {
+    const auto judgementWith = [&](unsigned moved) {
         for (auto& channel : other.histogram) {
             channel[5] = 1000000 - moved;
             channel[6] = moved;
         }
-        return codesOf(reportWith(other), {&usual, &usual});
+        return judgePicture(reportWith(other), {&usual, &usual});
     };
-    EXPECT_EQ(jumpWith(199999), "");
-    EXPECT_EQ(jumpWith(200002), "jump");
+    EXPECT_NEAR(judgementWith(599999).jump, 6, 0.001);
+    EXPECT_EQ(codesOf(judgementWith(599999).findings), "");
+    EXPECT_EQ(codesOf(judgementWith(600002).findings), "jump");
+}
+
+TEST(PictureFindings, JumpAboveTwoOnly) {
+    const PictureFacts before = pictureIn(5);
+    const PictureFacts after = pictureIn(7);
+    const PictureFacts other = pictureIn(12);
+    const PictureJudgement judgement = judgePicture(reportWith(other), {&before, &before, &before, &after});
+    EXPECT_DOUBLE_EQ(judgement.jump, 70);
+    EXPECT_EQ(codesOf(judgement.findings), "") << "light as restless as the picture is unlike";
+    EXPECT_EQ(codesOf(reportWith(other), {&before, &before, &before, nullptr}), "jump");
+    EXPECT_EQ(codesOf(reportWith(other), {&before, &before, &after, nullptr}), "");
+    EXPECT_EQ(codesOf(reportWith(other), {&before, &after}), "");
 }
 
 TEST(RepeatedFinding, NamesTheFrameBefore) {

@@ -46,6 +46,14 @@ double jumpOf(const PlainPicture& frame, const PlainPicture* before, const Plain
     return std::min(distance(*before, frame), distance(frame, *after)) / (distance(*before, *after) + 0.1);
 }
 
+bool standsOut(const PlainPicture& frame, const std::vector<const PlainPicture*>& around) {
+    double spread = 0;
+    for (const PlainPicture* a : around)
+        for (const PlainPicture* b : around)
+            if (a && b) spread = std::max(spread, distance(*a, *b));
+    return std::min(distance(*around[0], frame), distance(frame, *around[1])) > 4 * spread + 0.6;
+}
+
 bool isColor(const std::string& channel) {
     const std::string last = channel.substr(channel.rfind('.') + 1);
     return last == "R" || last == "G" || last == "B" || last == "A" || last == "Y";
@@ -105,7 +113,10 @@ std::vector<PlainVerdict> plainPictureVerdicts(const std::vector<PlainPicture>& 
             if (frame.hasPicture && frame.isFlat && !frame.isBlack) codes.emplace_back("flat");
             if (isRepeated(frames, frame, step) && areRepeatedReported(frames, first, last, step))
                 codes.emplace_back("repeated");
-            if (verdict.jump > 2) codes.emplace_back("jump");
+            // What is two steps away counts where the frame between is there to be compared with.
+            if (verdict.jump > 2 && standsOut(frame, {before, after, pictureAt(frames, frame, -2 * step),
+                                                      pictureAt(frames, frame, 2 * step)}))
+                codes.emplace_back("jump");
         }
         verdicts.push_back(verdict);
     }
