@@ -157,6 +157,7 @@ FileReport checkFile(const FileCheck& check, ChunkSink* sink) {
     try {
         lookUntilSteady(check, sink, report);
     } catch (const std::bad_alloc&) {
+        report.decoded = false;
         report.findings.assign(1, makeFinding(Code::limit, "there is not enough memory"));
     }
     report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();

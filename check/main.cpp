@@ -2,7 +2,7 @@
 // kxCheckFrames: says whether the frames of image sequences are good. docs/architecture.md shows the way of a run.
 #include "check/kxCheckOptions.h"
 #include "check/kxCheckProgram.h"
-#include "check/kxFileReader.h"
+#include "check/kxFrameCheck.h"
 #include "check/kxOutput.h"
 
 #include <QByteArray>
@@ -50,5 +50,5 @@ int main(int argc, char** argv) {
     const auto command = parseCommandLine(std::vector<QByteArray>(argv + (argc > 0 ? 1 : 0), argv + argc));
     if (const auto* wanted = std::get_if<WantedText>(&command)) return print(wanted->text);
     if (const auto* wrong = std::get_if<UsageError>(&command)) return refuse(wrong->line);
-    return runCheck(std::get<Settings>(command), [](const FileCheck& check) { return checkFile(check); });
+    return runCheck(std::get<Settings>(command), checkFrame);
 }
