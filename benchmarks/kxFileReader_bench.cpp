@@ -2,9 +2,11 @@
 // Looking into a file at each level beside a bare loop over the C core of the EXR library, that opens the file
 // itself and stops where the level stops: at the headers; at the chunk tables, by asking for one chunk; after
 // reading, decompressing and unpacking every chunk into planes. Both read the same file from a warm cache on one
-// thread. Takes files as arguments that are no options; without one, made files in full HD.
+// thread. At the level of pixels also with all that is made of the picture, beside the same without.
+// Takes files as arguments that are no options; without one, made files in full HD.
 #include "benchmarks/Compare.h"
 #include "check/kxFileReader.h"
+#include "check/kxFrameCheck.h"
 #include "tests/support/ExrKinds.h"
 #include "tests/support/TempDir.h"
 
@@ -108,12 +110,17 @@ void addFile(const std::string& name, const std::string& path) {
     addComparison("headers/" + name, 1, look(Level::headers), [path] { const BareFile file(path); });
     addComparison("structure/" + name, 1, look(Level::structure), [path] { BareFile(path).askForOneChunk(); });
     addComparison("pixels/" + name, 1, look(Level::pixels), [path] { BareFile(path).decodeAll(); });
+    const auto lookAtPicture = [path] {
+        const kxCheck::FileReport report = kxCheck::checkFrame({QByteArray::fromStdString(path)});
+        require(report.picture && report.picture->picture, path + " has no picture");
+    };
+    addComparison("picture/" + name, 1, lookAtPicture, look(Level::pixels));
 }
 
 Kind madeFile(Imf::Compression compression, std::size_t parts) {
     KindPart part;
     part.compression = compression;
-    part.dataWindow = {{0, 0}, {1919, 1079}};
+    part.dataWindow = part.displayWindow = {{0, 0}, {1919, 1079}};
     return {"", std::vector<KindPart>(parts, part)};
 }
 

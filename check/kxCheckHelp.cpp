@@ -9,6 +9,8 @@
 #include <openexr_base.h>
 #include <zlib.h>
 
+#include <xxhash.h>
+
 namespace kxCheck {
 
 namespace {
@@ -56,6 +58,12 @@ QByteArray openExrVersion() {
     return QByteArray::number(major) + '.' + QByteArray::number(minor) + '.' + QByteArray::number(patch);
 }
 
+QByteArray xxHashVersion() {
+    const unsigned version = XXH_versionNumber();
+    return QByteArray::number(version / 10000) + '.' + QByteArray::number(version / 100 % 100) + '.' +
+           QByteArray::number(version % 100);
+}
+
 }  // namespace
 
 QByteArray helpText() {
@@ -78,7 +86,8 @@ QByteArray helpText() {
 
 QByteArray versionText() {
     return QByteArray("kxCheckFrames") + kxVersionString + '\n' + "Qt " + qVersion() + ", OpenEXR " +
-           openExrVersion() + ", zlib " + zlibVersion() + '\n' + QByteArray(kxCopyrightNotice).trimmed() + '\n';
+           openExrVersion() + ", zlib " + zlibVersion() + ", xxHash " + xxHashVersion() + '\n' +
+           QByteArray(kxCopyrightNotice).trimmed() + '\n';
 }
 
 }  // namespace kxCheck

@@ -101,13 +101,13 @@ void SampleStatistics::addFinite(const Bits* samples, std::size_t count) {
     if (!withRange_ || count == 0) return;
     auto least = keyOf(samples[0]);
     auto most = least;
-    float values[sampleBlock];
     for (std::size_t i = 0; i < count; ++i) {
         const auto key = keyOf(samples[i]);
-        least = std::min(least, key);
-        most = std::max(most, key);
-        values[i] = Layout<Bits>::value(samples[i]);
+        least = key < least ? key : least;
+        most = key > most ? key : most;
     }
+    float values[sampleBlock];
+    for (std::size_t i = 0; i < count; ++i) values[i] = Layout<Bits>::value(samples[i]);
     extend(valueOfKey<Bits>(least), valueOfKey<Bits>(most), sumOf(values, count), count);
 }
 

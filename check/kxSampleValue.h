@@ -13,28 +13,34 @@
 
 namespace kxCheck {
 
-// The value of a half, exactly; infinities and NaN included.
-inline float floatOfHalf(std::uint16_t half) {
-    constexpr std::uint32_t firstNormal = 0x0400;
-    constexpr std::uint32_t firstStrange = 0x7C00;
-    const std::uint32_t magnitude = half & 0x7FFFU;
-    const std::uint32_t sign = (half & 0x8000U) << 16U;
-    // Exponents are counted from 15 in a half and from 127 in a float; the largest one stands for no number.
-    const std::uint32_t exponentShift = magnitude >= firstStrange ? 2 * (127U - 15U) : 127U - 15U;
-    const std::uint32_t normal = (magnitude << 13U) + (exponentShift << 23U);
-    const float small = static_cast<float>(static_cast<std::int32_t>(magnitude)) * (1.0F / 16777216.0F);
-    std::uint32_t smallBits;
-    std::memcpy(&smallBits, &small, sizeof smallBits);
-    const std::uint32_t bits = (magnitude < firstNormal ? smallBits : normal) | sign;
+inline float floatOfBits(std::uint32_t bits) {
     float value;
     std::memcpy(&value, &bits, sizeof value);
     return value;
 }
 
-inline float floatOfBits(std::uint32_t bits) {
-    float value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
+inline std::uint32_t bitsOfFloat(float value) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+
+// All bits where that is true, else none: a choice without a branch.
+inline std::uint32_t maskIf(bool isTrue) {
+    return 0U - static_cast<std::uint32_t>(isTrue);
+}
+
+// The value of a half, exactly; infinities and NaN included.
+//
+// Exponents are counted from 15 in a half and from 127 in a float. Below the first normal half they are all 0, and
+// the value is so many times 2^-24; the largest one stands for no number, and is the largest of a float too.
+inline float floatOfHalf(std::uint16_t half) {
+    const std::uint32_t magnitude = half & 0x7FFFU;
+    const std::uint32_t isSmall = maskIf(magnitude < 0x0400U);
+    const std::uint32_t isStrange = maskIf(magnitude >= 0x7C00U);
+    const std::uint32_t normal = (magnitude << 13U) + ((112U + (112U & isStrange)) << 23U);
+    const std::uint32_t small = bitsOfFloat(static_cast<float>(static_cast<std::int32_t>(magnitude)) / 16777216.0F);
+    return floatOfBits((small & isSmall) | (normal & ~isSmall) | (half & 0x8000U) << 16U);
 }
 
 // Samples that are looked at in one go: they stay in the fastest memory.

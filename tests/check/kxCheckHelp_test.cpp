@@ -11,6 +11,8 @@
 
 #include <string>
 
+#include <xxhash.h>
+
 namespace {
 
 TEST(CheckHelpTest, LinesFitATerminal) {
@@ -47,9 +49,12 @@ TEST(CheckHelpTest, VersionNamesProgramAndLibraries) {
     int patch = 0;
     exr_get_library_version(&major, &minor, &patch, nullptr);
     const std::string openExr = std::to_string(major) + '.' + std::to_string(minor) + '.' + std::to_string(patch);
-    EXPECT_EQ(kxCheck::versionText().toStdString(),
-              std::string("kxCheckFrames") + kxVersionString + "\nQt " + qVersion() + ", OpenEXR " + openExr +
-                  ", zlib " + zlibVersion() + "\nCopyright (c) 2026 the kxVerifyExrModes developers\n");
+    const std::string xxHash = std::to_string(XXH_VERSION_MAJOR) + '.' + std::to_string(XXH_VERSION_MINOR) + '.' +
+                               std::to_string(XXH_VERSION_RELEASE);
+    EXPECT_EQ(kxCheck::versionText().toStdString(), std::string("kxCheckFrames") + kxVersionString + "\nQt " +
+                                                        qVersion() + ", OpenEXR " + openExr + ", zlib " +
+                                                        zlibVersion() + ", xxHash " + xxHash +
+                                                        "\nCopyright (c) 2026 the kxVerifyExrModes developers\n");
 }
 
 }  // namespace

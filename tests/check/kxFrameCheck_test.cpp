@@ -61,7 +61,7 @@ constexpr int height = 2160;
 KindPart largePart(Imf::Compression compression) {
     KindPart part;
     part.compression = compression;
-    part.dataWindow = {{0, 0}, {width - 1, height - 1}};
+    part.dataWindow = part.displayWindow = {{0, 0}, {width - 1, height - 1}};
     return part;
 }
 
@@ -78,15 +78,6 @@ std::vector<LargeFrame> largeFrames() {
             {"dwab", largePart(Imf::DWAB_COMPRESSION)},
             tiles,
             many};
-}
-
-// The file's display window is far smaller than its picture: it is written over with the size of the data window.
-std::string withLargeDisplay(std::string bytes) {
-    const std::string name("displayWindow\0box2i\0", 20);
-    const std::size_t at = bytes.find(name) + name.size() + 4;
-    const std::int32_t last[] = {width - 1, height - 1};
-    bytes.replace(at + 8, 8, reinterpret_cast<const char*>(last), 8);
-    return bytes;
 }
 
 }  // namespace
@@ -142,9 +133,7 @@ TEST(FrameCheck, NeedsAtMost64MiBAnd20BytesAPixel) {
     const std::string path = dir.file("a.exr");
     for (const LargeFrame& frame : largeFrames()) {
         SCOPED_TRACE(frame.name);
-        const int isWritten = inProcess([&] {
-            return writeFileBytes(path, withLargeDisplay(exrBytes({"", {frame.part}}))) ? 1 : 0;
-        });
+        const int isWritten = inProcess([&] { return writeFileBytes(path, exrBytes({"", {frame.part}})) ? 1 : 0; });
         ASSERT_EQ(isWritten, 1);
         FileCheck check{QByteArray::fromStdString(path)};
         check.wantsPreview = true;

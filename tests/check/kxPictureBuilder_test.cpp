@@ -166,6 +166,27 @@ TEST(PictureBuilder, MakesThePlainPictureOfRandomFiles) {
     }
 }
 
+// Whatever a header or chunk says then: a picture is made or none, of what can be decoded.
+TEST(PictureBuilder, TakesDamagedFiles) {
+    const CheckedFile file;
+    std::mt19937 random(11);
+    int whole = 0;
+    for (const Kind& kind : exrKinds()) {
+        SCOPED_TRACE(kind.name);
+        const std::string right = exrBytes(kind);
+        for (int i = 0; i < 40; ++i) {
+            std::string bytes = right;
+            bytes[random() % bytes.size()] ^= static_cast<char>(1U << random() % 8);
+            PictureBuilder builder;
+            if (!file.check(bytes, Level::pixels, &builder).decoded) continue;
+            ++whole;
+            const PictureReport report = builder.report();
+            EXPECT_EQ(report.picture.has_value(), builder.picture() != nullptr);
+        }
+    }
+    EXPECT_GT(whole, 100) << "some damage is only another sample";
+}
+
 TEST(Picture, HasDisplayGammaInColoursAndNoneInAlpha) {
     const Built built(
         {{{"A", plainPaint(0.25F)}, {"B", plainPaint(0.5F)}, {"G", plainPaint(0.25F)}, {"R", plainPaint(0.0F)}}});

@@ -176,7 +176,7 @@ const std::string& typeOf(const KindPart& part) {
 }
 
 Imf::Header headerOf(const KindPart& part) {
-    Imf::Header header(Imath::Box2i({0, 0}, {63, 35}), part.dataWindow);
+    Imf::Header header(part.displayWindow, part.dataWindow);
     header.compression() = part.compression;
     header.lineOrder() = part.lineOrder;
     for (const KindChannel& channel : part.channels)

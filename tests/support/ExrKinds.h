@@ -29,6 +29,7 @@ struct KindPart {
     Imf::LevelRoundingMode rounding = Imf::ROUND_DOWN;
     int tileWidth = 16;
     int tileHeight = 13;
+    Imath::Box2i displayWindow{{0, 0}, {63, 35}};
 };
 
 struct Kind {
