@@ -154,7 +154,7 @@ constexpr int mostMemory = 1024 * 16384;  // MiB
 constexpr OptionRow rows[] = {
     {"level", 'l', "LEVEL", "headers structure pixels",
      "how far to look: headers (headers, modes, likeness), structure (and whether every chunk is in the file) or "
-     "pixels (and everything decoded); default pixels",
+     "pixels (and everything decoded, and its picture looked at); default pixels",
      setWord<&Settings::level>},
     {"frames", 'f', "LIST", nullptr,
      "the frames that must be there, like 1001-1100 or 1-99x2,150; others are left alone; default: those found, "
@@ -182,6 +182,9 @@ constexpr OptionRow rows[] = {
      setFlag<&Settings::strict>},
     {"verbose", 'v', nullptr, nullptr, "a line for every frame, not only for those that are not good",
      setFlag<&Settings::verbose>},
+    {"info", 0, nullptr, nullptr,
+     "under each line of a frame what is known of it: picture, file, machine, render time",
+     setFlag<&Settings::info>},
     {"sort", 0, "KEY", "frame machine date size difference",
      "order of the lines: frame, machine (that made it), date (newest first), size (smallest first) or difference "
      "(from the neighbours, largest first); -KEY turns it round; default frame",

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxCheckOutputs.h"
 
+#include "check/kxFrameInfo.h"
 #include "check/kxJsonLines.h"
 
 #include <cstdlib>
@@ -47,7 +48,10 @@ void CheckOutputs::beginSequence(const SequenceName& sequence, const Headers* he
 }
 
 void CheckOutputs::frame(const FrameReport& frame) {
-    if (hasLines() && (settings_.verbose || frame.verdict != Verdict::good)) line(frameLine(frame, style_));
+    if (hasLines() && (settings_.verbose || frame.verdict != Verdict::good)) {
+        line(frameLine(frame, style_));
+        if (settings_.info) info(frame);
+    }
     if (json_) json(frameJson(frame));
 }
 
@@ -94,6 +98,10 @@ QByteArray CheckOutputs::fault() const {
 void CheckOutputs::line(const QByteArray& text) {
     bar_.clear();
     standard_.writeLine(text);
+}
+
+void CheckOutputs::info(const FrameReport& frame) {
+    for (const QByteArray& text : infoLines(frame)) line("    " + text);
 }
 
 void CheckOutputs::json(const QByteArray& text) {

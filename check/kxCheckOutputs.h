@@ -46,6 +46,7 @@ public:
 private:
     [[nodiscard]] bool hasLines() const { return !settings_.listed && settings_.jsonFile != "-"; }
     void line(const QByteArray& text);
+    void info(const FrameReport& frame);
     void json(const QByteArray& text);
 
     const Settings& settings_;

@@ -56,6 +56,7 @@ struct Settings {
     bool strict = false;                    // a suspicious frame counts as bad in the exit code
 
     bool verbose = false;  // a line for every frame
+    bool info = false;     // and under each line that is printed what is known of the frame
     SortKey sortKey = SortKey::frame;
     bool sortDescending = false;              // the other way round
     std::optional<std::set<Verdict>> listed;  // only the frames with these verdicts are printed, a line a sequence

@@ -53,7 +53,7 @@ TEST(CheckOptionsTest, WithoutOptionsAllIsAsDocumented) {
     EXPECT_EQ(settings.chunk.count, 1);
     EXPECT_FALSE(settings.single || settings.requireMultiLayer || settings.requireMultipart ||
                  settings.noMultipart);
-    EXPECT_FALSE(settings.strict || settings.verbose || settings.sortDescending || settings.removeMost);
+    EXPECT_FALSE(settings.strict || settings.verbose || settings.info || settings.sortDescending || settings.removeMost);
     EXPECT_TRUE(settings.expectations.empty() && settings.failOn.empty() && settings.ignored.empty());
     EXPECT_EQ(settings.sortKey, SortKey::frame);
     EXPECT_EQ(settings.jsonFile, "");
@@ -72,6 +72,7 @@ TEST(CheckOptionsTest, FlagsAreSet) {
     EXPECT_TRUE(settingsOf({"--strict"}).strict);
     EXPECT_TRUE(settingsOf({"--verbose"}).verbose);
     EXPECT_TRUE(settingsOf({"-v"}).verbose);
+    EXPECT_TRUE(settingsOf({"--info"}).info);
     EXPECT_TRUE(settingsOf({"--delete", "--remove-most"}).removeMost);
 }
 

@@ -6,6 +6,7 @@
 #include "tests/support/Documents.h"
 
 #include <algorithm>
+#include <regex>
 
 namespace {
 
@@ -129,6 +130,24 @@ TEST_F(CheckOptionsTest, FailOnMakesWarningsErrorsAndIgnoreForgetsThem) {
 TEST_F(CheckOptionsTest, VerboseShowsEveryFrame) {
     EXPECT_EQ(with({"--verbose"}), head + "1001  good\n1002  good\n" + missing + cutOff + unlike + foreign +
                                        "1007  good\n" + dangling + "1009  good\n1010  good\n" + total + "exit 1");
+}
+
+TEST_F(CheckOptionsTest, InfoStandsUnderEachLineOfAFrame) {
+    const std::string image = "    64x36  Half Float, zip, A B G R\n     gamma ()\n";
+    const ProcessResult result = check({"--info", "-v", "--frames", "1002-1004", "beauty.1001.exr"});
+    const std::string expected =
+        "beauty.####.exr  1002-1004  64x36  4 channels half  zip\n"
+        "1002  good\n"
+        "    1002\n" +
+        image + "    N bytes\n    TIME\n" + missing + cutOff +
+        "    1004\n    64x36  Half Float, zip, A B G R\n     ()\n    N bytes\n    TIME\n"
+        "total 3: 1 good, 1 bad (1004), 1 missing (1003), N s\n";
+    const std::regex bytes("[0-9.]+ bytes");
+    const std::regex time("\n    [0-9]{4}[^\n]* [^\n]*:[^\n]*\n");
+    std::string out = std::regex_replace(withoutSeconds(result.out), bytes, "N bytes");
+    out = std::regex_replace(out, time, "\n    TIME\n");
+    EXPECT_EQ(out, expected);
+    EXPECT_EQ(with({"--info", "--list", "bad"}), "1004-1006\nexit 1");
 }
 
 TEST_F(CheckOptionsTest, SortOrdersTheLines) {

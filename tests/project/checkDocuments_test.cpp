@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -81,6 +82,16 @@ TEST(ManualPageTest, NamesWordsAndKeysOfTheOptions) {
             EXPECT_TRUE(contains(page, word)) << row.name << " " << word;
     }
     for (const std::string& key : expectationKeys()) EXPECT_TRUE(contains(page, "\n.B " + key + "\n")) << key;
+}
+
+TEST(ManualPageTest, NamesTheCodes) {
+    const std::string page = plainPage();
+    const std::string verdicts = page.substr(page.find(".SH VERDICTS"));
+    const Words words = wordsOf(std::regex_replace(verdicts, std::regex("[\"(),]"), " "));
+    for (int i = 0; i <= static_cast<int>(kxCheck::Code::jump); ++i) {
+        const std::string name = kxCheck::rowOf(static_cast<kxCheck::Code>(i)).name;
+        EXPECT_EQ(words.count(name), 1U) << name;
+    }
 }
 
 // What completing the last of these words gives in bash.
