@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Writes a small sequence with a frame for every finding that a file can have into a directory, and prints its name
-// with wildcards:
+// Writes a small sequence with a frame for nearly every finding into a directory, and prints its name with
+// wildcards:
 //
 //   writeDamagedSequence <directory>
 //
-// Two good frames stand between two damaged ones, so that every frame has a good neighbour.
+// Two good frames stand between two damaged ones, so that every frame has a good neighbour. Missing alpha is not
+// among them: it is looked for in larger pictures only.
 #include "examples/SampleFrames.h"
 
 #include <chrono>
@@ -16,11 +17,23 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <stdexcept>
+#include <string>
 
 namespace fs = std::filesystem;
 
 namespace {
+
+std::string pathOf(const std::string& directory, int frame) {
+    const std::string digits = std::to_string(frame);
+    return (fs::path(directory) / ("beauty." + std::string(4 - digits.size(), '0') + digits + ".exr")).string();
+}
+
+int frameOf(const std::string& path) {
+    const std::string digits = path.substr(path.size() - std::strlen("0001.exr"), 4);
+    return std::stoi(digits);
+}
 
 SamplePart soundPart() {
     SamplePart part = samplePartOf({"A", "B", "G", "R", "diffuse.B", "diffuse.G", "diffuse.R"});
@@ -136,20 +149,65 @@ void spoilChunk(const std::string& path) {
     overwrite(path, offsetAt(bytes, secondEntryOf(bytes)) + leaderSize, std::string(16, '\xff'));
 }
 
+Imath::Box2i pixelAt(int x, int y) {
+    return {{x, y}, {x, y}};
+}
+
+// In the midst of opaque pixels: that is what such a hole is told from the scene by.
+void loseBlock(const std::string& path) {
+    SamplePart part = soundPart();
+    part.patches = {{"A", part.dataWindow, 1}, {"", {{24, 12}, {39, 27}}, 0}};
+    writeSampleFile(path, {part});
+}
+
+void spoilSample(const std::string& path) {
+    SamplePart part = soundPart();
+    part.patches = {{"diffuse.R", pixelAt(20, 10), std::numeric_limits<float>::quiet_NaN()}};
+    writeSampleFile(path, {part});
+}
+
+void makeInfinite(const std::string& path) {
+    SamplePart part = soundPart();
+    part.patches = {{"G", {{20, 10}, {22, 10}}, std::numeric_limits<float>::infinity()}};
+    writeSampleFile(path, {part});
+}
+
+void blacken(const std::string& path) {
+    SamplePart part = soundPart();
+    part.pixels = SamplePixels::black;
+    writeSampleFile(path, {part});
+}
+
+void flatten(const std::string& path) {
+    SamplePart part = soundPart();
+    part.patches = {{"", part.dataWindow, 0.5}};
+    writeSampleFile(path, {part});
+}
+
+void repeatFrameBefore(const std::string& path) {
+    SamplePart part = soundPart();
+    part.phase = frameOf(path) - 1;
+    writeSampleFile(path, {part});
+}
+
+void loseLight(const std::string& path) {
+    SamplePart part = soundPart();
+    part.gain = 0.5;
+    writeSampleFile(path, {part});
+}
+
 using Damage = void (*)(const std::string& path);
-constexpr Damage damages[] = {
-    lose, linkNowhere,    claimNewerVersion, makeEmpty, writeMessage, dropAttribute, loseLayers,
-    crop, enlargeDisplay, changeCompression, loseGrain, forgetChunk,  cutOff,        spoilChunk};
+constexpr Damage damages[] = {lose,           linkNowhere,       claimNewerVersion, makeEmpty,
+                              writeMessage,   dropAttribute,     loseLayers,        crop,
+                              enlargeDisplay, changeCompression, loseGrain,         forgetChunk,
+                              cutOff,         spoilChunk,        loseBlock,         spoilSample,
+                              makeInfinite,   blacken,           flatten,           repeatFrameBefore,
+                              loseLight};
 
 // What was just written might not be whole yet; these frames were written an hour ago.
 void makeOld(const std::string& path) {
     if (fs::is_regular_file(path))
         fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours(1));
-}
-
-std::string pathOf(const std::string& directory, int frame) {
-    const std::string digits = std::to_string(frame);
-    return (fs::path(directory) / ("beauty." + std::string(4 - digits.size(), '0') + digits + ".exr")).string();
 }
 
 // Every third frame has a damage; the last ones are good.

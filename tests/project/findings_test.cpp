@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// docs/findings.md has every code that a file can have, and each of its commands makes the finding that it is
-// about.
+// docs/findings.md has every code, and each of its commands makes the finding that it is about.
 #include "check/kxFinding.h"
 #include "examples/SampleFrames.h"
 #include "shared/kxMemoryLimit.h"
@@ -22,10 +21,9 @@ namespace {
 using Strings = std::vector<std::string>;
 using kxCheck::Code;
 
-// The rows of the codes that concern files; pictures come behind them.
-std::vector<kxCheck::CodeRow> codesOfFiles() {
+std::vector<kxCheck::CodeRow> allCodes() {
     std::vector<kxCheck::CodeRow> rows;
-    for (int i = 0; i < static_cast<int>(Code::tileMissing); ++i) rows.push_back(rowOf(static_cast<Code>(i)));
+    for (int i = 0; i <= static_cast<int>(Code::jump); ++i) rows.push_back(rowOf(static_cast<Code>(i)));
     return rows;
 }
 
@@ -51,6 +49,16 @@ protected:
         part.tiled = true;
         part.tileSize = 2048;
         writeSampleFile(sound->file("large.exr"), {part});
+        for (int frame = 1; frame <= 8; ++frame) writePlainFrame(frame);
+    }
+    static void writePlainFrame(int frame) {
+        SamplePart part;
+        part.pixels = SamplePixels::gradient;
+        part.compression = Imf::NO_COMPRESSION;
+        part.phase = frame;
+        part.displayWindow = part.dataWindow = {{0, 0}, {399, 249}};
+        part.patches = {{"A", part.dataWindow, 1}};
+        writeSampleFile(sound->file("plain.000" + std::to_string(frame) + ".exr"), {part});
     }
     static void TearDownTestSuite() { sound.reset(); }
 
@@ -79,7 +87,7 @@ std::unique_ptr<TempDir> FindingsTest::sound;
 TEST_F(FindingsTest, TableHasTheCodesWithSeverityAndLevel) {
     const char* const levels[] = {"headers", "structure", "pixels"};
     Strings expected;
-    for (const kxCheck::CodeRow& row : codesOfFiles()) {
+    for (const kxCheck::CodeRow& row : allCodes()) {
         const std::string name = row.name;
         const char* const severity = kxCheck::severityName(row.severity);
         expected.push_back("[`" + name + "`](#" + name + ") | " + (severity ? std::string(severity) + " " : "") +
@@ -92,9 +100,9 @@ TEST_F(FindingsTest, TableHasTheCodesWithSeverityAndLevel) {
 
 TEST_F(FindingsTest, EveryCodeHasASectionThatSaysWhatToDoAndWhatIsMissed) {
     Strings expected;
-    for (const kxCheck::CodeRow& row : codesOfFiles()) expected.push_back(std::string("`") + row.name + "`");
+    for (const kxCheck::CodeRow& row : allCodes()) expected.push_back(std::string("`") + row.name + "`");
     EXPECT_EQ(textsBetween("\n## ", "\n", findings()), expected);
-    for (const kxCheck::CodeRow& row : codesOfFiles()) {
+    for (const kxCheck::CodeRow& row : allCodes()) {
         const std::string section = sectionOfCode(row.name);
         EXPECT_TRUE(contains(section, "\n- **To do**: ")) << row.name;
         EXPECT_TRUE(contains(section, "\n- **May miss**: ")) << row.name;
@@ -106,11 +114,11 @@ TEST_F(FindingsTest, FramesThatTheCommandsStartWithAreGood) {
     fill(dir);
     const ProcessResult result = shell(dir, "kxCheckFrames --list good .");
     EXPECT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(result.out, "1-8\nlarge.exr\n");
+    EXPECT_EQ(result.out, "1-8\nlarge.exr\n1-8\n");
 }
 
 TEST_F(FindingsTest, CommandsMakeTheFindings) {
-    for (const kxCheck::CodeRow& row : codesOfFiles()) {
+    for (const kxCheck::CodeRow& row : allCodes()) {
         if (row.code == Code::limit && kxIsSanitizerBuild()) continue;  // memory is not limited there
         const TempDir dir;
         fill(dir);

@@ -99,9 +99,17 @@ TEST_F(CheckScriptTest, PrintsWhatTheProgramPrintsAndEndsWithItsExitCode) {
 TEST_F(CheckScriptTest, ShowsTheFindingsWithoutArgumentsAndLeavesNothingBehind) {
     const ProcessResult result = script({});
     EXPECT_EQ(result.exitCode, 1) << result.err;
-    for (const char* finding : {"missing", "unreadable: ", "unsupported: ", "empty: ", "not-exr: ", "header: ",
-                                "modes: ", "expected: ", "differs: ", "differs-coding: ", "size-jump: ",
-                                "unfinished: ", "truncated: ", "chunk: ", "\ntotal 44: 30 good"}) {
+    for (const char* finding : {"missing",        "unreadable: ",
+                                "unsupported: ",  "empty: ",
+                                "not-exr: ",      "header: ",
+                                "modes: ",        "expected: ",
+                                "differs: ",      "differs-coding: ",
+                                "size-jump: ",    "unfinished: ",
+                                "truncated: ",    "chunk: ",
+                                "tile-missing: ", "nan: ",
+                                "inf: ",          "black: ",
+                                "flat: ",         "repeated: ",
+                                "jump: ",         "\ntotal 65: 44 good"}) {
         EXPECT_NE(result.out.find(finding), std::string::npos) << finding << "\n" << result.out;
     }
     EXPECT_EQ(dir.entries(), std::vector<std::string>());
