@@ -60,16 +60,9 @@ std::int64_t now() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
 }
 
-void giveUpPreview(FrameReport& frame) {
-    if (!frame.file.picture || frame.file.picture->preview.jpeg.isEmpty()) return;
-    auto picture = std::make_shared<PictureReport>(*frame.file.picture);
-    picture->preview = {};
-    frame.file.picture = std::move(picture);
-}
-
 // Of a frame that was reported. To remove it, and as a neighbour, it needs no details.
 void giveUp(FrameReport& frame, bool withDetails) {
-    if (!withDetails) return giveUpPreview(frame);
+    if (!withDetails) return WaitingPreviews::remove(frame);
     FileReport file;
     file.hasIdentity = frame.file.hasIdentity;
     file.identity = frame.file.identity;
@@ -98,6 +91,7 @@ SequenceRun::SequenceRun(const Settings& settings, const WantedFrames& wanted, C
       place_(first_),
       neighbours_(frames_, wanted.step),
       pictures_(frames_, neighbours_, first_, last_),
+      previews_(last_ - first_),
       isRepeated_(frames_.size()) {}
 
 const FrameReport* SequenceRun::next() {
@@ -148,7 +142,7 @@ void SequenceRun::judgeNext() {
     judge(frames_[judged_], settings_, *likeness_,
           {sizeJumpOf(frames_, neighbours_, judged_), pictures_.judge(judged_)}, now());
     pictures_.giveUp(judged_);
-    if (!isRepeated_[judged_]) dropNeedlessPreview(judged_);
+    previews_.enter(frames_[judged_], isRepeated_[judged_]);
     ++judged_;
 }
 
@@ -157,12 +151,8 @@ void SequenceRun::complete(std::size_t place) {
     FrameReport& frame = frames_[place];
     if (isRepeated_[place] && repeated_.answer() == RepeatedFrames::Answer::reported)
         addFinding(frame, repeatedFinding(frames_[*neighbours_.before(frame.name)].name), settings_);
-    dropNeedlessPreview(place);
+    previews_.leave(frame);
     frame.action = plannedAction(frame, settings_);
-}
-
-void SequenceRun::dropNeedlessPreview(std::size_t place) {
-    if (frames_[place].verdict == Verdict::good && last_ - first_ > mostGoodPreviews) giveUpPreview(frames_[place]);
 }
 
 // --- The passes

@@ -21,6 +21,7 @@
 #include "check/kxLikeness.h"
 #include "check/kxNeighbours.h"
 #include "check/kxRepeatedFrames.h"
+#include "check/kxWaitingPreviews.h"
 #include "check/kxWantedFrames.h"
 #include "check/kxWorkerPool.h"
 
@@ -57,10 +58,6 @@ private:
     return settings.sortKey == SortKey::frame && !settings.sortDescending;
 }
 
-// In a longer run a good frame is given without its preview: nobody looks at so many, and they need memory while
-// they wait for others.
-constexpr std::size_t mostGoodPreviews = 2000;
-
 struct RunProgress {
     Level level = Level::headers;  // of the pass
     std::int64_t done = 0;         // frames of the pass
@@ -75,8 +72,8 @@ public:
     SequenceRun(const Settings& settings, const WantedFrames& wanted, CheckPools& pools, ProgressFunction progress);
 
     // The next frame of the run, judged, with the action that is planned for it; null behind the last one, and when
-    // the run was stopped. What the frame before had but its name, verdict, action and identity is given up; with a
-    // sort order that needs it later only its preview.
+    // the run was stopped. Its preview may be missing, see WaitingPreviews. What the frame before had but its name,
+    // verdict, action and identity is given up; with a sort order that needs it later only its preview.
     [[nodiscard]] const FrameReport* next();
 
     // Those that next() has given, in order.
@@ -105,7 +102,6 @@ private:
     [[nodiscard]] bool isDecided(std::size_t place) const;
     void judgeNext();
     void complete(std::size_t place);
-    void dropNeedlessPreview(std::size_t place);
 
     const Settings& settings_;
     CheckPools& pools_;
@@ -118,6 +114,7 @@ private:
     std::size_t place_;   // of the next frame to give
     Neighbours neighbours_;
     KeptPictures pictures_;
+    WaitingPreviews previews_;
     std::optional<Likeness> likeness_;  // once the first pass is over
     std::shared_ptr<const Headers> headers_;
     std::vector<std::size_t> decoded_;  // places of the second pass, ascending

@@ -285,7 +285,7 @@ TEST_F(CheckRunPicturesTest, EndsWhenStoppedBeforeTheFirstFrameThatIsNotKnown) {
 TEST_F(CheckRunPicturesTest, GivesPreviewsOfGoodFramesInShortRunsOnly) {
     played.preview = "jpeg";
     for (const bool isLong : {false, true}) {
-        sequence("..j.." + std::string(isLong ? mostGoodPreviews : 4, '.'));
+        sequence("..j.." + std::string(isLong ? WaitingPreviews::mostGood : 4, '.'));
         CheckPools pools(settings, check(), -1);
         SequenceRun run(settings, wanted, pools, [](const RunProgress&) {});
         std::size_t good = 0;
