@@ -74,21 +74,6 @@ QByteArray findingText(const Finding& finding, std::int64_t count) {
     return count == 1 ? text : text + " (and " + numberText(count - 1) + " more)";
 }
 
-// The findings are sorted, so those of one code follow each other unless they differ in severity.
-QByteArray findingsText(const std::vector<Finding>& findings) {
-    QByteArrayList texts;
-    std::vector<Code> said = {Code::missing};
-    for (const Finding& finding : findings) {
-        if (standsForOthers(finding)) {
-            texts += finding.text;
-        } else if (std::find(said.begin(), said.end(), finding.code) == said.end()) {
-            said.push_back(finding.code);
-            texts += findingText(finding, countOfCode(findings, finding.code));
-        }
-    }
-    return texts.join("; ");
-}
-
 }  // namespace
 
 int labelWidthOf(const std::vector<FrameReport>& frames) {
@@ -121,6 +106,21 @@ QByteArray frameLine(const FrameReport& frame, const LineStyle& style) {
     }
     if (const char* const action = actionName(frame.action)) line += QByteArray(columnGap) + "=> " + action;
     return line;
+}
+
+// The findings are sorted, so those of one code follow each other unless they differ in severity.
+QByteArray findingsText(const std::vector<Finding>& findings) {
+    QByteArrayList texts;
+    std::vector<Code> said = {Code::missing};
+    for (const Finding& finding : findings) {
+        if (standsForOthers(finding)) {
+            texts += finding.text;
+        } else if (std::find(said.begin(), said.end(), finding.code) == said.end()) {
+            said.push_back(finding.code);
+            texts += findingText(finding, countOfCode(findings, finding.code));
+        }
+    }
+    return texts.join("; ");
 }
 
 QByteArray totalLine(const Summary& summary) {

@@ -30,6 +30,9 @@ struct LineStyle {
 // of each code; what is planned ends the line, "  => delete". A missing frame has no text.
 [[nodiscard]] QByteArray frameLine(const FrameReport& frame, const LineStyle& style);
 
+// Its findings alone, empty when there is none to be said of.
+[[nodiscard]] QByteArray findingsText(const std::vector<Finding>& findings);
+
 // "total 100: 96 good, 1 suspicious (1060), 2 bad (1017,1044), 1 missing (1090), 2 s". Verdicts without frames are
 // left out.
 [[nodiscard]] QByteArray totalLine(const Summary& summary);

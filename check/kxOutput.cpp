@@ -23,6 +23,8 @@ bool waitForRoom(int descriptor) {
     return kxRetryInterrupted(-1, [&] { return poll(&polled, 1, -1); }) >= 0;
 }
 
+}  // namespace
+
 bool isExrFile(const QByteArray& path) {
     struct stat status {};
     if (kxRetryInterrupted(-1, [&] { return stat(path.constData(), &status); }) != 0 || !S_ISREG(status.st_mode))
@@ -34,8 +36,6 @@ bool isExrFile(const QByteArray& path) {
     ::close(file);
     return count == sizeof start && numberAt<std::uint32_t>(start) == exrMagicNumber;
 }
-
-}  // namespace
 
 Output::Output(const QByteArray& path)
     : descriptor_(-1), name_(path), isOwned_(false), isRefused_(isExrFile(path)), errorNumber_(EEXIST) {

@@ -8,6 +8,9 @@
 
 namespace kxCheck {
 
+// Whether a regular file is there that begins like an EXR file: what is written never takes a frame's place.
+[[nodiscard]] bool isExrFile(const QByteArray& path);
+
 class Output {
 public:
     // Writes to an open descriptor, which stays open. `name` is what messages call it.

@@ -1,0 +1,217 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "check/kxPageSequence.h"
+
+#include "check/kxEscape.h"
+#include "check/kxHtmlText.h"
+#include "check/kxNumberText.h"
+#include "check/kxPagePlots.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+
+namespace kxCheck {
+
+namespace {
+
+QByteArray countOf(std::size_t count) {
+    return numberText(static_cast<std::int64_t>(count));
+}
+
+// --- Head -------------------------------------------------------------------------------------------------------
+
+// A list that would fill the page has to be asked for.
+QByteArray frameList(const QByteArray& list) {
+    constexpr int mostShown = 400;  // bytes
+    QByteArray html = element("span", R"(class="list")", htmlName(list));
+    if (list.size() <= mostShown) return html;
+    return element("details", {}, element("summary", {}, "show them") + html);
+}
+
+int usualLevel(Verdict verdict) {
+    if (verdict == Verdict::good) return 0;
+    return verdict == Verdict::bad || verdict == Verdict::missing ? 3 : 1;
+}
+
+QByteArray countsList(const Summary& summary) {
+    QByteArray items;
+    for (const Verdict verdict :
+         {Verdict::bad, Verdict::missing, Verdict::suspicious, Verdict::unknown, Verdict::good}) {
+        if (summary.count(verdict) == 0) continue;
+        QByteArray item =
+            element("b", {}, numberText(summary.count(verdict))) + ' ' + verdictChip(verdict, usualLevel(verdict));
+        if (verdict != Verdict::good) item += ' ' + frameList(summary.frames({verdict}));
+        items += element("li", {}, item);
+    }
+    return items.isEmpty() ? items : element("ul", R"(class="counts")", items);
+}
+
+QByteArray headOf(const PageSequence& sequence) {
+    const QByteArray path = escaped(sequence.name.path);
+    QByteArray html = element("h2", {}, htmlName(sequence.name.path));
+    const QByteArray facts = sequence.line.mid(path.size()).trimmed();
+    if (!facts.isEmpty())
+        html += element("p", R"(class="facts")", htmlText(QByteArray(facts).replace("  ", " · ")));
+    html += countsList(sequence.summary);
+    for (const QByteArray& note : sequence.notes) html += element("p", R"(class="note")", htmlText(note));
+    return html + '\n';
+}
+
+// --- Frames that are not good ------------------------------------------------------------------------------------
+
+bool saysTheSame(const PageFrame& a, const PageFrame& b, bool isHeld) {
+    return !a.details && !b.details && a.verdict == b.verdict && a.level == b.level && a.text == b.text &&
+           outcomeOf(a, isHeld) == outcomeOf(b, isHeld);
+}
+
+PageNeighbour neighbourAt(const PageSequence& sequence, std::size_t place, const QByteArray& anchor,
+                          const LoadPicture& load) {
+    const PageFrame& frame = sequence.frames[place];
+    const int side = std::max({frame.preview.width, frame.preview.height, 1});
+    const auto reduced = [side](int length) { return length * std::min(side, smallPreviewSide) / side; };
+    return {anchor, frame.label, load(frame.preview.small), reduced(frame.preview.width),
+            reduced(frame.preview.height)};
+}
+
+// Which anchors there are on the page.
+class Anchors {
+public:
+    Anchors(const PageSequence& sequence, const std::vector<PageGroup>& groups,
+            const std::vector<std::size_t>& tiles)
+        : sequence_(sequence), groups_(groups), tiles_(tiles) {}
+
+    // Empty when the frame is not on the page.
+    [[nodiscard]] QByteArray of(std::size_t place) const {
+        if (sequence_.frames[place].level > 0) return ofGroup(groupOf(place));
+        return std::binary_search(tiles_.begin(), tiles_.end(), place) ? frameAnchor(sequence_.number, place)
+                                                                       : QByteArray();
+    }
+    // Empty in front of the first one and behind the last.
+    [[nodiscard]] QByteArray ofGroup(std::size_t group) const {
+        return group < groups_.size() ? frameAnchor(sequence_.number, groups_[group].first) : QByteArray();
+    }
+
+private:
+    [[nodiscard]] std::size_t groupOf(std::size_t place) const {
+        const auto behind = std::upper_bound(groups_.begin(), groups_.end(), place,
+                                             [](std::size_t p, const PageGroup& group) { return p < group.first; });
+        return static_cast<std::size_t>(std::distance(groups_.begin(), behind)) - 1;
+    }
+
+    const PageSequence& sequence_;
+    const std::vector<PageGroup>& groups_;
+    const std::vector<std::size_t>& tiles_;
+};
+
+void writeGroups(const PageSequence& sequence, const std::vector<PageGroup>& groups, const Anchors& anchors,
+                 const LoadPicture& load, const HtmlSink& sink) {
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        const PageGroup& group = groups[i];
+        const PageFrame& frame = sequence.frames[group.first];
+        FrameView view;
+        view.sequence = sequence.number;
+        view.place = group.first;
+        view.previous = anchors.ofGroup(i - 1);
+        view.next = anchors.ofGroup(i + 1);
+        view.outcome = outcomeOf(frame, sequence.summary.isHeld);
+        if (!frame.details) {
+            sink(frameRow(frame, sequence.frames[group.last - 1], group.last - group.first, view));
+            continue;
+        }
+        view.large = load(frame.preview.large);
+        if (group.first > 0)
+            view.before = neighbourAt(sequence, group.first - 1, anchors.of(group.first - 1), load);
+        if (group.last < sequence.frames.size())
+            view.after = neighbourAt(sequence, group.last, anchors.of(group.last), load);
+        sink(frameSection(frame, view));
+    }
+}
+
+// --- The contact sheet -------------------------------------------------------------------------------------------
+
+QByteArray sheetNote(const PageSequence& sequence, const std::vector<std::size_t>& tiles) {
+    if (tiles.size() == sequence.frames.size()) return {};
+    return element("p", R"(class="note")",
+                   countOf(tiles.size()) + " of " + countOf(sequence.frames.size()) +
+                       " frames are shown: where there are more than " + countOf(mostGoodTiles) +
+                       " good ones, as many of them at even distances, and of the others the first " +
+                       countOf(mostOtherTiles) + '.');
+}
+
+// In lists of a hundred: a browser lays out only those that are seen.
+void writeSheet(const PageSequence& sequence, const std::vector<std::size_t>& tiles, const Anchors& anchors,
+                const LoadPicture& load, const HtmlSink& sink) {
+    constexpr std::size_t tilesOfList = 100;
+    for (std::size_t i = 0; i < tiles.size(); ++i) {
+        const std::size_t place = tiles[i];
+        const PageFrame& frame = sequence.frames[place];
+        if (i % tilesOfList == 0) sink(i == 0 ? R"(<ol class="sheet">)" : "</ol>\n<ol class=\"sheet\">");
+        const QByteArray target = frame.level > 0 ? anchors.of(place) : QByteArray();
+        sink(sheetItem(frame, frameAnchor(sequence.number, place), place, target, load(frame.preview.small)));
+    }
+    sink("</ol>\n");
+}
+
+}  // namespace
+
+std::vector<std::size_t> sheetPlaces(const std::vector<PageFrame>& frames) {
+    const auto isGood = [](const PageFrame& frame) { return frame.level == 0; };
+    if (std::none_of(frames.begin(), frames.end(),
+                     [](const PageFrame& frame) { return bool(frame.preview.small); }))
+        return {};
+    const auto good = static_cast<std::size_t>(std::count_if(frames.begin(), frames.end(), isGood));
+    std::vector<std::size_t> places;
+    std::size_t goodSeen = 0;
+    std::size_t others = 0;
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        // Of `good` frames those are taken at which the share of all that are taken reaches a whole number.
+        const std::size_t share = std::min(good, mostGoodTiles);
+        const bool isTaken =
+            isGood(frames[i]) ? (goodSeen + 1) * share / good > goodSeen * share / good : others < mostOtherTiles;
+        if (isTaken) places.push_back(i);
+        (isGood(frames[i]) ? goodSeen : others) += 1;
+    }
+    return places;
+}
+
+std::vector<PageGroup> pageGroups(const PageSequence& sequence) {
+    const std::vector<PageFrame>& frames = sequence.frames;
+    std::vector<PageGroup> groups;
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        if (frames[i].level == 0) continue;
+        const bool goesOn = !groups.empty() && groups.back().last == i &&
+                            saysTheSame(frames[groups.back().first], frames[i], sequence.summary.isHeld);
+        if (!goesOn) groups.push_back({i, i});
+        groups.back().last = i + 1;
+    }
+    return groups;
+}
+
+QByteArray outcomeOf(const PageFrame& frame, bool isHeld) {
+    if (frame.action == Action::none) return {};
+    const QByteArray done = frame.action == Action::move ? "moved" : "deleted";
+    if (isHeld) return "not " + done;
+    return frame.keptReason.isEmpty() ? done : "not " + done + ": " + frame.keptReason;
+}
+
+void writeSequence(const PageSequence& sequence, const LoadPicture& load, const HtmlSink& sink) {
+    const std::vector<PageGroup> groups = pageGroups(sequence);
+    const std::vector<std::size_t> tiles = sheetPlaces(sequence.frames);
+    const Anchors anchors(sequence, groups, tiles);
+    sink("<section class=\"sequence\" id=\"s" + numberText(sequence.number) + "\">\n" + headOf(sequence));
+    if (sequence.frames.size() > 1) {
+        sink(stripFigure(sequence.frames, [&anchors](std::size_t place) { return anchors.of(place); }));
+        sink(plotFigures(sequence.frames));
+    }
+    if (!groups.empty()) {
+        sink(element("h3", {}, "Frames that are not good") + '\n');
+        writeGroups(sequence, groups, anchors, load, sink);
+    }
+    if (!tiles.empty()) {
+        sink(element("h3", {}, "Contact sheet") + sheetNote(sequence, tiles) + '\n');
+        writeSheet(sequence, tiles, anchors, load, sink);
+    }
+    sink("</section>\n");
+}
+
+}  // namespace kxCheck

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// One sequence as a page shows it: summary, strip, curves, the frames that are not good, and the contact sheet.
+//
+// Values and functions without state, apart from the functions they are given.
+#pragma once
+
+#include "check/kxPageFrame.h"
+#include "check/kxSequenceName.h"
+#include "check/kxSummary.h"
+
+#include <QByteArray>
+
+#include <cstddef>
+#include <functional>
+#include <vector>
+
+namespace kxCheck {
+
+struct PageSequence {
+    int number = 1;  // on the page, from 1
+    SequenceName name;
+    QByteArray line;  // as sequenceLine makes it
+    std::vector<PageFrame> frames;
+    Summary summary;
+    std::vector<QByteArray> notes;  // what was said about the sequence as a whole
+};
+
+// What the contact sheet has at most: good frames, evenly chosen where there are more; others, the first ones.
+constexpr std::size_t mostGoodTiles = 2000;
+constexpr std::size_t mostOtherTiles = 2000;
+
+// The places of the frames in the contact sheet, ascending. Nothing without a single picture.
+[[nodiscard]] std::vector<std::size_t> sheetPlaces(const std::vector<PageFrame>& frames);
+
+// Frames [first, last) that share a section.
+struct PageGroup {
+    std::size_t first = 0;
+    std::size_t last = 0;
+};
+
+// All that are not good. Those that have details stand alone; others that follow each other and of which the same
+// is to be said stand together.
+[[nodiscard]] std::vector<PageGroup> pageGroups(const PageSequence& sequence);
+
+// "deleted", "to be deleted", "not deleted: Permission denied"; empty where nothing was planned. `isHeld`: nothing
+// of the sequence was removed.
+[[nodiscard]] QByteArray outcomeOf(const PageFrame& frame, bool isHeld);
+
+// Gives the bytes of a stored picture; empty where there is none, or no room for it on the page.
+using LoadPicture = std::function<QByteArray(const StoredBytes&)>;
+using HtmlSink = std::function<void(const QByteArray&)>;
+
+// Writes the sequence's section piece by piece: with its pictures it can be larger than what should be in memory.
+void writeSequence(const PageSequence& sequence, const LoadPicture& load, const HtmlSink& sink);
+
+}  // namespace kxCheck

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "check/kxPageWriter.h"
+
+#include "check/kxFrameLines.h"
+#include "check/kxNumberText.h"
+#include "check/kxOutput.h"
+#include "shared/kxReplacementFile.h"
+#include "shared/kxSystemCall.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <string>
+#include <utility>
+
+#include <sys/stat.h>
+
+namespace kxCheck {
+
+namespace {
+
+constexpr const char* temporaryStem = ".kxReport";
+constexpr int pieceSize = 1024 * 1024;  // of a section, as it is stored
+
+std::shared_ptr<const PictureReport> withoutPreview(const PictureReport& picture) {
+    auto rest = std::make_shared<PictureReport>(picture);
+    rest->preview = {};
+    return rest;
+}
+
+bool isDirectory(const QByteArray& path) {
+    struct stat status {};
+    return kxRetryInterrupted(-1, [&] { return stat(path.constData(), &status); }) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool isOtherThanFile(const QByteArray& path) {
+    struct stat status {};
+    return kxRetryInterrupted(-1, [&] { return stat(path.constData(), &status); }) == 0 && !S_ISREG(status.st_mode);
+}
+
+int writeBytes(const kxReplacementFile& file, const QByteArray& bytes) {
+    return kxWriteAll(file.file(), bytes.constData(), static_cast<std::size_t>(bytes.size()));
+}
+
+}  // namespace
+
+PageWriter::PageWriter(const QByteArray& path, Level level) : path_(path) {
+    facts_.level = level;
+    if (isExrFile(path))
+        refusal_ = "this is an EXR file, and is not overwritten";
+    else if (isDirectory(path))
+        errorNumber_ = EISDIR;
+    else if (isOtherThanFile(path))
+        refusal_ = "this is no regular file, and is not replaced";
+    else
+        tryTarget();
+}
+
+// A run of hours is not begun whose page has no place. The file that shows it goes at once: the run may be killed.
+void PageWriter::tryTarget() {
+    kxReplacementFile file;
+    errorNumber_ = file.create(path_.toStdString(), temporaryStem);
+}
+
+void PageWriter::takePreview(const FrameName& frame, FileReport& report) {
+    if (!report.picture || report.picture->preview.jpeg.isEmpty()) return;
+    const Preview& preview = report.picture->preview;
+    previews_.insert(frame.path,
+                     {spool_.put(preview.jpeg), preview.width, preview.height, spool_.put(preview.small)});
+    report.picture = withoutPreview(*report.picture);
+}
+
+void PageWriter::beginSequence(const SequenceName& sequence, const Headers* headers) {
+    sequence_.emplace();
+    sequence_->number = static_cast<int>(facts_.sequences.size()) + 1;
+    sequence_->name = sequence;
+    sequence_->line = sequenceLine(sequence, headers);
+    detailed_ = {};
+}
+
+void PageWriter::frame(const FrameReport& frame) {
+    PageFrame kept = pageFrame(frame);
+    kept.preview = previews_.take(frame.name.path);
+    keepDetails(frame, kept);
+    if (!kept.details) spool_.release(kept.preview.large);
+    if (kept.action != Action::none) places_.insert(frame.name.path, sequence_->frames.size());
+    sequence_->frames.push_back(std::move(kept));
+}
+
+// Of missing and unknown frames there is nothing to be shown.
+void PageWriter::keepDetails(const FrameReport& frame, PageFrame& kept) {
+    if (frame.level == 0) return;
+    int& count = detailed_.at(static_cast<std::size_t>(frame.level));
+    if (frame.verdict == Verdict::missing || frame.verdict == Verdict::unknown || count == mostDetailedFrames) {
+        kept.text = findingsText(frame.findings);
+        return;
+    }
+    ++count;
+    kept.details = std::make_shared<const FrameReport>(frame);
+}
+
+void PageWriter::held(const RemovalCount& count) {
+    sequence_->notes.push_back(heldLine(count.removable, count.checked));
+}
+
+void PageWriter::kept(const FrameReport& frame, const QByteArray& reason) {
+    const auto place = places_.constFind(frame.name.path);
+    if (place != places_.constEnd()) sequence_->frames[*place].keptReason = reason;
+}
+
+void PageWriter::endSequence(const Summary& summary, bool isInterrupted) {
+    sequence_->summary = summary;
+    if (isInterrupted)
+        sequence_->notes.push_back("interrupted: " + numberText(summary.total()) + " frames were checked");
+    PageOverviewRow row{sequence_->name.path, {}};
+    for (std::size_t i = 0; i < verdictCount; ++i) row.counts[i] = summary.count(static_cast<Verdict>(i));
+    facts_.sequences.push_back(row);
+
+    QByteArray piece;
+    const auto store = [&] {
+        sections_.push_back(spool_.put(piece));
+        piece.clear();
+    };
+    writeSequence(
+        *sequence_, [this](const StoredBytes& stored) { return loadForPage(stored); },
+        [&](const QByteArray& html) {
+            piece += html;
+            if (piece.size() >= pieceSize) store();
+        });
+    store();
+    for (PageFrame& frame : sequence_->frames) {
+        spool_.release(frame.preview.large);
+        spool_.release(frame.preview.small);
+    }
+    sequence_.reset();
+    previews_.clear();
+    places_.clear();
+}
+
+QByteArray PageWriter::loadForPage(const StoredBytes& stored) {
+    if (!stored) return {};
+    if (stored.size > roomForPictures_) {
+        facts_.isWithoutRoom = true;
+        return {};
+    }
+    roomForPictures_ -= stored.size;
+    return spool_.get(stored);
+}
+
+void PageWriter::finish(bool isInterrupted, std::int64_t time) {
+    if (!fault().isEmpty()) return;
+    facts_.isInterrupted = isInterrupted;
+    facts_.written = time;
+    errorNumber_ = writePage();
+}
+
+int PageWriter::writePage() {
+    kxReplacementFile file;
+    if (const int code = file.create(path_.toStdString(), temporaryStem)) return code;
+    if (const int code = writeBytes(file, pageStart(facts_))) return code;
+    for (const StoredBytes& section : sections_)
+        if (const int code = writeBytes(file, spool_.get(section))) return code;
+    if (const int code = writeBytes(file, pageEnd())) return code;
+    return spool_.fault().isEmpty() ? file.replaceTarget() : 0;
+}
+
+QByteArray PageWriter::fault() const {
+    if (!refusal_.isEmpty()) return path_ + ": " + refusal_;
+    if (errorNumber_ != 0) return path_ + ": " + kxSystemErrorText(errorNumber_).toLatin1();
+    const QByteArray fault = spool_.fault();
+    return fault.isEmpty() ? fault : path_ + ": " + fault;
+}
+
+}  // namespace kxCheck

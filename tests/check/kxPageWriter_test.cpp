@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "check/kxPageWriter.h"
+
+#include "tests/support/PageMarkup.h"
+#include "tests/support/PlayedPage.h"
+#include "tests/support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace kxCheck;
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+class PageWriterTest : public ::testing::Test {
+protected:
+    QByteArray path(const char* name = "page.html") const { return QByteArray::fromStdString(dir.file(name)); }
+    std::string bytes() const { return readFileBytes(dir.file("page.html")); }
+
+    TempDir dir;
+};
+
+}  // namespace
+
+TEST_F(PageWriterTest, WritesPagesThatStandAlone) {
+    for (const int frames : {1, 2, 24, 300})
+        for (const PlayedDamage damage : {PlayedDamage::none, PlayedDamage::some, PlayedDamage::all}) {
+            ASSERT_EQ(writePlayedPage(path(), frames, damage), "");
+            EXPECT_EQ(pageFaults(PageMarkup(bytes())), Texts()) << frames << ' ' << static_cast<int>(damage);
+        }
+    EXPECT_EQ(dir.entries(), Texts{"page.html"});
+}
+
+TEST_F(PageWriterTest, SaysInTheHeadlineHowItWent) {
+    const struct {
+        int frames;
+        PlayedDamage damage;
+        const char* headline;
+    } cases[] = {{1, PlayedDamage::none, "The frame is good"},
+                 {1, PlayedDamage::all, "1 of 1 frame is not good"},
+                 {24, PlayedDamage::none, "All 24 frames are good"},
+                 {24, PlayedDamage::some, "1 of 24 frames is not good"},
+                 {24, PlayedDamage::all, "24 of 24 frames are not good"}};
+    for (const auto& c : cases) {
+        ASSERT_EQ(writePlayedPage(path(), c.frames, c.damage), "");
+        const PageMarkup page(bytes());
+        EXPECT_EQ(page.textsOf("h1"), Texts{c.headline});
+        EXPECT_EQ(page.textsOf("title")[0], std::string(c.headline) + " - /renders/sh010/beauty.####.exr");
+    }
+}
+
+TEST_F(PageWriterTest, ShowsPicturesOfFramesThatAreNotGood) {
+    ASSERT_EQ(writePlayedPage(path(), 100, PlayedDamage::some), "");
+    const PageMarkup page(bytes());
+    std::string pictures;
+    for (const PageElement& picture : page.named("img"))
+        if (!picture.attribute("alt").empty()) pictures += picture.attribute("alt") + "; ";
+    EXPECT_EQ(pictures, "Picture of frame 1032; Picture of frame 1060; Picture of frame 1061; ");
+    EXPECT_EQ(page.ofClass("histogram").size(), 3U);
+    EXPECT_EQ(page.ofClass("plot").size(), 3U);
+    EXPECT_EQ(page.ofClass("tile").size(), 100U);
+}
+
+TEST_F(PageWriterTest, ListsSeveralSequencesAtTheTop) {
+    PageWriter page(path(), Level::pixels);
+    playSequence(page, 10, PlayedDamage::none, "/r/a.####.exr");
+    playSequence(page, 20, PlayedDamage::some, "/r/b<>.####.exr");
+    page.problem("kxCheckFrames: /r/c: <no> such directory");
+    page.finish(false, 0);
+    ASSERT_EQ(page.fault(), "");
+    const PageMarkup markup(bytes());
+    EXPECT_EQ(pageFaults(markup), Texts());
+    EXPECT_EQ(markup.textsOf("td"), (Texts{"0", "0", "0", "0", "10", "1", "0", "0", "0", "19"}));
+    const auto rows = markup.named("tbody");
+    ASSERT_EQ(rows.size(), 1U);
+    EXPECT_NE(rows[0].text.find("/r/b<>.####.exr"), std::string::npos);
+    EXPECT_EQ(markup.ofClass("warning")[0].text, "kxCheckFrames: /r/c: <no> such directory");
+    EXPECT_EQ(markup.named("section").size(), 2U);
+}
+
+TEST_F(PageWriterTest, IsMarkedWhenTheRunWasInterrupted) {
+    PageWriter page(path(), Level::headers);
+    SequenceName sequence;
+    sequence.path = "/r/a.####.exr";
+    page.beginSequence(sequence, nullptr);
+    page.endSequence(Summary(), true);
+    page.finish(true, 0);
+    ASSERT_EQ(page.fault(), "");
+    const PageMarkup markup(bytes());
+    EXPECT_EQ(pageFaults(markup), Texts());
+    EXPECT_EQ(markup.ofClass("warning")[0].text, "Interrupted. The run was ended before all frames were checked.");
+    EXPECT_EQ(markup.ofClass("note")[0].text, "interrupted: 0 frames were checked");
+    EXPECT_EQ(markup.textsOf("h1"), Texts{"No frame was checked"});
+}
+
+TEST_F(PageWriterTest, TellsWhatBecameOfFiles) {
+    PageWriter page(path(), Level::pixels);
+    SequenceName sequence;
+    sequence.path = "/renders/sh010/beauty.####.exr";
+    page.beginSequence(sequence, nullptr);
+    Summary summary;
+    std::vector<FrameReport> frames;
+    for (int i = 0; i < 3; ++i) {
+        frames.push_back(playedFrame(i, 3, PlayedDamage::all));
+        frames.back().action = i == 0 ? Action::none : Action::remove;
+        summary.add(frames.back());
+        page.frame(frames.back());
+    }
+    page.kept(frames[2], "Permission <denied>");
+    page.endSequence(summary, false);
+    page.finish(false, 0);
+    EXPECT_EQ(PageMarkup(bytes()).textsOf("h4"),
+              (Texts{"1001 ✕ bad", "1002 ✕ bad deleted", "1003 ✕ bad not deleted: Permission <denied>"}));
+}
+
+TEST_F(PageWriterTest, ShowsOnlyTheFirstOfEachLevelInDetail) {
+    ASSERT_EQ(writePlayedPage(path(), mostDetailedFrames + 50, PlayedDamage::all), "");
+    const PageMarkup page(bytes());
+    EXPECT_EQ(page.ofClass("row").size(), 50U);
+    EXPECT_EQ(page.ofClass("frame").size(), mostDetailedFrames + 50U);
+    EXPECT_EQ(page.ofClass("row")[0].text, "1201 ✕ bad chunk: rows 200 to 1079 of 1080 can't be decoded");
+}
+
+// A browser takes as long as there are elements and bytes.
+TEST_F(PageWriterTest, StaysSmallWithThousandsOfFrames) {
+    ASSERT_EQ(writePlayedPage(path(), 25000, PlayedDamage::some), "");
+    const std::string some = bytes();
+    EXPECT_LT(some.size(), 16U << 20);
+    EXPECT_LT(std::count(some.begin(), some.end(), '<'), 60000);
+    ASSERT_EQ(writePlayedPage(path(), 25000, PlayedDamage::all), "");
+    const std::string all = bytes();
+    EXPECT_LT(all.size(), 32U << 20);
+    EXPECT_LT(std::count(all.begin(), all.end(), '<'), 250000);
+    EXPECT_NE(all.find("rows 24999 to 1079"), std::string::npos);
+}
+
+TEST_F(PageWriterTest, KnowsBeforehandWhatCantBeWritten) {
+    ASSERT_TRUE(writeFileBytes(dir.file("frame"), "\x76\x2f\x31\x01 and what follows"));
+    ASSERT_EQ(mkfifo(dir.file("pipe").c_str(), 0600), 0);
+    const struct {
+        const char* name;
+        const char* fault;
+    } cases[] = {{"none/page.html", ": No such file or directory"},
+                 {"", ": Is a directory"},
+                 {"frame", ": this is an EXR file, and is not overwritten"},
+                 {"pipe", ": this is no regular file, and is not replaced"}};
+    for (const auto& c : cases) {
+        PageWriter page(path(c.name), Level::pixels);
+        EXPECT_EQ(page.fault(), path(c.name) + c.fault);
+        page.finish(false, 0);
+    }
+    EXPECT_EQ(dir.entries(), (Texts{"frame", "pipe"}));
+    EXPECT_EQ(readFileBytes(dir.file("frame")), std::string("\x76\x2f\x31\x01 and what follows"));
+}
+
+TEST_F(PageWriterTest, LeavesTheOldPageUntilTheEndAndNothingElse) {
+    ASSERT_TRUE(writeFileBytes(dir.file("page.html"), "old"));
+    {
+        PageWriter page(path(), Level::pixels);
+        playSequence(page, 5, PlayedDamage::some);
+        EXPECT_EQ(bytes(), "old");
+        EXPECT_EQ(dir.entries(), Texts{"page.html"});
+    }
+    EXPECT_EQ(bytes(), "old");  // a run that ends without its page
+    EXPECT_EQ(dir.entries(), Texts{"page.html"});
+}
