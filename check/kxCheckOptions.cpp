@@ -125,11 +125,20 @@ QByteArray addVerdicts(Settings& settings, const QByteArray& value, const Option
 }
 
 // A list of frames taken for the value would cost the first of them.
+QByteArray frameFault(const QByteArray& value, const char* right) {
+    if (!value.toLower().endsWith(".exr")) return {};
+    return quoted(value) + " has the name of a frame, which would be overwritten; write " + right;
+}
+
 QByteArray setJsonFile(Settings& settings, const QByteArray& value, const OptionRow& row) {
-    if (value.toLower().endsWith(".exr"))
-        return quoted(value) +
-               " has the name of a frame, which would be overwritten; write --json=FILE or --json=-";
-    return setFile<&Settings::jsonFile>(settings, value, row);
+    const QByteArray fault = frameFault(value, "--json=FILE or --json=-");
+    return fault.isEmpty() ? setFile<&Settings::jsonFile>(settings, value, row) : fault;
+}
+
+QByteArray setReportFile(Settings& settings, const QByteArray& value, const OptionRow& row) {
+    if (value == "-") return "a page is not written to standard output; write --report=FILE";
+    const QByteArray fault = frameFault(value, "--report=FILE");
+    return fault.isEmpty() ? setFile<&Settings::reportFile>(settings, value, row) : fault;
 }
 
 QByteArray setSort(Settings& settings, const QByteArray& value, const OptionRow& row) {
@@ -195,6 +204,8 @@ constexpr OptionRow rows[] = {
      addVerdicts},
     {"json", 0, "FILE", nullptr, "write JSON lines; - is standard output, then without the lines for people",
      setJsonFile},
+    {"report", 0, "FILE", nullptr, "write a page of HTML with pictures, to be looked at in a browser",
+     setReportFile},
     {"delete", 0, nullptr, nullptr, "delete bad frames", setDelete},
     {"move-to", 0, "DIR", nullptr, "move bad frames to this directory of the same file system", setMove},
     {"remove-most", 0, nullptr, nullptr, "delete or move also more than half of the frames",
@@ -273,6 +284,8 @@ QByteArray conflictOf(const QCommandLineParser& parser, const Settings& settings
             return QByteArray("--") + conflict.a + " excludes --" + conflict.b + "; " + conflict.right;
     if (settings.listed && settings.jsonFile == "-")
         return "--list excludes --json -; both are for standard output, write the JSON lines to a file";
+    if (!settings.reportFile.isEmpty() && settings.reportFile == settings.jsonFile)
+        return "--json and --report name the same file; one of them would be lost";
     if (settings.removeMost && settings.removal == Removal::none)
         return "--remove-most needs --delete or --move-to; alone it removes nothing";
     for (const Code code : settings.failOn)

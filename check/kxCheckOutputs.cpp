@@ -39,12 +39,22 @@ CheckOutputs::CheckOutputs(const Settings& settings)
     style_.hasColors = hasColors(settings.color);
     if (settings.jsonFile == "-") json_ = &standard_;
     if (!settings.jsonFile.isEmpty() && !json_) json_ = &file_.emplace(settings.jsonFile);
+    if (!settings.reportFile.isEmpty()) page_.emplace(settings.reportFile, settings.level);
 }
 
 void CheckOutputs::beginSequence(const SequenceName& sequence, const Headers* headers, int labelWidth) {
     style_.labelWidth = labelWidth;
     if (hasLines()) line(sequenceLine(sequence, headers));
     json(sequenceJson(sequence));
+    if (page_) page_->beginSequence(sequence, headers);
+}
+
+void CheckOutputs::checkedFrame(const FrameReport& frame) {
+    if (page_) page_->frame(frame);
+}
+
+void CheckOutputs::takePreview(const FrameName& frame, FileReport& report) {
+    if (page_) page_->takePreview(frame, report);
 }
 
 void CheckOutputs::frame(const FrameReport& frame) {
@@ -65,34 +75,44 @@ void CheckOutputs::held(const RemovalCount& count) {
     if (hasLines())
         line(text);
     else
-        problem(text);
+        writeProblem(text);
+    if (page_) page_->held(count);
 }
 
 void CheckOutputs::kept(const FrameReport& frame, const QByteArray& reason) {
     const QByteArray text = keptLine(frame.name, reason, style_);
     if (hasLines()) line(text);
-    if (settings_.listed) problem(text);
+    if (settings_.listed) writeProblem(text);
     json(keptJson(frame.name, reason));
+    if (page_) page_->kept(frame, reason);
 }
 
-void CheckOutputs::endSequence(const Summary& summary, int exitCode) {
+void CheckOutputs::endSequence(const Summary& summary, int exitCode, bool isInterrupted) {
     json(summaryJson(summary, exitCode));
+    if (page_) page_->endSequence(summary, isInterrupted);
     bar_.clear();
 }
 
 void CheckOutputs::problem(const QByteArray& text) {
-    bar_.clear();
-    error_.writeLine(text);
+    writeProblem(text);
+    if (page_) page_->problem(text);
 }
 
-void CheckOutputs::close() {
+void CheckOutputs::close(bool isInterrupted, std::int64_t time) {
     bar_.clear();
     if (file_) file_->close();
+    if (page_) page_->finish(isInterrupted, time);
 }
 
 QByteArray CheckOutputs::fault() const {
     if (standard_.hasFailed()) return standard_.fault();
-    return json_ ? json_->fault() : QByteArray();
+    if (json_ && json_->hasFailed()) return json_->fault();
+    return page_ ? page_->fault() : QByteArray();
+}
+
+void CheckOutputs::writeProblem(const QByteArray& text) {
+    bar_.clear();
+    error_.writeLine(text);
 }
 
 void CheckOutputs::line(const QByteArray& text) {

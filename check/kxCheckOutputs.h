@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Where the outcome of a run goes: standard output for people, a frame list instead, JSON lines beside or instead,
-// and standard error.
+// a page, and standard error.
 //
 // What happens is told in its order; which of the outputs it goes to, and in which form, is decided here alone. One
 // thread at a time.
@@ -10,6 +10,7 @@
 #include "check/kxFrameLines.h"
 #include "check/kxFrameReport.h"
 #include "check/kxOutput.h"
+#include "check/kxPageWriter.h"
 #include "check/kxProgressBar.h"
 #include "check/kxRemovalPlan.h"
 #include "check/kxSequenceName.h"
@@ -17,34 +18,43 @@
 
 #include <QByteArray>
 
+#include <cstdint>
 #include <optional>
 
 namespace kxCheck {
 
 class CheckOutputs {
 public:
-    // Opens the JSON file, if there is one; see fault().
+    // Opens the JSON file and tries the page's, if there are any; see fault().
     explicit CheckOutputs(const Settings& settings);
 
     // Of one sequence, in this order. Lines are with the system when a call is over.
     void beginSequence(const SequenceName& sequence, const Headers* headers, int labelWidth);
+    // Each frame as it was checked, for what shows them in their own order; also in the order of the lines.
+    void checkedFrame(const FrameReport& frame);
     void frame(const FrameReport& frame);
     void total(const Summary& summary);
     void held(const RemovalCount& count);
     void kept(const FrameReport& frame, const QByteArray& reason);
-    void endSequence(const Summary& summary, int exitCode);
+    void endSequence(const Summary& summary, int exitCode, bool isInterrupted);
+
+    [[nodiscard]] bool hasPage() const { return page_.has_value(); }
+    // Takes the pictures for the page out of a report. Before the frame is told, also before its sequence.
+    void takePreview(const FrameName& frame, FileReport& report);
 
     void progress(const RunProgress& progress) { bar_.show(progress); }
     // A line for standard error, without control characters.
     void problem(const QByteArray& line);
 
-    // Closes the JSON file; then whether all was written is known.
-    void close();
-    // Of standard output or of the JSON file, for standard error; empty as long as all was written.
+    // Closes the JSON file and writes the page, of that time (nanoseconds since the Unix epoch); then whether all was
+    // written is known.
+    void close(bool isInterrupted, std::int64_t time);
+    // Of standard output, the JSON file or the page, for standard error; empty as long as all was written.
     [[nodiscard]] QByteArray fault() const;
 
 private:
     [[nodiscard]] bool hasLines() const { return !settings_.listed && settings_.jsonFile != "-"; }
+    void writeProblem(const QByteArray& text);
     void line(const QByteArray& text);
     void info(const FrameReport& frame);
     void json(const QByteArray& text);
@@ -54,6 +64,7 @@ private:
     Output error_;
     std::optional<Output> file_;
     Output* json_;  // null: none
+    std::optional<PageWriter> page_;
     ProgressBar bar_;
     LineStyle style_;
 };

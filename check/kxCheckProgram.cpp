@@ -59,6 +59,7 @@ private:
     bool canBegin(const std::vector<FoundSequence>& sequences);
     void checkSequence(const FoundSequence& found);
     bool sayWhatIsLeftOut(const FoundSequence& found, const WantedFrames& wanted);
+    PreviewFunction previewFunction();
     void report(SequenceRun& run, const WantedFrames& wanted, Summary& summary);
     void reportSorted(const std::vector<FrameReport>& frames);
     void remove(const FoundSequence& found, const std::vector<FrameReport>& frames);
@@ -95,7 +96,7 @@ bool Program::canBegin(const std::vector<FoundSequence>& sequences) {
 }
 
 int Program::finish() {
-    outputs_.close();
+    outputs_.close(stop_.received() != 0, systemTime());
     const QByteArray fault = outputs_.fault();
     if (!fault.isEmpty()) {
         say(fault);
@@ -112,8 +113,9 @@ void Program::checkSequence(const FoundSequence& found) {
     const WantedFrames wanted = wantedFrames(found, settings_.frames, settings_.chunk);
     Summary summary;
     summary.isPartial = sayWhatIsLeftOut(found, wanted);
-    SequenceRun run(settings_, wanted, pools_,
-                    [this](const RunProgress& progress) { outputs_.progress(progress); });
+    SequenceRun run(
+        settings_, wanted, pools_, [this](const RunProgress& progress) { outputs_.progress(progress); },
+        previewFunction());
     report(run, wanted, summary);
 
     const std::vector<FrameReport> frames = run.takeFrames();
@@ -128,7 +130,8 @@ void Program::checkSequence(const FoundSequence& found) {
         remove(found, frames);
     const int exitCode = exitCodeOf(summary, settings_.strict);
     exitCode_ = worse(exitCode_, exitCode);
-    outputs_.endSequence(summary, stop_.received() != 0 ? signalExit + stop_.received() : exitCode);
+    outputs_.endSequence(summary, stop_.received() != 0 ? signalExit + stop_.received() : exitCode,
+                         run.wasStopped());
 }
 
 // True when there is something that will not be checked.
@@ -146,12 +149,18 @@ bool Program::sayWhatIsLeftOut(const FoundSequence& found, const WantedFrames& w
     return wanted.frames.empty() || wanted.gapsUnknown || wanted.filesLeftOut > 0;
 }
 
+PreviewFunction Program::previewFunction() {
+    if (!outputs_.hasPage()) return {};
+    return [this](const FrameName& frame, FileReport& report) { outputs_.takePreview(frame, report); };
+}
+
 // The sequence's line stands before that of its first frame, and needs headers that are known with it.
 void Program::report(SequenceRun& run, const WantedFrames& wanted, Summary& summary) {
     const FrameReport* frame = run.next();
     outputs_.beginSequence(wanted.sequence, run.headers(), labelWidthOf(run.frames()));
     for (; frame; frame = run.next()) {
         summary.add(*frame);
+        outputs_.checkedFrame(*frame);
         if (isOrderOfChecking(settings_)) outputs_.frame(*frame);
     }
 }

@@ -60,9 +60,8 @@ std::int64_t now() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
 }
 
-// Of a frame that was reported. To remove it, and as a neighbour, it needs no details.
-void giveUp(FrameReport& frame, bool withDetails) {
-    if (!withDetails) return WaitingPreviews::remove(frame);
+// Of a frame that was reported: to remove it, and as a neighbour, it needs no details.
+void giveUpDetails(FrameReport& frame) {
     FileReport file;
     file.hasIdentity = frame.file.hasIdentity;
     file.identity = frame.file.identity;
@@ -79,10 +78,11 @@ WorkerPool& CheckPools::forLevel(Level level) {
 }
 
 SequenceRun::SequenceRun(const Settings& settings, const WantedFrames& wanted, CheckPools& pools,
-                         ProgressFunction progress)
+                         ProgressFunction progress, PreviewFunction takePreview)
     : settings_(settings),
       pools_(pools),
       progress_(std::move(progress)),
+      takePreview_(std::move(takePreview)),
       frames_(unopenedFrames(wanted)),
       isOpened_(openedFrames(wanted)),
       first_(wanted.runFirst),
@@ -91,12 +91,11 @@ SequenceRun::SequenceRun(const Settings& settings, const WantedFrames& wanted, C
       place_(first_),
       neighbours_(frames_, wanted.step),
       pictures_(frames_, neighbours_, first_, last_),
-      previews_(last_ - first_),
       isRepeated_(frames_.size()) {}
 
 const FrameReport* SequenceRun::next() {
     if (!likeness_ && place_ < last_) begin();
-    if (place_ > first_) giveUp(frames_[place_ - 1], isOrderOfChecking(settings_));
+    if (place_ > first_ && isOrderOfChecking(settings_)) giveUpDetails(frames_[place_ - 1]);
     while (place_ < last_ && !isDecided(place_)) {
         if (canBeJudged(judged_))
             judgeNext();
@@ -142,7 +141,6 @@ void SequenceRun::judgeNext() {
     judge(frames_[judged_], settings_, *likeness_,
           {sizeJumpOf(frames_, neighbours_, judged_), pictures_.judge(judged_)}, now());
     pictures_.giveUp(judged_);
-    previews_.enter(frames_[judged_], isRepeated_[judged_]);
     ++judged_;
 }
 
@@ -151,7 +149,6 @@ void SequenceRun::complete(std::size_t place) {
     FrameReport& frame = frames_[place];
     if (isRepeated_[place] && repeated_.answer() == RepeatedFrames::Answer::reported)
         addFinding(frame, repeatedFinding(frames_[*neighbours_.before(frame.name)].name), settings_);
-    previews_.leave(frame);
     frame.action = plannedAction(frame, settings_);
 }
 
@@ -185,7 +182,7 @@ void SequenceRun::readFirstPass(const std::vector<std::size_t>& places) {
     WorkerPool& pool = pools_.forLevel(level);
     for (const std::size_t place : places) {
         const bool isInRun = place >= first_ && place < last_;
-        pool.add({frames_[place].name.path, isInRun ? level : Level::headers});
+        pool.add(checkOf(place, isInRun ? level : Level::headers));
     }
     RunProgress progress{level, 0, static_cast<std::int64_t>(places.size())};
     progress_(progress);
@@ -196,8 +193,7 @@ void SequenceRun::readFirstPass(const std::vector<std::size_t>& places) {
             last_ = isOnly ? std::clamp(place, first_, last_) : first_;
             return;
         }
-        frames_[place].file = std::move(*report);
-        pictures_.put(place, frames_[place].file.picture);
+        keep(place, std::move(*report));
         ++progress.done;
         progress_(progress);
     }
@@ -210,8 +206,7 @@ void SequenceRun::beginSecondPass() {
         std::count_if(decoded_.begin(), decoded_.end(), [this](std::size_t place) { return isComparable(place); });
     repeated_ = RepeatedFrames(static_cast<std::int64_t>(files), comparable);
     secondPass_ = {settings_.level, 0, static_cast<std::int64_t>(decoded_.size())};
-    for (const std::size_t place : decoded_)
-        pools_.forLevel(settings_.level).add({frames_[place].name.path, settings_.level});
+    for (const std::size_t place : decoded_) pools_.forLevel(settings_.level).add(checkOf(place, settings_.level));
     progress_(secondPass_);
 }
 
@@ -254,10 +249,8 @@ bool SequenceRun::readSecondReport() {
     std::optional<FileReport> report = pools_.forLevel(settings_.level).next();
     if (!report) return false;
     const std::size_t place = decoded_[read_++];
-    FileReport& file = frames_[place].file;
-    file = std::move(*report);
-    pictures_.put(place, file.picture);
-    if (place < first_ || place >= last_) file.picture = nullptr;
+    keep(place, std::move(*report));
+    if (place < first_ || place >= last_) frames_[place].file.picture = nullptr;
     if (isComparable(place)) {
         const bool isRepeated = pictures_.isRepeated(place);
         repeated_.add(isRepeated);
@@ -266,6 +259,20 @@ bool SequenceRun::readSecondReport() {
     ++secondPass_.done;
     progress_(secondPass_);
     return true;
+}
+
+FileCheck SequenceRun::checkOf(std::size_t place, Level level) const {
+    FileCheck check;
+    check.path = frames_[place].name.path;
+    check.level = level;
+    check.wantsPreview = takePreview_ && level == Level::pixels && place >= first_ && place < last_;
+    return check;
+}
+
+void SequenceRun::keep(std::size_t place, FileReport report) {
+    if (takePreview_) takePreview_(frames_[place].name, report);
+    pictures_.put(place, report.picture);
+    frames_[place].file = std::move(report);
 }
 
 // The workers are shared with the next run, which must not get reports of this one.

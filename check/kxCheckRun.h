@@ -21,7 +21,6 @@
 #include "check/kxLikeness.h"
 #include "check/kxNeighbours.h"
 #include "check/kxRepeatedFrames.h"
-#include "check/kxWaitingPreviews.h"
 #include "check/kxWantedFrames.h"
 #include "check/kxWorkerPool.h"
 
@@ -65,15 +64,20 @@ struct RunProgress {
 };
 using ProgressFunction = std::function<void(const RunProgress&)>;
 
+// Takes the preview out of a frame's report as soon as it is there: the frame may have to wait for others until it
+// is given, and previews of many need more memory than there should be.
+using PreviewFunction = std::function<void(const FrameName&, FileReport&)>;
+
 class SequenceRun {
 public:
     // `settings` and `pools` must live longer. `progress` is called at the start of each pass and after
-    // each of its frames.
-    SequenceRun(const Settings& settings, const WantedFrames& wanted, CheckPools& pools, ProgressFunction progress);
+    // each of its frames. Previews are made only where there is a `takePreview`.
+    SequenceRun(const Settings& settings, const WantedFrames& wanted, CheckPools& pools, ProgressFunction progress,
+                PreviewFunction takePreview = {});
 
     // The next frame of the run, judged, with the action that is planned for it; null behind the last one, and when
-    // the run was stopped. Its preview may be missing, see WaitingPreviews. What the frame before had but its name,
-    // verdict, action and identity is given up; with a sort order that needs it later only its preview.
+    // the run was stopped. Without a sort order that needs them later, what the frame before had but its name,
+    // verdict, action and identity is given up.
     [[nodiscard]] const FrameReport* next();
 
     // Those that next() has given, in order.
@@ -96,6 +100,8 @@ private:
     [[nodiscard]] bool readSecondReport();
     void readRest();
     void stop();
+    [[nodiscard]] FileCheck checkOf(std::size_t place, Level level) const;
+    void keep(std::size_t place, FileReport report);
 
     [[nodiscard]] bool isRead(std::size_t place) const;
     [[nodiscard]] bool canBeJudged(std::size_t place) const;
@@ -106,6 +112,7 @@ private:
     const Settings& settings_;
     CheckPools& pools_;
     ProgressFunction progress_;
+    PreviewFunction takePreview_;      // may be empty
     std::vector<FrameReport> frames_;  // of the whole sequence
     std::vector<bool> isOpened_;       // whose file is there to be opened
     std::size_t first_;                // the run, [first_, last_)
@@ -114,7 +121,6 @@ private:
     std::size_t place_;   // of the next frame to give
     Neighbours neighbours_;
     KeptPictures pictures_;
-    WaitingPreviews previews_;
     std::optional<Likeness> likeness_;  // once the first pass is over
     std::shared_ptr<const Headers> headers_;
     std::vector<std::size_t> decoded_;  // places of the second pass, ascending

@@ -61,6 +61,7 @@ struct Settings {
     bool sortDescending = false;              // the other way round
     std::optional<std::set<Verdict>> listed;  // only the frames with these verdicts are printed, a line a sequence
     QByteArray jsonFile;                      // empty: none; "-": standard output, without lines for people
+    QByteArray reportFile;                    // of the page; empty: none
     When progress = When::automatic;
     When color = When::automatic;
 

@@ -57,6 +57,7 @@ TEST(CheckOptionsTest, WithoutOptionsAllIsAsDocumented) {
     EXPECT_TRUE(settings.expectations.empty() && settings.failOn.empty() && settings.ignored.empty());
     EXPECT_EQ(settings.sortKey, SortKey::frame);
     EXPECT_EQ(settings.jsonFile, "");
+    EXPECT_EQ(settings.reportFile, "");
     EXPECT_EQ(settings.removal, Removal::none);
     EXPECT_EQ(settings.minAge, 60);
     EXPECT_EQ(settings.timeLimit, 300);
@@ -234,6 +235,12 @@ TEST(CheckOptionsTest, MissingAndSuperfluousValuesAreRefused) {
               "kxCheckFrames: missing value after '--level'; --help shows how the options are written");
     EXPECT_EQ(faultOf({"--strict=Yes"}),
               "unexpected value after '--strict'; --help shows how the options are written");
+    EXPECT_EQ(faultOf({"--report", "-"}),
+              "--report: a page is not written to standard output; write --report=FILE");
+    EXPECT_EQ(faultOf({"--report", "a.EXR"}),
+              "--report: 'a.EXR' has the name of a frame, which would be overwritten; write --report=FILE");
+    EXPECT_EQ(faultOf({"--report="}), "--report: the value is empty; write --report=FILE");
+    EXPECT_EQ(settingsOf({"--report", "p.html"}).reportFile, "p.html");
     EXPECT_EQ(faultOf({"--json="}), "--json: the value is empty; write --json=FILE");
     for (const std::string name : {"b.1.exr", "/r/b.EXR"})
         EXPECT_EQ(faultOf({"--json", name.c_str()}),

@@ -39,7 +39,6 @@ struct Played {
     std::vector<PlainPicture> frames;
     unsigned longestDelay = 0;  // microseconds
     unsigned seed = 1;
-    QByteArray preview;
     std::set<int> slow;  // places whose pixels take longer than any test
 };
 
@@ -61,9 +60,9 @@ FileReport play(const Played& played, const FileCheck& check) {
     }
     report.decoded = true;
     report.picture = reportOf(frame);
-    if (!played.preview.isEmpty()) {
+    if (check.wantsPreview) {
         auto picture = std::make_shared<PictureReport>(*report.picture);
-        picture->preview = {played.preview, 4, 3, played.preview};
+        picture->preview = {"jpeg", 4, 3, "small"};
         report.picture = picture;
     }
     return report;
@@ -282,39 +281,41 @@ TEST_F(CheckRunPicturesTest, EndsWhenStoppedBeforeTheFirstFrameThatIsNotKnown) {
     }
 }
 
-TEST_F(CheckRunPicturesTest, GivesPreviewsOfGoodFramesInShortRunsOnly) {
-    played.preview = "jpeg";
-    for (const bool isLong : {false, true}) {
-        sequence("..j.." + std::string(isLong ? WaitingPreviews::mostGood : 4, '.'));
+// Also those that wait for the last frame until it is known whether repeated ones are to be reported.
+TEST_F(CheckRunPicturesTest, HasPreviewsTakenBeforeFramesAreGiven) {
+    for (const SortKey key : {SortKey::frame, SortKey::size}) {
+        settings.sortKey = key;
+        sequence("..r.j.......x.");
+        wanted.runFirst = 1;
         CheckPools pools(settings, check(), -1);
-        SequenceRun run(settings, wanted, pools, [](const RunProgress&) {});
-        std::size_t good = 0;
+        std::string taken;
+        const auto takePreview = [&taken](const FrameName& name, FileReport& report) {
+            if (!report.picture || report.picture->preview.jpeg.isEmpty()) return;
+            EXPECT_EQ(report.picture->preview.small, "small");
+            taken += name.text.toStdString() + ' ';
+            report.picture = nullptr;
+        };
+        SequenceRun run(
+            settings, wanted, pools, [](const RunProgress&) {}, takePreview);
         while (const FrameReport* frame = run.next()) {
-            const bool hasPreview = !frame->file.picture->preview.jpeg.isEmpty();
-            EXPECT_TRUE(frame->file.picture->picture);
-            if (frame->verdict == Verdict::good) {
-                EXPECT_EQ(hasPreview, !isLong);
-                ++good;
-            } else {
-                EXPECT_TRUE(hasPreview);
-            }
+            EXPECT_EQ(frame->file.picture, nullptr);
+            EXPECT_TRUE(taken.find(frame->name.text.toStdString() + ' ') != std::string::npos ||
+                        frame->verdict == Verdict::bad);
         }
-        EXPECT_EQ(good, wanted.frames.size() - 1);
+        EXPECT_EQ(taken, "2 3 4 5 6 7 8 9 10 11 12 14 ");
     }
 }
 
-TEST_F(CheckRunPicturesTest, GivesUpPreviewsOfFramesThatAreSortedLater) {
-    played.preview = "jpeg";
-    settings.sortKey = SortKey::size;
+TEST_F(CheckRunPicturesTest, AsksForNoPreviewsThatNobodyTakes) {
     sequence(".....");
     CheckPools pools(settings, check(), -1);
     SequenceRun run(settings, wanted, pools, [](const RunProgress&) {});
-    while (run.next()) continue;
-    for (const FrameReport& frame : run.takeFrames()) {
-        ASSERT_TRUE(frame.file.picture);
-        EXPECT_TRUE(frame.file.picture->preview.jpeg.isEmpty());
-        EXPECT_TRUE(frame.file.picture->picture);
+    int given = 0;
+    for (const FrameReport* frame = run.next(); frame; frame = run.next(), ++given) {
+        ASSERT_TRUE(frame->file.picture);
+        EXPECT_TRUE(frame->file.picture->preview.jpeg.isEmpty());
     }
+    EXPECT_EQ(given, 5);
 }
 
 namespace {

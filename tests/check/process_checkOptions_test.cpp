@@ -164,6 +164,13 @@ TEST_F(CheckOptionsTest, ListPrintsFramesOnly) {
     EXPECT_EQ(with({"--list", "good", "--list", "unknown"}), "1001-1002,1007-1010\nexit 1");
 }
 
+TEST_F(CheckOptionsTest, ReportIsWrittenBesideLinesAndJson) {
+    EXPECT_EQ(with({"--report", "page.html", "--json", "out.json"}), usual);
+    EXPECT_EQ(readFileBytes(dir.file("page.html")).substr(0, 15), "<!DOCTYPE html>");
+    EXPECT_EQ(with({"--report", "same", "--json=same"}),
+              "2> kxCheckFrames: --json and --report name the same file; one of them would be lost\nexit 2");
+}
+
 TEST_F(CheckOptionsTest, JsonIsWrittenBesideOrInsteadOfLines) {
     EXPECT_EQ(with({"--json", "out.json"}), usual);
     const std::string file = readFileBytes(dir.file("out.json"));
