@@ -23,6 +23,7 @@ constexpr FaultRow rows[] = {
     {Code::chunk, "has its place inside the header", "have their places inside the header"},
     {Code::chunk, "has the place of another chunk", "have the places of other chunks"},
     {Code::chunk, "is not at its place", "are not at their places"},
+    {Code::truncated, "reaches behind the file's end", "reach behind the file's end"},
     {Code::chunk, "is larger than without compression", "are larger than without compression"},
     {Code::chunk, "overlaps another chunk", "overlap other chunks"},
     {Code::chunk, "can't be decoded", "can't be decoded"},
@@ -166,7 +167,7 @@ std::vector<ChunkCounts> ChunkFaults::counts(const std::vector<ChunkGrid>& grids
     for (const ChunkGrid& grid : grids) {
         const auto chunks = static_cast<std::ptrdiff_t>(grid.count());
         const auto absent = std::count_if(first, first + chunks, [](ChunkFault fault) {
-            return fault == ChunkFault::unfinished || fault == ChunkFault::truncated;
+            return fault != ChunkFault::none && rowOf(fault).code != Code::chunk;
         });
         counts.push_back({chunks, chunks - absent});
         first += chunks;

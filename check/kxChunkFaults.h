@@ -14,7 +14,8 @@ namespace kxCheck {
 enum class ChunkFault : std::uint8_t {
     none,
     unfinished,    // no place in the chunk table
-    truncated,     // begins or ends behind the file's end
+    truncated,     // begins behind the file's end, or lies last and ends there
+    pastEnd,       // ends behind the file's end, though another chunk lies behind it
     insideHeader,  // its place is before the end of the chunk tables
     sharedPlace,   // its place is another chunk's too
     wrongLeader,   // what stands at its place says that it is another chunk
