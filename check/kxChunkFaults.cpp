@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxChunkFaults.h"
 
+#include "check/kxFrameReport.h"
+
 #include <algorithm>
 #include <array>
+#include <map>
 #include <utility>
 
 namespace kxCheck {
@@ -20,10 +23,10 @@ constexpr FaultRow rows[] = {
     {Code::chunk, "", ""},
     {Code::unfinished, "was never written", "were never written"},
     {Code::truncated, "is missing", "are missing"},
+    {Code::truncated, "reaches behind the file's end", "reach behind the file's end"},
     {Code::chunk, "has its place inside the header", "have their places inside the header"},
     {Code::chunk, "has the place of another chunk", "have the places of other chunks"},
     {Code::chunk, "is not at its place", "are not at their places"},
-    {Code::truncated, "reaches behind the file's end", "reach behind the file's end"},
     {Code::chunk, "is larger than without compression", "are larger than without compression"},
     {Code::chunk, "overlaps another chunk", "overlap other chunks"},
     {Code::chunk, "can't be decoded", "can't be decoded"},
@@ -113,10 +116,9 @@ public:
         hasCode_[code] = true;
     }
 
-    // Makes room for the one that counts the rest: those found first of each code stay.
+    // Makes room for those that count the rest: those found first of each code stay.
     void shorten() {
-        if (runs_.size() + (hidden_ > 0 ? 1 : 0) <= mostFindings) return;
-        for (std::size_t i = runs_.size(); i-- > 0 && runs_.size() >= mostFindings;)
+        for (std::size_t i = runs_.size(); i-- > 0 && runs_.size() + hidden_.size() > mostFindings;)
             if (!isFirstOfCode(i)) {
                 hide(runs_[i]);
                 runs_.erase(runs_.begin() + static_cast<std::ptrdiff_t>(i));
@@ -126,19 +128,12 @@ public:
     std::vector<Finding> findings(const Headers& parts, const std::vector<ChunkGrid>& grids) const {
         std::vector<Finding> found;
         for (const Run& run : runs_) found.push_back(findingOf(run, parts, grids));
-        if (hidden_ > 0) {
-            // In the words of arrangeFindings(), which adds to it.
-            found.push_back(makeFinding(rowOf(hiddenFault_).code, number(hidden_) + " more findings"));
-            found.back().count = hidden_;
-        }
+        for (const auto& [code, count] : hidden_) found.push_back(findingForOthers(code, count));
         return found;
     }
 
 private:
-    void hide(const Run& run) {
-        if (hidden_ == 0) hiddenFault_ = run.fault;
-        ++hidden_;
-    }
+    void hide(const Run& run) { ++hidden_[rowOf(run.fault).code]; }
     bool isFirstOfCode(std::size_t index) const {
         const Code code = rowOf(runs_[index].fault).code;
         return std::none_of(runs_.begin(), runs_.begin() + static_cast<std::ptrdiff_t>(index),
@@ -147,8 +142,7 @@ private:
 
     std::vector<Run> runs_;
     std::array<bool, static_cast<std::size_t>(Code::jump) + 1> hasCode_{};
-    std::int64_t hidden_ = 0;
-    ChunkFault hiddenFault_ = ChunkFault::none;
+    std::map<Code, std::int64_t> hidden_;
 };
 
 }  // namespace

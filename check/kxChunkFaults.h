@@ -37,8 +37,8 @@ public:
 
     // The chunks of each part, and those of them that are neither unfinished nor truncated.
     std::vector<ChunkCounts> counts(const std::vector<ChunkGrid>& grids) const;
-    // At most mostFindings, in the order of parts and chunks; of more, the last one counts the rest, and one of
-    // each code is among the others.
+    // At most mostFindings, in the order of parts and chunks; of more, one of each code is told at least, and the
+    // last ones count the rest, each that of its code: some codes may be ignored.
     std::vector<Finding> findings(const Headers& parts, const std::vector<ChunkGrid>& grids) const;
 
 private:

@@ -179,6 +179,28 @@ TEST(Judge, CountsTheFindingsBeyondAHundred) {
     EXPECT_EQ(frame.findings.back().text, "2 more findings");
 }
 
+TEST(Judge, CountsOfTheRestWhatIsNotIgnored) {
+    FrameReport frame = frameWith({Code::unfinished, Code::chunk});
+    frame.file.findings.push_back(findingForOthers(Code::unfinished, 7));
+    frame.file.findings.push_back(findingForOthers(Code::chunk, 30));
+    const struct {
+        std::set<Code> ignored;
+        const char* codes;
+        const char* rest;
+    } cases[] = {
+        {{}, "unfinished chunk unfinished", "37 more findings"},
+        {{Code::chunk}, "unfinished unfinished", "7 more findings"},
+        {{Code::unfinished}, "chunk chunk", "30 more findings"},
+    };
+    for (const auto& c : cases) {
+        Settings settings;
+        settings.ignored = c.ignored;
+        const FrameReport result = judged(frame, settings);
+        EXPECT_EQ(codesOf(result), c.codes);
+        EXPECT_EQ(result.findings.back().text, c.rest);
+    }
+}
+
 TEST(Judge, GivesTheSameWhenRepeated) {
     FrameReport frame = judged(frameWith({Code::truncated, Code::nan}, 1), {}, {5, "sizes"});
     const std::string once = codesOf(frame);
