@@ -49,9 +49,19 @@ std::vector<bool> openedFrames(const WantedFrames& wanted) {
 }
 
 // What a worker was lost on once is not tried again.
-bool isLimited(const FrameReport& frame) {
-    const auto& findings = frame.file.findings;
+bool isLimited(const FileReport& file) {
+    const auto& findings = file.findings;
     return std::any_of(findings.begin(), findings.end(), [](const Finding& f) { return f.code == Code::limit; });
+}
+
+// A reader that was lost, or lacked room, takes nothing away from what the first pass knows of the same file.
+void addKnown(FileReport& second, FileReport first) {
+    if (second.hasIdentity && (!first.hasIdentity || second.identity != first.identity)) return;
+    second.hasIdentity = first.hasIdentity;
+    second.identity = first.identity;
+    if (!second.headers) second.headers = std::move(first.headers);
+    for (Finding& finding : first.findings)
+        if (finding.severity != Severity::none) second.findings.push_back(std::move(finding));
 }
 
 std::int64_t now() {
@@ -159,7 +169,7 @@ void SequenceRun::readFirstPass(const std::vector<std::size_t>& places) {
 void SequenceRun::beginSecondPass() {
     secondPass_.level = settings_.level;
     for (const std::size_t place : placesToOpen(first_, last_)) {
-        if (isLimited(frames_[place])) continue;
+        if (isLimited(frames_[place].file)) continue;
         isSecond_[place] = true;
         ++secondPass_.all;
         pools_.forLevel(settings_.level).add({frames_[place].name.path, settings_.level});
@@ -174,6 +184,7 @@ bool SequenceRun::readSecondReport() {
         last_ = place_;
         return false;
     }
+    if (isLimited(*report)) addKnown(*report, std::move(frames_[place_].file));
     frames_[place_].file = std::move(*report);
     ++secondPass_.done;
     progress_(secondPass_);

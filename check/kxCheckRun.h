@@ -4,7 +4,8 @@
 // At level pixels the headers of the whole sequence are read first, many files at once, because verdicts depend on
 // what most frames have in common; then each frame is decoded and given back as soon as it and all before it are
 // done. At the other levels one pass is enough, and the first frame comes when the last one was read. Where a file
-// changes between both passes, its second report counts.
+// changes between both passes, its second report counts; where its reader is lost in the second one, identity,
+// headers and findings of the first one stay.
 //
 // Nothing is printed, and nothing ends the process. One thread; see WorkerPool.
 #pragma once

@@ -3,6 +3,8 @@
 // record once, for writing and for reading: `io` is a Writer or a Reader.
 #include "check/kxWorkerMessage.h"
 
+#include "check/kxFrameReport.h"
+
 #include <QDataStream>
 #include <QIODevice>
 
@@ -238,11 +240,14 @@ FileReport withoutTiles(FileReport report) {
     return report;
 }
 
+// Without headers, and what counts their chunks.
 FileReport tooLarge(const FileReport& report) {
-    FileReport limited;
-    limited.hasIdentity = report.hasIdentity;
-    limited.identity = report.identity;
-    limited.findings = {makeFinding(Code::limit, "its headers are larger than this program can handle")};
+    FileReport limited = withoutTiles(report);
+    limited.headers = nullptr;
+    limited.chunks.clear();
+    limited.decoded = false;
+    limited.findings.push_back(makeFinding(Code::limit, "its headers are larger than this program can handle"));
+    arrangeFindings(limited.findings);
     return limited;
 }
 

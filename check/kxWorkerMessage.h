@@ -49,7 +49,7 @@ struct SentHeaders {
 class ReportEncoder {
 public:
     // Never more than greatestMessage bytes: where that takes it, the tiles of the findings are left out; a report
-    // that is too large all the same (headers of millions of channels) becomes one of `limit`.
+    // that is too large all the same (headers of millions of channels) goes without its headers and with `limit`.
     QByteArray encode(const FileReport& report);
 
 private:

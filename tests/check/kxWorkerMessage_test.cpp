@@ -296,6 +296,14 @@ TEST(Report, OfHeadersTooLargeForAMessageIsALimit) {
     ASSERT_TRUE(received);
     EXPECT_FALSE(received->headers);
     EXPECT_EQ(received->identity, report.identity);
-    ASSERT_EQ(received->findings.size(), 1U);
+    ASSERT_EQ(received->findings.size(), report.findings.size() + 1);
     EXPECT_EQ(received->findings[0].code, Code::limit);
+    EXPECT_EQ(received->findings[1].code, report.findings[0].code);
+
+    report.findings.assign(mostFindings, makeFinding(Code::chunk, "rows"));
+    const auto full = decoded(bytesOfReport(report));
+    ASSERT_TRUE(full);
+    EXPECT_EQ(full->findings.size(), mostFindings);
+    EXPECT_EQ(full->findings[0].code, Code::limit);
+    EXPECT_EQ(full->findings.back().count, 2);
 }
