@@ -37,7 +37,10 @@ CheckOutputs::CheckOutputs(const Settings& settings)
       bar_(error_, isWanted(settings.progress, STDERR_FILENO)) {
     style_.hasColors = hasColors(settings.color);
     if (settings.jsonFile == "-") json_ = &standard_;
-    if (!settings.jsonFile.isEmpty() && !json_) json_ = &file_.emplace(settings.jsonFile);
+}
+
+void CheckOutputs::open() {
+    if (!settings_.jsonFile.isEmpty() && !json_) json_ = &file_.emplace(settings_.jsonFile);
 }
 
 void CheckOutputs::beginSequence(const SequenceName& sequence, const Headers* headers, int labelWidth) {

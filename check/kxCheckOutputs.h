@@ -23,9 +23,10 @@ namespace kxCheck {
 
 class CheckOutputs {
 public:
-    // Opens the JSON file, if there is one; see fault().
     explicit CheckOutputs(const Settings& settings);
 
+    // Opens, and empties, the JSON file if there is one; see fault(). Before anything but problem().
+    void open();
     // Of one sequence, in this order. Lines are with the system when a call is over.
     void beginSequence(const SequenceName& sequence, const Headers* headers, int labelWidth);
     void frame(const FrameReport& frame);

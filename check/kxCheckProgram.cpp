@@ -4,6 +4,7 @@
 #include "check/kxCheckOutputs.h"
 #include "check/kxCheckRun.h"
 #include "check/kxEscape.h"
+#include "check/kxFrameGuard.h"
 #include "check/kxFrameOrder.h"
 #include "check/kxNumberText.h"
 #include "check/kxRemovalPlan.h"
@@ -57,6 +58,7 @@ public:
 
 private:
     bool canBegin(const std::vector<FoundSequence>& sequences);
+    QByteArray openOutputs(const std::vector<FoundSequence>& sequences);
     void checkSequence(const FoundSequence& found);
     bool sayWhatIsLeftOut(const FoundSequence& found, const WantedFrames& wanted);
     void report(SequenceRun& run, const WantedFrames& wanted, Summary& summary);
@@ -85,13 +87,21 @@ int Program::run() {
 
 // A run of hours is not begun whose outcome can't be written, or whose bad frames have nowhere to go.
 bool Program::canBegin(const std::vector<FoundSequence>& sequences) {
-    QByteArray fault = outputs_.fault();
+    QByteArray fault = openOutputs(sequences);
     for (const FoundSequence& sequence : sequences) {
         if (!fault.isEmpty() || settings_.removal == Removal::none || sequence.files.empty()) continue;
         fault = removerFor(sequence.directory, settings_).fault();
     }
     if (!fault.isEmpty()) say(fault);
     return fault.isEmpty();
+}
+
+// Why they can't be written; empty when they can.
+QByteArray Program::openOutputs(const std::vector<FoundSequence>& sequences) {
+    const QByteArray frame = settings_.jsonFile == "-" ? QByteArray() : frameAt(settings_.jsonFile, sequences);
+    if (!frame.isEmpty()) return settings_.jsonFile + ": this is the frame " + frame + ", and is not overwritten";
+    outputs_.open();
+    return outputs_.fault();
 }
 
 int Program::finish() {

@@ -209,6 +209,10 @@ TEST_F(CheckRunProcessTest, WhatCantBeOpenedEndsItBeforeAnythingIsChecked) {
     EXPECT_EQ(outcome({"--delete", "--json", "copy", "cut.0001.exr"}),
               "2> kxCheckFrames: copy: this is an EXR file, and is not overwritten\nexit 3");
     EXPECT_EQ(readFileBytes(dir.file("copy")), readFileBytes(dir.file("cut.0001.exr")));
+    bytes("odd.0001.raw", "spoiled");
+    EXPECT_EQ(outcome({"--delete", "--json", "./odd.0001.raw", "odd.####.raw"}),
+              "2> kxCheckFrames: ./odd.0001.raw: this is the frame odd.0001.raw, and is not overwritten\nexit 3");
+    EXPECT_EQ(readFileBytes(dir.file("odd.0001.raw")), "spoiled");
     EXPECT_EQ(outcome({"--move-to", "none", "cut.0001.exr"}),
               "2> kxCheckFrames: none: No such file or directory\nexit 3");
     EXPECT_TRUE(entryExists(dir.file("cut.0002.exr")));
