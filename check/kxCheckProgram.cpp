@@ -150,10 +150,10 @@ bool Program::sayWhatIsLeftOut(const FoundSequence& found, const WantedFrames& w
     if (wanted.gapsUnknown)
         say(path + "first to last frame are more than " + numberText(mostFrames) +
             ", so gaps are no missing frames; --frames says which must be there");
-    if (wanted.filesLeftOut > 0)
-        say(path + numberText(wanted.filesLeftOut) + " files are beyond the " + numberText(mostFrames) +
+    if (wanted.leftOut > 0)
+        say(path + numberText(wanted.leftOut) + " frames are beyond the " + numberText(mostFrames) +
             " of a sequence and are not checked; --frames says which are wanted");
-    return wanted.frames.empty() || wanted.gapsUnknown || wanted.filesLeftOut > 0;
+    return wanted.frames.empty() || wanted.gapsUnknown || wanted.leftOut > 0;
 }
 
 // The sequence's line stands before that of its first frame, and needs headers that are known with it.

@@ -114,8 +114,17 @@ TEST_F(CheckRunProcessTest, GapsOfTooManyFramesAreNoMissingFrames) {
 TEST_F(CheckRunProcessTest, FilesBeyondTheLimitOfASequenceAreNotChecked) {
     for (int i = 1; i <= 25003; ++i) ASSERT_TRUE(writeFileBytes(dir.file("a." + std::to_string(i) + ".exr"), ""));
     EXPECT_EQ(outcome({"-l", "headers", "--list", "bad", "a.1.exr"}),
-              "1-24999\n2> kxCheckFrames: a.####.exr: 4 files are beyond the 24999 of a sequence and are not "
+              "1-24999\n2> kxCheckFrames: a.####.exr: 4 frames are beyond the 24999 of a sequence and are not "
               "checked; --frames says which are wanted\nexit 1");
+}
+
+TEST_F(CheckRunProcessTest, TilesOfListedFramesCountForTheLimitOfASequence) {
+    frame("a_tile01_.0001.exr");
+    frame("a_tile02_.0002.exr");
+    EXPECT_EQ(
+        outcome({"--frames", "1-20000", "--list", "good", "a_tile##_.####.exr"}),
+        "1-2\n2> kxCheckFrames: a_tile##_.####.exr: 15001 frames are beyond the 24999 of a sequence and are not "
+        "checked; --frames says which are wanted\nexit 1");
 }
 
 TEST_F(CheckRunProcessTest, LinesAreTheSameWithAnyNumberOfJobs) {
