@@ -41,9 +41,9 @@ QByteArray frameAt(const QByteArray& path, const std::vector<FoundSequence>& seq
     const QByteArray ownName = path.mid(path.lastIndexOf('/') + 1);
     std::map<QByteArray, Names> directories;
     for (const FoundSequence& sequence : sequences) {
-        if (directories.count(sequence.directory) == 0)
-            directories.emplace(sequence.directory, namesIn(sequence.directory, ownName, file));
-        const Names& names = directories.at(sequence.directory);
+        const auto [listed, isNew] = directories.try_emplace(sequence.directory);
+        Names& names = listed->second;
+        if (isNew) names = namesIn(sequence.directory, ownName, file);
         const auto frame = names.empty()
                                ? sequence.files.end()
                                : std::find_if(sequence.files.begin(), sequence.files.end(),
