@@ -13,8 +13,9 @@ namespace kxCheck {
 
 namespace {
 
-PoolOptions poolOptions(const Settings& settings, Level level, int stopDescriptor) {
+PoolOptions poolOptions(const Settings& settings, Level level, int stopDescriptor, HeaderStore& headers) {
     PoolOptions options;
+    options.headers = &headers;
     options.jobs = settings.jobs.value_or(defaultJobs(level));
     options.limits.memoryMiB = settings.memoryLimit ? *settings.memoryLimit : defaultMemoryLimit(options.jobs);
     options.secondsPerFrame = settings.timeLimit;
@@ -82,7 +83,7 @@ void giveUpDetails(FrameReport& frame) {
 
 WorkerPool& CheckPools::forLevel(Level level) {
     std::optional<WorkerPool>& pool = level == Level::pixels ? pixels_ : files_;
-    if (!pool) pool.emplace(poolOptions(settings_, level, stopDescriptor_), check_);
+    if (!pool) pool.emplace(poolOptions(settings_, level, stopDescriptor_, headers_), check_);
     return *pool;
 }
 
@@ -96,12 +97,13 @@ SequenceRun::SequenceRun(const Settings& settings, const WantedFrames& wanted, C
       first_(wanted.runFirst),
       last_(wanted.runLast),
       place_(first_),
+      givenUp_(first_),
       neighbours_(frames_, wanted.step),
       isSecond_(frames_.size()) {}
 
 const FrameReport* SequenceRun::next() {
     if (!likeness_ && place_ < last_) begin();
-    if (place_ > first_ && isOrderOfChecking(settings_)) giveUpDetails(frames_[place_ - 1]);
+    for (; givenUp_ < place_; ++givenUp_) giveUp(frames_[givenUp_]);
     if (place_ >= last_) return nullptr;
     if (isSecond_[place_] && !readSecondReport()) return nullptr;
     judgeFrame(frames_[place_]);
@@ -117,6 +119,14 @@ std::vector<FrameReport> SequenceRun::takeFrames() {
 void SequenceRun::judgeFrame(FrameReport& frame) {
     judge(frame, settings_, *likeness_, sizeJumpOf(frames_, neighbours_, place_), now());
     frame.action = plannedAction(frame, settings_);
+}
+
+void SequenceRun::giveUp(FrameReport& frame) {
+    room_.giveBack(frame.file.findings);
+    frame.file.findings = {};
+    if (isOrderOfChecking(settings_)) return giveUpDetails(frame);
+    room_.take(frame.findings);
+    arrangeFindings(frame.findings);
 }
 
 // --- The passes
@@ -160,6 +170,7 @@ void SequenceRun::readFirstPass(const std::vector<std::size_t>& places) {
             last_ = isOnly ? std::clamp(place, first_, last_) : first_;
             return;
         }
+        room_.take(*report);
         frames_[place].file = std::move(*report);
         ++progress.done;
         progress_(progress);
@@ -184,7 +195,9 @@ bool SequenceRun::readSecondReport() {
         last_ = place_;
         return false;
     }
+    room_.giveBack(frames_[place_].file.findings);
     if (isLimited(*report)) addKnown(*report, std::move(frames_[place_].file));
+    room_.take(*report);
     frames_[place_].file = std::move(*report);
     ++secondPass_.done;
     progress_(secondPass_);

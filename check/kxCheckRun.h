@@ -13,6 +13,7 @@
 #include "check/kxCheckSettings.h"
 #include "check/kxFrameReport.h"
 #include "check/kxLikeness.h"
+#include "check/kxReportRoom.h"
 #include "check/kxSizeJump.h"
 #include "check/kxWantedFrames.h"
 #include "check/kxWorkerPool.h"
@@ -39,6 +40,7 @@ private:
     const Settings& settings_;
     CheckFunction check_;
     int stopDescriptor_;
+    HeaderStore headers_;
     std::optional<WorkerPool> files_;
     std::optional<WorkerPool> pixels_;
 };
@@ -62,8 +64,8 @@ public:
     SequenceRun(const Settings& settings, const WantedFrames& wanted, CheckPools& pools, ProgressFunction progress);
 
     // The next frame of the run, judged, with the action that is planned for it; null behind the last one, and when
-    // the run was stopped. Without a sort order that needs them later, what the frame before had but its name,
-    // verdict, action and identity is given up.
+    // the run was stopped. What the frame before had but its name, verdict, action and identity is given up; with a
+    // sort order that needs it later, only the findings of its file, which are among the judged ones.
     [[nodiscard]] const FrameReport* next();
 
     // Those that next() has given, in order.
@@ -82,6 +84,7 @@ private:
     void beginSecondPass();
     [[nodiscard]] bool readSecondReport();
     void judgeFrame(FrameReport& frame);
+    void giveUp(FrameReport& frame);
 
     const Settings& settings_;
     CheckPools& pools_;
@@ -90,11 +93,13 @@ private:
     std::vector<bool> isOpened_;       // whose file is there to be opened
     std::size_t first_;                // the run, [first_, last_)
     std::size_t last_;
-    std::size_t place_;  // of the next frame to give
+    std::size_t place_;    // of the next frame to give
+    std::size_t givenUp_;  // frames before it have no more details than are needed
     Neighbours neighbours_;
     std::optional<Likeness> likeness_;  // once the first pass is over
     std::shared_ptr<const Headers> headers_;
     std::vector<bool> isSecond_;  // whose report comes from the second pass
+    ReportRoom room_;
     RunProgress secondPass_;
     bool wasStopped_ = false;
 };

@@ -36,7 +36,7 @@ const FaultRow& rowOf(ChunkFault fault) {
     return rows[static_cast<std::size_t>(fault)];
 }
 
-// More tiles of one finding than that are only counted.
+// Tiles of all findings that are listed at most; more of them are only counted.
 constexpr std::size_t mostTiles = 1000;
 
 // Chunks of one part that follow each other and have the same fault.
@@ -82,7 +82,7 @@ Finding rowsFinding(const Run& run, const Headers& parts, const ChunkGrid& grid)
     return finding;
 }
 
-Finding tilesFinding(const Run& run, const ChunkGrid& grid) {
+Finding tilesFinding(const Run& run, const ChunkGrid& grid, std::size_t listed) {
     const FaultRow& row = rowOf(run.fault);
     const std::uint32_t count = run.last - run.first + 1;
     const QByteArray first = tileText(grid.at(run.first).tile);
@@ -90,14 +90,17 @@ Finding tilesFinding(const Run& run, const ChunkGrid& grid) {
                                        : number(count) + " tiles" + partText(run.part) + ", from " + first +
                                              " to " + tileText(grid.at(run.last).tile) + ", " + row.ofMany;
     Finding finding = makeFinding(row.code, text);
-    for (std::uint32_t i = run.first; i <= run.last && finding.tiles.size() < mostTiles; ++i)
+    for (std::uint32_t i = run.first; i <= run.last && finding.tiles.size() < listed; ++i)
         finding.tiles.push_back(grid.at(i).tile);
     return finding;
 }
 
-Finding findingOf(const Run& run, const Headers& parts, const std::vector<ChunkGrid>& grids) {
+// Tiles are listed as far as there is room.
+Finding findingOf(const Run& run, const Headers& parts, const std::vector<ChunkGrid>& grids, std::size_t& room) {
     const ChunkGrid& grid = grids[run.part];
-    Finding finding = isTiled(parts[run.part].storage) ? tilesFinding(run, grid) : rowsFinding(run, parts, grid);
+    Finding finding =
+        isTiled(parts[run.part].storage) ? tilesFinding(run, grid, room) : rowsFinding(run, parts, grid);
+    room -= finding.tiles.size();
     finding.part = static_cast<int>(run.part);
     finding.count = run.last - run.first + 1;
     return finding;
@@ -127,7 +130,8 @@ public:
 
     std::vector<Finding> findings(const Headers& parts, const std::vector<ChunkGrid>& grids) const {
         std::vector<Finding> found;
-        for (const Run& run : runs_) found.push_back(findingOf(run, parts, grids));
+        std::size_t room = mostTiles;
+        for (const Run& run : runs_) found.push_back(findingOf(run, parts, grids, room));
         for (const auto& [code, count] : hidden_) found.push_back(findingForOthers(code, count));
         return found;
     }

@@ -56,8 +56,9 @@ FileReport limitedAtPixels(const QByteArray& role, int number, Level level) {
 }
 
 // The path is the frame number, then what is with it: "wide", "damaged" (seen at level pixels), "deadly", "large",
-// "changing" (another size at each level), "slow"; "fatal" (wide, without ending, deadly at level pixels), "greedy"
-// (the same, but its reader lacks memory there), "replaced" (the same of another file there).
+// "changing" (another size at each level), "slow", "hostile" (a megabyte of findings beyond level headers); "fatal"
+// (wide, without ending, deadly at level pixels), "greedy" (the same, but its reader lacks memory there),
+// "replaced" (the same of another file there).
 FileReport playedCheck(const FileCheck& check) {
     const auto words = check.path.split(' ');
     const int number = words[0].toInt();
@@ -70,6 +71,8 @@ FileReport playedCheck(const FileCheck& check) {
     if (role == "fatal" || role == "greedy" || role == "replaced")
         return limitedAtPixels(role, number, check.level);
     FileReport report = reportOf(number, role == "wide" ? 2048 : 1920);
+    if (role == "hostile" && check.level != Level::headers)
+        report.findings.assign(mostFindings, makeFinding(Code::chunk, QByteArray(10000, 'x')));
     if (role == "large") report.identity.size = 5000;
     if (role == "changing") report.identity.size = 1000 + static_cast<int>(check.level);
     if (role == "damaged" && check.level == Level::pixels) report.findings = {makeFinding(Code::chunk, "row 1")};
@@ -284,6 +287,38 @@ TEST_F(CheckRunTest, KeepsAllOfThemForAnotherOrder) {
     ASSERT_EQ(frames.size(), 3U);
     EXPECT_EQ(frames[1].findings.size(), 1U);
     EXPECT_NE(frames[0].file.headers, nullptr);
+}
+
+// Nothing is cut of frames that need not wait for the last one, or for their place in another order.
+TEST_F(CheckRunTest, BoundsWhatWaitsToBeReported) {
+    sequence(std::vector<QByteArray>(200, "hostile"));
+    const struct {
+        Level level;
+        SortKey sortKey;
+        bool mustWait;
+    } cases[] = {{Level::structure, SortKey::frame, true},
+                 {Level::structure, SortKey::size, true},
+                 {Level::pixels, SortKey::size, true},
+                 {Level::pixels, SortKey::frame, false}};
+    for (const auto& c : cases) {
+        settings.level = c.level;
+        settings.sortKey = c.sortKey;
+        CheckPools pools(settings, playedCheck, -1);
+        SequenceRun run(settings, wanted, pools, [](const RunProgress&) {});
+        std::size_t bytes = 0;
+        std::size_t whole = 0;
+        std::size_t frames = 0;
+        for (const FrameReport* frame = run.next(); frame; frame = run.next(), ++frames) {
+            EXPECT_EQ(frame->verdict, Verdict::bad);
+            if (frame->findings.size() == mostFindings) ++whole;
+        }
+        for (const FrameReport& frame : run.takeFrames())
+            for (const Finding& finding : frame.findings) bytes += static_cast<std::size_t>(finding.text.size());
+        EXPECT_EQ(frames, 200U);
+        EXPECT_LT(bytes, std::size_t{20} << 20U);
+        EXPECT_GE(whole, c.mustWait ? 10U : 200U);
+        EXPECT_LE(whole, c.mustWait ? 20U : 200U);
+    }
 }
 
 TEST_F(CheckRunTest, GivesWhatWasCheckedWhenItIsStopped) {

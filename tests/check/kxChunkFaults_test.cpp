@@ -108,6 +108,22 @@ TEST(ChunkFaults, NamesTilesWithTheirLevel) {
     EXPECT_FALSE(findings[1].rows);
 }
 
+TEST(ChunkFaults, ListsAThousandTilesOfAllFindings) {
+    kxExr::Part part = tilesPart(kxExr::LevelMode::one);
+    part.tiles->width = part.tiles->height = 1;
+    Faults f({part});
+    for (std::size_t i = 0; i < 3000; ++i)
+        if (i % 300 != 0) f.faults.set(i, ChunkFault::unfinished);
+    std::size_t listed = 0;
+    std::int64_t counted = 0;
+    for (const Finding& finding : f.faults.findings(f.parts, f.grids)) {
+        listed += finding.tiles.size();
+        counted += finding.count;
+    }
+    EXPECT_EQ(listed, 1000U);
+    EXPECT_EQ(counted, 2990);
+}
+
 TEST(ChunkFaults, CountsTheRestInTheLastOfAHundred) {
     Faults f({rowsPart(0, 999, kxExr::Compression::none)});
     for (std::size_t i = 0; i < 400; i += 2) f.faults.set(i, ChunkFault::undecodable);
