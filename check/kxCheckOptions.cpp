@@ -33,6 +33,12 @@ QByteArray setFlag(Settings& settings, const QByteArray& /*value*/, const Option
     return {};
 }
 
+template <bool kxExr::Modes::*mode>
+QByteArray setMode(Settings& settings, const QByteArray& /*value*/, const OptionRow& /*row*/) {
+    settings.modes.*mode = true;
+    return {};
+}
+
 // The words of the row stand in the order of the enumerators.
 template <auto member>
 QByteArray setWord(Settings& settings, const QByteArray& value, const OptionRow& row) {
@@ -176,9 +182,10 @@ constexpr OptionRow rows[] = {
     {"jobs", 'j', "N", nullptr, "frames checked at once; default: the processors for pixels, 16 below",
      setNumber<&Settings::jobs, 1, 1024>},
     {"require-multi-layer", 0, nullptr, nullptr, "a frame of one part and fewer than five channels is bad",
-     setFlag<&Settings::requireMultiLayer>},
-    {"require-multipart", 0, nullptr, nullptr, "a frame of one part is bad", setFlag<&Settings::requireMultipart>},
-    {"no-multipart", 0, nullptr, nullptr, "a frame of several parts is bad", setFlag<&Settings::noMultipart>},
+     setMode<&kxExr::Modes::requireMultiLayer>},
+    {"require-multipart", 0, nullptr, nullptr, "a frame of one part is bad",
+     setMode<&kxExr::Modes::requireMultipart>},
+    {"no-multipart", 0, nullptr, nullptr, "a frame of several parts is bad", setMode<&kxExr::Modes::noMultipart>},
     {"expect", 0, "KEY=VALUE[,VALUE...]", nullptr,
      "what every frame must have, like size=1920x1080 or compression=zip,zips; keys: size, data-window, "
      "compression, "

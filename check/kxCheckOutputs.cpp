@@ -38,8 +38,11 @@ CheckOutputs::CheckOutputs(const Settings& settings)
       bar_(error_, isWanted(settings.progress, STDERR_FILENO)) {
     style_.hasColors = hasColors(settings.color);
     if (settings.jsonFile == "-") json_ = &standard_;
-    if (!settings.jsonFile.isEmpty() && !json_) json_ = &file_.emplace(settings.jsonFile);
-    if (!settings.reportFile.isEmpty()) page_.emplace(settings.reportFile, settings.level);
+}
+
+void CheckOutputs::open() {
+    if (!settings_.jsonFile.isEmpty() && !json_) json_ = &file_.emplace(settings_.jsonFile);
+    if (!settings_.reportFile.isEmpty()) page_.emplace(settings_.reportFile, settings_.level);
 }
 
 void CheckOutputs::beginSequence(const SequenceName& sequence, const Headers* headers, int labelWidth) {

@@ -25,9 +25,10 @@ namespace kxCheck {
 
 class CheckOutputs {
 public:
-    // Opens the JSON file and tries the page's, if there are any; see fault().
     explicit CheckOutputs(const Settings& settings);
 
+    // Opens, and empties, the JSON file if there is one; see fault(). Before anything but problem().
+    void open();
     // Of one sequence, in this order. Lines are with the system when a call is over.
     void beginSequence(const SequenceName& sequence, const Headers* headers, int labelWidth);
     // Each frame as it was checked, for what shows them in their own order; also in the order of the lines.
@@ -46,8 +47,8 @@ public:
     // A line for standard error, without control characters.
     void problem(const QByteArray& line);
 
-    // Closes the JSON file and writes the page, of that time (nanoseconds since the Unix epoch); then whether all was
-    // written is known.
+    // Closes the JSON file and writes the page, of that time (nanoseconds since the Unix epoch); then whether all
+    // was written is known.
     void close(bool isInterrupted, std::int64_t time);
     // Of standard output, the JSON file or the page, for standard error; empty as long as all was written.
     [[nodiscard]] QByteArray fault() const;

@@ -4,6 +4,7 @@
 #include "check/kxCheckOutputs.h"
 #include "check/kxCheckRun.h"
 #include "check/kxEscape.h"
+#include "check/kxFrameGuard.h"
 #include "check/kxFrameOrder.h"
 #include "check/kxNumberText.h"
 #include "check/kxRemovalPlan.h"
@@ -57,6 +58,7 @@ public:
 
 private:
     bool canBegin(const std::vector<FoundSequence>& sequences);
+    QByteArray openOutputs(const std::vector<FoundSequence>& sequences);
     void checkSequence(const FoundSequence& found);
     bool sayWhatIsLeftOut(const FoundSequence& found, const WantedFrames& wanted);
     PreviewFunction previewFunction();
@@ -86,13 +88,24 @@ int Program::run() {
 
 // A run of hours is not begun whose outcome can't be written, or whose bad frames have nowhere to go.
 bool Program::canBegin(const std::vector<FoundSequence>& sequences) {
-    QByteArray fault = outputs_.fault();
+    QByteArray fault = openOutputs(sequences);
     for (const FoundSequence& sequence : sequences) {
         if (!fault.isEmpty() || settings_.removal == Removal::none || sequence.files.empty()) continue;
         fault = removerFor(sequence.directory, settings_).fault();
     }
     if (!fault.isEmpty()) say(fault);
     return fault.isEmpty();
+}
+
+// Why they can't be written; empty when they can.
+QByteArray Program::openOutputs(const std::vector<FoundSequence>& sequences) {
+    for (const QByteArray& file : {settings_.jsonFile, settings_.reportFile}) {
+        if (file.isEmpty() || file == "-") continue;
+        const QByteArray frame = frameAt(file, sequences);
+        if (!frame.isEmpty()) return file + ": this is the frame " + frame + ", and is not overwritten";
+    }
+    outputs_.open();
+    return outputs_.fault();
 }
 
 int Program::finish() {
@@ -143,10 +156,10 @@ bool Program::sayWhatIsLeftOut(const FoundSequence& found, const WantedFrames& w
     if (wanted.gapsUnknown)
         say(path + "first to last frame are more than " + numberText(mostFrames) +
             ", so gaps are no missing frames; --frames says which must be there");
-    if (wanted.filesLeftOut > 0)
-        say(path + numberText(wanted.filesLeftOut) + " files are beyond the " + numberText(mostFrames) +
+    if (wanted.leftOut > 0)
+        say(path + numberText(wanted.leftOut) + " frames are beyond the " + numberText(mostFrames) +
             " of a sequence and are not checked; --frames says which are wanted");
-    return wanted.frames.empty() || wanted.gapsUnknown || wanted.filesLeftOut > 0;
+    return wanted.frames.empty() || wanted.gapsUnknown || wanted.leftOut > 0;
 }
 
 PreviewFunction Program::previewFunction() {

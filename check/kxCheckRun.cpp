@@ -14,8 +14,9 @@ namespace kxCheck {
 
 namespace {
 
-PoolOptions poolOptions(const Settings& settings, Level level, int stopDescriptor) {
+PoolOptions poolOptions(const Settings& settings, Level level, int stopDescriptor, HeaderStore& headers) {
     PoolOptions options;
+    options.headers = &headers;
     options.jobs = settings.jobs.value_or(defaultJobs(level));
     options.limits.memoryMiB = settings.memoryLimit ? *settings.memoryLimit : defaultMemoryLimit(options.jobs);
     options.secondsPerFrame = settings.timeLimit;
@@ -50,9 +51,19 @@ std::vector<bool> openedFrames(const WantedFrames& wanted) {
 }
 
 // What a worker was lost on once is not tried again.
-bool isLimited(const FrameReport& frame) {
-    const auto& findings = frame.file.findings;
+bool isLimited(const FileReport& file) {
+    const auto& findings = file.findings;
     return std::any_of(findings.begin(), findings.end(), [](const Finding& f) { return f.code == Code::limit; });
+}
+
+// A reader that was lost, or lacked room, takes nothing away from what the first pass knows of the same file.
+void addKnown(FileReport& second, FileReport first) {
+    if (second.hasIdentity && (!first.hasIdentity || second.identity != first.identity)) return;
+    second.hasIdentity = first.hasIdentity;
+    second.identity = first.identity;
+    if (!second.headers) second.headers = std::move(first.headers);
+    for (Finding& finding : first.findings)
+        if (finding.severity != Severity::none) second.findings.push_back(std::move(finding));
 }
 
 std::int64_t now() {
@@ -73,7 +84,7 @@ void giveUpDetails(FrameReport& frame) {
 
 WorkerPool& CheckPools::forLevel(Level level) {
     std::optional<WorkerPool>& pool = level == Level::pixels ? pixels_ : files_;
-    if (!pool) pool.emplace(poolOptions(settings_, level, stopDescriptor_), check_);
+    if (!pool) pool.emplace(poolOptions(settings_, level, stopDescriptor_, headers_), check_);
     return *pool;
 }
 
@@ -89,13 +100,14 @@ SequenceRun::SequenceRun(const Settings& settings, const WantedFrames& wanted, C
       last_(wanted.runLast),
       judged_(first_),
       place_(first_),
+      givenUp_(first_),
       neighbours_(frames_, wanted.step),
       pictures_(frames_, neighbours_, first_, last_),
       isRepeated_(frames_.size()) {}
 
 const FrameReport* SequenceRun::next() {
     if (!likeness_ && place_ < last_) begin();
-    if (place_ > first_ && isOrderOfChecking(settings_)) giveUpDetails(frames_[place_ - 1]);
+    for (; givenUp_ < place_; ++givenUp_) giveUp(frames_[givenUp_]);
     while (place_ < last_ && !isDecided(place_)) {
         if (canBeJudged(judged_))
             judgeNext();
@@ -152,6 +164,14 @@ void SequenceRun::complete(std::size_t place) {
     frame.action = plannedAction(frame, settings_);
 }
 
+void SequenceRun::giveUp(FrameReport& frame) {
+    room_.giveBack(frame.file.findings);
+    frame.file.findings = {};
+    if (isOrderOfChecking(settings_)) return giveUpDetails(frame);
+    room_.take(frame.findings);
+    arrangeFindings(frame.findings);
+}
+
 // --- The passes
 // ---------------------------------------------------------------------------------------------------
 
@@ -193,6 +213,7 @@ void SequenceRun::readFirstPass(const std::vector<std::size_t>& places) {
             last_ = isOnly ? std::clamp(place, first_, last_) : first_;
             return;
         }
+        room_.take(*report);
         keep(place, std::move(*report));
         ++progress.done;
         progress_(progress);
@@ -227,14 +248,15 @@ std::vector<std::size_t> SequenceRun::placesAround(std::size_t place) const {
 std::vector<std::size_t> SequenceRun::placesToDecode() const {
     std::vector<bool> isWanted(frames_.size());
     for (const std::size_t place : placesToOpen(first_, last_)) {
-        if (isLimited(frames_[place])) continue;
+        if (isLimited(frames_[place].file)) continue;
         isWanted[place] = true;
         for (const std::size_t around : placesAround(place)) isWanted[around] = true;
     }
     std::vector<std::size_t> places = placesToOpen(0, frames_.size());
-    places.erase(std::remove_if(places.begin(), places.end(),
-                                [&](std::size_t place) { return !isWanted[place] || isLimited(frames_[place]); }),
-                 places.end());
+    places.erase(
+        std::remove_if(places.begin(), places.end(),
+                       [&](std::size_t place) { return !isWanted[place] || isLimited(frames_[place].file); }),
+        places.end());
     return places;
 }
 
@@ -249,6 +271,9 @@ bool SequenceRun::readSecondReport() {
     std::optional<FileReport> report = pools_.forLevel(settings_.level).next();
     if (!report) return false;
     const std::size_t place = decoded_[read_++];
+    room_.giveBack(frames_[place].file.findings);
+    if (isLimited(*report)) addKnown(*report, std::move(frames_[place].file));
+    room_.take(*report);
     keep(place, std::move(*report));
     if (place < first_ || place >= last_) frames_[place].file.picture = nullptr;
     if (isComparable(place)) {

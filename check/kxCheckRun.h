@@ -3,11 +3,11 @@
 //
 // At level pixels the headers of the whole sequence are read first, many files at once, because verdicts depend on
 // what most frames have in common; then each frame is decoded and given back as soon as all before it are done and
-// what its verdict depends on is known: mostly the frame one step behind it as well, for one that
-// is unlike both neighbours also the next, and for one that repeats the
-// frame before, whether so many do that none counts. Frames next to the run are decoded too, but not given. At the
-// other levels one pass is enough, and the first frame comes when the last one was read. Where a file changes
-// between both passes, its second report counts.
+// what its verdict depends on is known: mostly the frame one step behind it as well, for one that is unlike both
+// neighbours also the next, and for one that repeats the frame before, whether so many do that none counts. Frames
+// next to the run are decoded too, but not given. At the other levels one pass is enough, and the first frame comes
+// when the last one was read. Where a file changes between both passes, its second report counts; where its reader
+// is lost in the second one, identity, headers and findings of the first one stay.
 //
 // A stopped run ends before the first frame whose verdict needs a file that was not read; of frames that repeat
 // others, those read so far decide.
@@ -21,6 +21,7 @@
 #include "check/kxLikeness.h"
 #include "check/kxNeighbours.h"
 #include "check/kxRepeatedFrames.h"
+#include "check/kxReportRoom.h"
 #include "check/kxWantedFrames.h"
 #include "check/kxWorkerPool.h"
 
@@ -48,6 +49,7 @@ private:
     const Settings& settings_;
     CheckFunction check_;
     int stopDescriptor_;
+    HeaderStore headers_;
     std::optional<WorkerPool> files_;
     std::optional<WorkerPool> pixels_;
 };
@@ -76,8 +78,8 @@ public:
                 PreviewFunction takePreview = {});
 
     // The next frame of the run, judged, with the action that is planned for it; null behind the last one, and when
-    // the run was stopped. Without a sort order that needs them later, what the frame before had but its name,
-    // verdict, action and identity is given up.
+    // the run was stopped. What the frame before had but its name, verdict, action and identity is given up; with a
+    // sort order that needs it later, only the findings of its file, which are among the judged ones.
     [[nodiscard]] const FrameReport* next();
 
     // Those that next() has given, in order.
@@ -108,6 +110,7 @@ private:
     [[nodiscard]] bool isDecided(std::size_t place) const;
     void judgeNext();
     void complete(std::size_t place);
+    void giveUp(FrameReport& frame);
 
     const Settings& settings_;
     CheckPools& pools_;
@@ -117,8 +120,9 @@ private:
     std::vector<bool> isOpened_;       // whose file is there to be opened
     std::size_t first_;                // the run, [first_, last_)
     std::size_t last_;
-    std::size_t judged_;  // the first that was not judged
-    std::size_t place_;   // of the next frame to give
+    std::size_t judged_;   // the first that was not judged
+    std::size_t place_;    // of the next frame to give
+    std::size_t givenUp_;  // frames before it have no more details than are needed
     Neighbours neighbours_;
     KeptPictures pictures_;
     std::optional<Likeness> likeness_;  // once the first pass is over
@@ -127,6 +131,7 @@ private:
     std::size_t read_ = 0;              // how many of them were read
     std::vector<bool> isRepeated_;
     RepeatedFrames repeated_;
+    ReportRoom room_;
     RunProgress secondPass_;
     bool wasStopped_ = false;
 };

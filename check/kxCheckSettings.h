@@ -7,6 +7,7 @@
 #include "check/kxExpectation.h"
 #include "check/kxFinding.h"
 #include "check/kxFrameReport.h"
+#include "image/kxExrModes.h"
 
 #include <QByteArray>
 
@@ -47,9 +48,7 @@ struct Settings {
     bool single = false;      // the name is one file's, its digits are no frame number
     std::optional<int> jobs;  // frames checked at once, at least 1; none: depends on level and processors
 
-    bool requireMultiLayer = false;
-    bool requireMultipart = false;
-    bool noMultipart = false;
+    kxExr::Modes modes;                     // that every frame must have
     std::vector<Expectation> expectations;  // all must hold
     std::set<Code> failOn;                  // warnings that are errors; no code is in both sets
     std::set<Code> ignored;                 // neither reported nor counted

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "check/kxChunkDecoder.h"
+#include "check/private/kxChunkDecoder.h"
 
 #include <algorithm>
 #include <tuple>

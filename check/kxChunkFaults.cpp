@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxChunkFaults.h"
 
+#include "check/kxFrameReport.h"
+
 #include <algorithm>
 #include <array>
+#include <map>
 #include <utility>
 
 namespace kxCheck {
@@ -20,6 +23,7 @@ constexpr FaultRow rows[] = {
     {Code::chunk, "", ""},
     {Code::unfinished, "was never written", "were never written"},
     {Code::truncated, "is missing", "are missing"},
+    {Code::truncated, "reaches behind the file's end", "reach behind the file's end"},
     {Code::chunk, "has its place inside the header", "have their places inside the header"},
     {Code::chunk, "has the place of another chunk", "have the places of other chunks"},
     {Code::chunk, "is not at its place", "are not at their places"},
@@ -32,7 +36,7 @@ const FaultRow& rowOf(ChunkFault fault) {
     return rows[static_cast<std::size_t>(fault)];
 }
 
-// More tiles of one finding than that are only counted.
+// Tiles of all findings that are listed at most; more of them are only counted.
 constexpr std::size_t mostTiles = 1000;
 
 // Chunks of one part that follow each other and have the same fault.
@@ -78,7 +82,7 @@ Finding rowsFinding(const Run& run, const Headers& parts, const ChunkGrid& grid)
     return finding;
 }
 
-Finding tilesFinding(const Run& run, const ChunkGrid& grid) {
+Finding tilesFinding(const Run& run, const ChunkGrid& grid, std::size_t listed) {
     const FaultRow& row = rowOf(run.fault);
     const std::uint32_t count = run.last - run.first + 1;
     const QByteArray first = tileText(grid.at(run.first).tile);
@@ -86,14 +90,17 @@ Finding tilesFinding(const Run& run, const ChunkGrid& grid) {
                                        : number(count) + " tiles" + partText(run.part) + ", from " + first +
                                              " to " + tileText(grid.at(run.last).tile) + ", " + row.ofMany;
     Finding finding = makeFinding(row.code, text);
-    for (std::uint32_t i = run.first; i <= run.last && finding.tiles.size() < mostTiles; ++i)
+    for (std::uint32_t i = run.first; i <= run.last && finding.tiles.size() < listed; ++i)
         finding.tiles.push_back(grid.at(i).tile);
     return finding;
 }
 
-Finding findingOf(const Run& run, const Headers& parts, const std::vector<ChunkGrid>& grids) {
+// Tiles are listed as far as there is room.
+Finding findingOf(const Run& run, const Headers& parts, const std::vector<ChunkGrid>& grids, std::size_t& room) {
     const ChunkGrid& grid = grids[run.part];
-    Finding finding = isTiled(parts[run.part].storage) ? tilesFinding(run, grid) : rowsFinding(run, parts, grid);
+    Finding finding =
+        isTiled(parts[run.part].storage) ? tilesFinding(run, grid, room) : rowsFinding(run, parts, grid);
+    room -= finding.tiles.size();
     finding.part = static_cast<int>(run.part);
     finding.count = run.last - run.first + 1;
     return finding;
@@ -112,10 +119,9 @@ public:
         hasCode_[code] = true;
     }
 
-    // Makes room for the one that counts the rest: those found first of each code stay.
+    // Makes room for those that count the rest: those found first of each code stay.
     void shorten() {
-        if (runs_.size() + (hidden_ > 0 ? 1 : 0) <= mostFindings) return;
-        for (std::size_t i = runs_.size(); i-- > 0 && runs_.size() >= mostFindings;)
+        for (std::size_t i = runs_.size(); i-- > 0 && runs_.size() + hidden_.size() > mostFindings;)
             if (!isFirstOfCode(i)) {
                 hide(runs_[i]);
                 runs_.erase(runs_.begin() + static_cast<std::ptrdiff_t>(i));
@@ -124,20 +130,14 @@ public:
 
     std::vector<Finding> findings(const Headers& parts, const std::vector<ChunkGrid>& grids) const {
         std::vector<Finding> found;
-        for (const Run& run : runs_) found.push_back(findingOf(run, parts, grids));
-        if (hidden_ > 0) {
-            // In the words of arrangeFindings(), which adds to it.
-            found.push_back(makeFinding(rowOf(hiddenFault_).code, number(hidden_) + " more findings"));
-            found.back().count = hidden_;
-        }
+        std::size_t room = mostTiles;
+        for (const Run& run : runs_) found.push_back(findingOf(run, parts, grids, room));
+        for (const auto& [code, count] : hidden_) found.push_back(findingForOthers(code, count));
         return found;
     }
 
 private:
-    void hide(const Run& run) {
-        if (hidden_ == 0) hiddenFault_ = run.fault;
-        ++hidden_;
-    }
+    void hide(const Run& run) { ++hidden_[rowOf(run.fault).code]; }
     bool isFirstOfCode(std::size_t index) const {
         const Code code = rowOf(runs_[index].fault).code;
         return std::none_of(runs_.begin(), runs_.begin() + static_cast<std::ptrdiff_t>(index),
@@ -146,8 +146,7 @@ private:
 
     std::vector<Run> runs_;
     std::array<bool, static_cast<std::size_t>(Code::jump) + 1> hasCode_{};
-    std::int64_t hidden_ = 0;
-    ChunkFault hiddenFault_ = ChunkFault::none;
+    std::map<Code, std::int64_t> hidden_;
 };
 
 }  // namespace
@@ -166,7 +165,7 @@ std::vector<ChunkCounts> ChunkFaults::counts(const std::vector<ChunkGrid>& grids
     for (const ChunkGrid& grid : grids) {
         const auto chunks = static_cast<std::ptrdiff_t>(grid.count());
         const auto absent = std::count_if(first, first + chunks, [](ChunkFault fault) {
-            return fault == ChunkFault::unfinished || fault == ChunkFault::truncated;
+            return fault != ChunkFault::none && rowOf(fault).code != Code::chunk;
         });
         counts.push_back({chunks, chunks - absent});
         first += chunks;

@@ -14,7 +14,8 @@ namespace kxCheck {
 enum class ChunkFault : std::uint8_t {
     none,
     unfinished,    // no place in the chunk table
-    truncated,     // begins or ends behind the file's end
+    truncated,     // begins behind the file's end, or lies last and ends there
+    pastEnd,       // ends behind the file's end, though another chunk lies behind it
     insideHeader,  // its place is before the end of the chunk tables
     sharedPlace,   // its place is another chunk's too
     wrongLeader,   // what stands at its place says that it is another chunk
@@ -36,8 +37,8 @@ public:
 
     // The chunks of each part, and those of them that are neither unfinished nor truncated.
     std::vector<ChunkCounts> counts(const std::vector<ChunkGrid>& grids) const;
-    // At most mostFindings, in the order of parts and chunks; of more, the last one counts the rest, and one of
-    // each code is among the others.
+    // At most mostFindings, in the order of parts and chunks; of more, one of each code is told at least, and the
+    // last ones count the rest, each that of its code: some codes may be ignored.
     std::vector<Finding> findings(const Headers& parts, const std::vector<ChunkGrid>& grids) const;
 
 private:

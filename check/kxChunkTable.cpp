@@ -119,16 +119,15 @@ void ChunkTable::checkOffsets(ChunkFaults& faults) const {
 // A file that was cut ends within the chunk that lies last, which need not be that of the last rows. Several may
 // claim that place.
 void ChunkTable::checkLast(ChunkFaults& faults) {
-    std::uint64_t last = 0;
     for (std::size_t i = 0; i < offsets_.size(); ++i)
-        if (faults.isGood(i)) last = std::max(last, offsets_[i]);
-    if (last == 0) return;
+        if (faults.isGood(i)) last_ = std::max(last_, offsets_[i]);
+    if (last_ == 0) return;
     std::size_t chunk = 0;
     for (std::size_t part = 0; part < grids_.size(); ++part)
         for (std::uint32_t i = 0; i < grids_[part].count(); ++i, ++chunk) {
-            if (offsets_[chunk] != last) continue;
+            if (offsets_[chunk] != last_) continue;
             ChunkLeader leader;
-            const ChunkFault fault = readLeader(part, i, last, leader);
+            const ChunkFault fault = readLeader(part, i, last_, leader);
             if (fault == ChunkFault::truncated || fault == ChunkFault::wrongLeader) faults.set(chunk, fault);
         }
 }
@@ -146,8 +145,16 @@ void ChunkTable::checkShared(ChunkFaults& faults) const {
         if (std::binary_search(shared.begin(), shared.end(), offsets_[i])) faults.set(i, ChunkFault::sharedPlace);
 }
 
+// Of a file that was cut, data are missing from the chunk that lies last. Before another one they are all there,
+// and the size is wrong.
 ChunkFault ChunkTable::readLeader(std::size_t part, std::uint32_t index, std::uint64_t offset,
                                   ChunkLeader& leader) {
+    const ChunkFault fault = checkLeader(part, index, offset, leader);
+    return fault == ChunkFault::truncated && offset < last_ ? ChunkFault::pastEnd : fault;
+}
+
+ChunkFault ChunkTable::checkLeader(std::size_t part, std::uint32_t index, std::uint64_t offset,
+                                   ChunkLeader& leader) {
     const kxExr::Part& header = reading_.parts[part];
     const bool isDeepPart = isDeep(header.storage);
     const bool isTile = isTiled(header.storage);

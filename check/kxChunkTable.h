@@ -42,6 +42,7 @@ public:
     ChunkFault readLeader(std::size_t part, std::uint32_t index, std::uint64_t offset, ChunkLeader& leader);
 
 private:
+    ChunkFault checkLeader(std::size_t part, std::uint32_t index, std::uint64_t offset, ChunkLeader& leader);
     bool readOffsets();
     void checkOffsets(ChunkFaults& faults) const;
     void checkLast(ChunkFaults& faults);
@@ -58,6 +59,7 @@ private:
     std::vector<std::uint64_t> offsets_;
     std::uint64_t count_ = 0;  // of all chunks
     std::uint64_t end_ = 0;    // of the tables
+    std::uint64_t last_ = 0;   // where the chunk begins that lies last; 0: not known yet, or there is none
 };
 
 }  // namespace kxCheck

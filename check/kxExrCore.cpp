@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "check/kxExrCore.h"
+#include "check/private/kxExrCore.h"
 
 #include <algorithm>
 #include <cstdlib>

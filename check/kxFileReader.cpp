@@ -2,7 +2,7 @@
 #include "check/kxFileReader.h"
 
 #include "check/kxFileIdentity.h"
-#include "check/kxPixelCheck.h"
+#include "check/private/kxPixelCheck.h"
 #include "shared/kxSystemCall.h"
 
 #include <algorithm>

@@ -45,9 +45,8 @@ bool standsBefore(const Finding& a, const Finding& b) {
     return rankA != rankB ? rankA < rankB : a.code < b.code;
 }
 
-// Never of a single one: that would have had room itself.
 QByteArray restText(std::int64_t count) {
-    return numberText(count) + " more findings";
+    return countText(static_cast<std::size_t>(count), "more finding");
 }
 
 // One that stands for all of these.
@@ -128,6 +127,12 @@ int levelOf(const std::vector<Finding>& findings, double sizeJump, double jump) 
     if (hasCode(findings, Code::sizeJump) && sizeJump > greatJump) return 2;
     if (hasCode(findings, Code::jump) && jump > greatJump) return 2;
     return verdict == Verdict::good ? 0 : 1;
+}
+
+Finding findingForOthers(Code code, std::int64_t count) {
+    Finding finding = makeFinding(code, restText(count));
+    finding.count = count;
+    return finding;
 }
 
 bool standsForOthers(const Finding& finding) {

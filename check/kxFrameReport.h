@@ -64,7 +64,8 @@ struct FrameReport {
 // out.
 void arrangeFindings(std::vector<Finding>& findings);
 
-// Whether it is such a last one, for `count` others.
+// Such a last one, for `count` others (at least 1) of which one has this code; it has the code's usual severity.
+[[nodiscard]] Finding findingForOthers(Code code, std::int64_t count);
 [[nodiscard]] bool standsForOthers(const Finding& finding);
 
 }  // namespace kxCheck

@@ -28,7 +28,7 @@ std::vector<Finding> findingsOfFile(const FileReport& file, std::int64_t now, in
 std::vector<Finding> findingsOfHeaders(const Headers& headers, const Settings& settings, const Likeness& likeness) {
     std::vector<Finding> findings;
     if (headers.empty()) return findings;
-    if (auto unmet = unmetModes(settings, headers)) findings.push_back(*std::move(unmet));
+    if (auto unmet = unmetModes(settings.modes, headers)) findings.push_back(*std::move(unmet));
     for (const Expectation& expectation : settings.expectations)
         if (auto unmet = unmetExpectation(expectation, headers)) findings.push_back(*std::move(unmet));
     append(findings, likeness.deviations(headers));
@@ -81,8 +81,7 @@ void addFinding(FrameReport& frame, Finding finding, const Settings& settings) {
     conclude(frame, settings);
 }
 
-std::optional<Finding> unmetModes(const Settings& settings, const Headers& headers) {
-    const kxExr::Modes modes = {settings.requireMultiLayer, settings.requireMultipart, settings.noMultipart};
+std::optional<Finding> unmetModes(const kxExr::Modes& modes, const Headers& headers) {
     switch (kxExr::modeFailure(modes, headers)) {
         case kxExr::ModeFailure::severalParts:
             return makeFinding(Code::modes, countText(headers.size(), "part") + ", only one is allowed");

@@ -35,6 +35,6 @@ void addFinding(FrameReport& frame, Finding finding, const Settings& settings);
 
 // What of the modes asked for a file with these headers (of at least one part) fails: each only as far as a file
 // can be asked for it, so several layers are expected of a single part only. None when all hold.
-[[nodiscard]] std::optional<Finding> unmetModes(const Settings& settings, const Headers& headers);
+[[nodiscard]] std::optional<Finding> unmetModes(const kxExr::Modes& modes, const Headers& headers);
 
 }  // namespace kxCheck

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include "check/kxPixelCheck.h"
+#include "check/private/kxPixelCheck.h"
 
 #include <algorithm>
 

@@ -95,8 +95,8 @@ public:
     Layout(const FoundSequence& found, const FrameNumbers& numbers, const Tiles& tiles)
         : found_(found), numbers_(numbers), tiles_(tiles), width_(found.files) {}
 
-    // The files in their order, and for each frame of the list without one its gap. A gap behind the last file that
-    // the sequence holds may be none.
+    // The files in their order, and for each frame of the list without one its gap; as many as a sequence holds.
+    // Where files were left out before, a gap behind the last of the others may be none.
     std::vector<WantedFrame> listed(const std::vector<FrameFile>& files, bool withGaps, bool isCut) {
         auto file = files.begin();
         for (const std::int64_t number : numbers_) {
@@ -111,6 +111,9 @@ public:
         return std::move(frames_);
     }
 
+    // Frames that were no longer laid out.
+    [[nodiscard]] std::int64_t leftOut() const { return leftOut_; }
+
 private:
     using Files = std::vector<FrameFile>::const_iterator;
 
@@ -118,13 +121,22 @@ private:
         return file != end && file->number == number && file->tile == tile;
     }
 
+    // False when there is none, and the frame is left out.
+    bool takeRoom() {
+        const bool hasRoom = frames_.size() < static_cast<std::size_t>(mostFrames);
+        if (!hasRoom) ++leftOut_;
+        return hasRoom;
+    }
+
     void addFile(const FrameFile& file) {
+        if (!takeRoom()) return;
         const bool isLong = !file.number && !found_.name.isSingle;
         frames_.push_back({{file.number, file.text, file.tile, found_.directory + file.name},
                            isLong ? WantedFrame::Source::longNumber : WantedFrame::Source::file});
     }
 
     void addGap(std::int64_t number, std::optional<int> tile) {
+        if (!takeRoom()) return;
         const QByteArray text = width_.textOf(number);
         frames_.push_back({{number, text, tile, found_.directory + frameFileName(found_.name, tile, text)},
                            WantedFrame::Source::none});
@@ -135,6 +147,7 @@ private:
     const Tiles& tiles_;
     NumberWidth width_;
     std::vector<WantedFrame> frames_;
+    std::int64_t leftOut_ = 0;
 };
 
 // Files of the list's frames.
@@ -176,11 +189,14 @@ void describe(WantedFrames& wanted, const FoundSequence& found, const FrameNumbe
 WantedFrames wantedFrames(const FoundSequence& found, const std::optional<FrameNumbers>& asked,
                           ChunkOfFrames chunk) {
     WantedFrames wanted;
-    std::vector<FrameFile> files = asked ? filesOf(found.files, *asked) : found.files;
-    wanted.filesLeftOut = std::max<std::int64_t>(static_cast<std::int64_t>(files.size()) - mostFrames, 0);
-    if (wanted.filesLeftOut > 0) files.resize(mostFrames);
-
     const bool isListed = asked && !found.name.isSingle;
+    std::vector<FrameFile> files = asked ? filesOf(found.files, *asked) : found.files;
+    const bool isCut = !isListed && files.size() > static_cast<std::size_t>(mostFrames);
+    if (isCut) {
+        wanted.leftOut = static_cast<std::int64_t>(files.size()) - mostFrames;
+        files.resize(mostFrames);
+    }
+
     FrameNumbers numbers = isListed ? *asked : numbersOf(files);
     const Tiles tiles = tilesOf(found);
     wanted.step = stepOf(numbers);
@@ -189,7 +205,9 @@ WantedFrames wantedFrames(const FoundSequence& found, const std::optional<FrameN
         wanted.gapsUnknown = frames > mostFrames / static_cast<std::int64_t>(tiles.size());
         if (!wanted.gapsUnknown) numbers = withoutGaps(numbers, wanted.step);
     }
-    wanted.frames = Layout(found, numbers, tiles).listed(files, !wanted.gapsUnknown, wanted.filesLeftOut > 0);
+    Layout layout(found, numbers, tiles);
+    wanted.frames = layout.listed(files, !wanted.gapsUnknown, isCut);
+    wanted.leftOut += layout.leftOut();
     describe(wanted, found, numbers);
     chooseRun(wanted, chunk);
     return wanted;

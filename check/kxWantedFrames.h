@@ -35,14 +35,14 @@ struct WantedFrames {
     // The run that is checked and reported, [first, last) of `frames`; the others serve as neighbours and likes.
     std::size_t runFirst = 0;
     std::size_t runLast = 0;
-    std::int64_t step = 1;          // of neighbours, at least 1
-    bool gapsUnknown = false;       // first to last is more than a sequence holds: no frame in between is missing
-    std::int64_t filesLeftOut = 0;  // files beyond the mostFrames that a sequence holds, not among `frames`
+    std::int64_t step = 1;     // of neighbours, at least 1
+    bool gapsUnknown = false;  // first to last is more than a sequence holds: no frame in between is missing
+    std::int64_t leftOut = 0;  // frames beyond the mostFrames that a sequence holds, not among `frames`
 };
 
 // Without `asked` the frames are those found, first to last, by their step, at most mostFrames; with tiles, those
-// of each tile from the lowest to the highest found. With it they are the list's, files of others are left alone; a
-// single file is no frame of a list.
+// of each tile from the lowest to the highest found. With it they are the list's, for each such tile, and of those,
+// there or missing, the first mostFrames; files of others are left alone; a single file is no frame of a list.
 //
 // The step is the first difference of numbers, replaced by its greatest common divisor with each that is smaller; 1
 // with fewer than three frames.

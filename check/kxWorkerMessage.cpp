@@ -3,6 +3,7 @@
 // record once, for writing and for reading: `io` is a Writer or a Reader.
 #include "check/kxWorkerMessage.h"
 
+#include "check/kxFrameReport.h"
 #include "image/KX_DataTypes_image.h"
 
 #include <QDataStream>
@@ -172,6 +173,13 @@ constexpr auto passChannel = [](auto& io, auto& channel) {
     pass32(io, channel.ySampling);
 };
 
+const std::vector<kxExr::Channel>& listOf(const kxExr::ChannelList& channels) {
+    return channels.all();
+}
+std::vector<kxExr::Channel>& listOf(kxExr::ChannelList& channels) {
+    return channels.edit();
+}
+
 constexpr auto passPart = [](auto& io, auto& part) {
     io.bytes(part.name);
     passEnum(io, part.storage, kxExr::Storage::deepTiled);
@@ -181,7 +189,7 @@ constexpr auto passPart = [](auto& io, auto& part) {
     passEnum(io, part.lineOrder, kxExr::LineOrder::random);
     io.real(part.pixelAspectRatio);
     io.optional(part.tiles, passTiles);
-    io.list(part.channels, anyCount, passChannel);
+    io.list(listOf(part.channels), anyCount, passChannel);
 };
 
 QByteArray encodeHeaders(const Headers& headers) {
@@ -314,11 +322,14 @@ FileReport withoutPreview(FileReport report) {
     return report;
 }
 
+// Without headers, and what counts their chunks.
 FileReport tooLarge(const FileReport& report) {
-    FileReport limited;
-    limited.hasIdentity = report.hasIdentity;
-    limited.identity = report.identity;
-    limited.findings = {makeFinding(Code::limit, "its headers are larger than this program can handle")};
+    FileReport limited = withoutTiles(report);
+    limited.headers = nullptr;
+    limited.chunks.clear();
+    limited.decoded = false;
+    limited.findings.push_back(makeFinding(Code::limit, "its headers are larger than this program can handle"));
+    arrangeFindings(limited.findings);
     return limited;
 }
 
@@ -346,7 +357,16 @@ bool isConsistent(const FileReport& report) {
            report.seconds >= 0 && isPictureConsistent(report);
 }
 
-constexpr std::int64_t mostStoredBytes = 4 << 20;
+// By their names: lists with the same names that are not equal are few.
+std::size_t hashOf(const std::vector<kxExr::Channel>& channels) {
+    std::size_t hash = channels.size();
+    for (const kxExr::Channel& channel : channels) hash = hash * 31 + qHash(channel.name);
+    return hash;
+}
+
+std::size_t hashOf(const QByteArray& bytes) {
+    return qHash(bytes);
+}
 
 }  // namespace
 
@@ -407,17 +427,25 @@ SentHeaders ReportEncoder::formOf(const Headers& headers) const {
 }
 
 std::shared_ptr<const Headers> HeaderStore::get(const QByteArray& encoded) {
-    const auto known = known_.constFind(encoded);
-    if (known != known_.constEnd()) return known.value();
+    const std::size_t hash = hashOf(encoded);
+    auto known = headers_.find(hash, [&](const Headers& headers) { return encodeHeaders(headers) == encoded; });
+    if (known) return known;
     auto headers = std::make_shared<Headers>();
     Reader reader(encoded);
     reader.list(*headers, anyCount, passPart);
     if (!reader.finished()) return nullptr;
-    if (bytes_ + encoded.size() <= mostStoredBytes) {
-        known_.insert(encoded, headers);
-        bytes_ += encoded.size();
-    }
+    for (kxExr::Part& part : *headers) share(part.channels);
+    headers_.add(hash, headers);
     return headers;
+}
+
+void HeaderStore::share(kxExr::ChannelList& channels) {
+    const std::size_t hash = hashOf(channels.all());
+    auto known = lists_.find(hash, [&](const std::vector<kxExr::Channel>& list) { return list == channels.all(); });
+    if (known)
+        channels = kxExr::ChannelList(std::move(known));
+    else
+        lists_.add(hash, channels.shared());
 }
 
 std::optional<FileReport> ReportDecoder::decode(const QByteArray& content) {

@@ -8,6 +8,7 @@
 #pragma once
 
 #include "check/kxFileReport.h"
+#include "check/kxValuesInUse.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -49,7 +50,8 @@ struct SentHeaders {
 class ReportEncoder {
 public:
     // Never more than greatestMessage bytes: where that takes it, the tiles of the findings are left out, then the
-    // preview; a report that is too large all the same (headers of millions of channels) becomes one of `limit`.
+    // preview; a report that is too large all the same (headers of millions of channels) goes without its headers
+    // and with `limit`.
     QByteArray encode(const FileReport& report);
 
 private:
@@ -58,15 +60,18 @@ private:
     QHash<QByteArray, int> numbers_;  // of headers that were sent, by their encoding
 };
 
-// Makes equal headers one value. It keeps those that come first, up to a few megabytes; later ones stay single.
+// Makes equal headers one value as long as someone has it, and gives the same list of channels to those that differ
+// in something else: windows that follow the picture are usual.
 class HeaderStore {
 public:
     // Null when `encoded` is no encoding of headers.
     [[nodiscard]] std::shared_ptr<const Headers> get(const QByteArray& encoded);
 
 private:
-    QHash<QByteArray, std::shared_ptr<const Headers>> known_;
-    std::int64_t bytes_ = 0;
+    void share(kxExr::ChannelList& channels);
+
+    ValuesInUse<Headers> headers_;
+    ValuesInUse<std::vector<kxExr::Channel>> lists_;
 };
 
 // The run's side of one connection. `store`, shared by all connections, must live longer.

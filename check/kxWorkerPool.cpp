@@ -26,8 +26,8 @@ constexpr std::size_t greatestBatch = 64;
 
 // Reports that wait for one before them are bounded by memory, not by number: the reports of a whole sequence find
 // room while one frame hangs, and hostile ones with thousands of tiles do not.
-constexpr std::int64_t mostWaitingBytes = 32 << 20;
-constexpr std::int64_t bytesBesideMessage = 512;
+constexpr std::int64_t mostWaitingBytes = 16 << 20;
+constexpr std::int64_t bytesBesideMessage = 256;
 
 constexpr milliseconds longestWait(1000);
 // How long a worker that closed its connection may take to end before it is killed, and all killed ones to go.
@@ -76,7 +76,8 @@ struct WorkerPool::Connection {
     Clock::time_point lastSign;  // of life: the batch was sent, or a report came
 };
 
-WorkerPool::WorkerPool(PoolOptions options, CheckFunction check) : options_(options), check_(std::move(check)) {
+WorkerPool::WorkerPool(PoolOptions options, CheckFunction check)
+    : options_(options), check_(std::move(check)), headers_(options.headers ? *options.headers : ownHeaders_) {
     options_.jobs = std::max(options_.jobs, 1);
 }
 

@@ -24,8 +24,9 @@
 namespace kxCheck {
 
 struct PoolOptions {
-    int jobs = 1;         // workers at most, at least 1; no more are started than there is work for
-    WorkerLimits limits;  // of each worker
+    HeaderStore* headers = nullptr;  // makes those of several pools one, must live longer; null: the pool's own
+    int jobs = 1;                    // workers at most, at least 1; no more are started than there is work for
+    WorkerLimits limits;             // of each worker
     int secondsPerFrame =
         300;                  // from a worker's last sign of life; time in which the caller is away does not count
     int stopDescriptor = -1;  // when this becomes readable, next() ends; not read from. -1: none
@@ -104,7 +105,8 @@ private:
 
     PoolOptions options_;
     CheckFunction check_;
-    HeaderStore headers_;
+    HeaderStore ownHeaders_;
+    HeaderStore& headers_;
     std::deque<Frame> frames_;       // those not given back yet
     Number first_ = 0;               // the number of the first of them
     Number fresh_ = 0;               // the first that was never given out

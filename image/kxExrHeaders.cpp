@@ -57,52 +57,51 @@ std::vector<Channel> channelsFrom(const Imf::ChannelList& list) {
     return channels;
 }
 
-// The attribute's value; null when it has another type.
-template <class Value>
-const Value* valueIn(const Imf::Attribute& attribute) {
+// Gives the attribute's value to `take`; nothing happens when it has another type than the file format gives it,
+// and the part keeps its default.
+template <class Value, class Take>
+void withValue(const Imf::Attribute& attribute, const Take& take) {
     const auto* const typed = dynamic_cast<const Imf::TypedAttribute<Value>*>(&attribute);
-    return typed ? &typed->value() : nullptr;
+    if (typed) take(typed->value());
 }
 
-// Each of these leaves the part's default where the attribute has another type than the file format gives it.
 void takeName(const Imf::Attribute& attribute, Part& part) {
-    if (const auto* const name = valueIn<std::string>(attribute)) part.name = QByteArray::fromStdString(*name);
+    withValue<std::string>(attribute, [&](const auto& name) { part.name = QByteArray::fromStdString(name); });
 }
 
 // Whether a deep part is tiled the tile description says.
 void takeType(const Imf::Attribute& attribute, Part& part) {
-    const auto* const type = valueIn<std::string>(attribute);
-    if (type && Imf::isDeepData(*type)) part.storage = Storage::deepScanline;
+    withValue<std::string>(attribute, [&](const auto& type) {
+        if (Imf::isDeepData(type)) part.storage = Storage::deepScanline;
+    });
 }
 
 void takeDisplayWindow(const Imf::Attribute& attribute, Part& part) {
-    if (const auto* const box = valueIn<Imath::Box2i>(attribute)) part.displayWindow = windowFrom(*box);
+    withValue<Imath::Box2i>(attribute, [&](const auto& box) { part.displayWindow = windowFrom(box); });
 }
 
 void takeDataWindow(const Imf::Attribute& attribute, Part& part) {
-    if (const auto* const box = valueIn<Imath::Box2i>(attribute)) part.dataWindow = windowFrom(*box);
+    withValue<Imath::Box2i>(attribute, [&](const auto& box) { part.dataWindow = windowFrom(box); });
 }
 
 void takeCompression(const Imf::Attribute& attribute, Part& part) {
-    if (const auto* const value = valueIn<Imf::Compression>(attribute))
-        part.compression = static_cast<Compression>(*value);
+    withValue<Imf::Compression>(attribute, [&](auto value) { part.compression = static_cast<Compression>(value); });
 }
 
 void takeLineOrder(const Imf::Attribute& attribute, Part& part) {
-    if (const auto* const value = valueIn<Imf::LineOrder>(attribute))
-        part.lineOrder = static_cast<LineOrder>(*value);
+    withValue<Imf::LineOrder>(attribute, [&](auto value) { part.lineOrder = static_cast<LineOrder>(value); });
 }
 
 void takePixelAspectRatio(const Imf::Attribute& attribute, Part& part) {
-    if (const auto* const value = valueIn<float>(attribute)) part.pixelAspectRatio = *value;
+    withValue<float>(attribute, [&](float value) { part.pixelAspectRatio = value; });
 }
 
 void takeTiles(const Imf::Attribute& attribute, Part& part) {
-    if (const auto* const tiles = valueIn<Imf::TileDescription>(attribute)) part.tiles = tilesFrom(*tiles);
+    withValue<Imf::TileDescription>(attribute, [&](const auto& tiles) { part.tiles = tilesFrom(tiles); });
 }
 
 void takeChannels(const Imf::Attribute& attribute, Part& part) {
-    if (const auto* const list = valueIn<Imf::ChannelList>(attribute)) part.channels = channelsFrom(*list);
+    withValue<Imf::ChannelList>(attribute, [&](const auto& list) { part.channels = channelsFrom(list); });
 }
 
 // What is taken of a header. The library makes up the required ones where a file lacks them.

@@ -28,6 +28,16 @@ static_assert(std::size(lineOrderNames) == static_cast<std::size_t>(LineOrder::r
 
 }  // namespace
 
+const std::vector<Channel>& ChannelList::all() const {
+    static const std::vector<Channel> none;
+    return list_ ? *list_ : none;
+}
+
+std::vector<Channel>& ChannelList::edit() {
+    if (list_.use_count() != 1) list_ = std::make_shared<std::vector<Channel>>(all());
+    return const_cast<std::vector<Channel>&>(*list_);
+}
+
 const char* compressionName(Compression compression) {
     return nameIn(compressionNames, compression);
 }

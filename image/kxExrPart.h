@@ -5,8 +5,12 @@
 
 #include <QByteArray>
 
+#include <cstddef>
 #include <cstdint>
+#include <initializer_list>
+#include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace kxExr {
@@ -70,6 +74,49 @@ inline bool operator==(const Channel& a, const Channel& b) {
     return a.name == b.name && a.type == b.type && a.xSampling == b.xSampling && a.ySampling == b.ySampling;
 }
 
+// The channels of a part. Copies share one list until one of them is changed: the headers of thousands of frames
+// have the same one, and it is most of what there is in them. Reading never copies it.
+class ChannelList {
+public:
+    using Shared = std::shared_ptr<const std::vector<Channel>>;
+    using value_type = Channel;
+    using const_iterator = std::vector<Channel>::const_iterator;
+    using iterator = const_iterator;
+
+    ChannelList() = default;
+    ChannelList(std::vector<Channel> channels)
+        : list_(std::make_shared<std::vector<Channel>>(std::move(channels))) {}
+    ChannelList(std::initializer_list<Channel> channels) : ChannelList(std::vector<Channel>(channels)) {}
+    // One more copy of a list whose shared() this is.
+    explicit ChannelList(Shared list) : list_(std::move(list)) {}
+
+    [[nodiscard]] const std::vector<Channel>& all() const;
+    operator const std::vector<Channel>&() const { return all(); }
+    [[nodiscard]] std::size_t size() const { return all().size(); }
+    [[nodiscard]] bool empty() const { return all().empty(); }
+    [[nodiscard]] const Channel& operator[](std::size_t index) const { return all()[index]; }
+    [[nodiscard]] const Channel& front() const { return all().front(); }
+    [[nodiscard]] const_iterator begin() const { return all().begin(); }
+    [[nodiscard]] const_iterator end() const { return all().end(); }
+
+    // For a change: the list of this object alone, which is copied first where others share it.
+    [[nodiscard]] std::vector<Channel>& edit();
+    void push_back(Channel channel) { edit().push_back(std::move(channel)); }
+
+    // What all copies have in common; null of a list that was never set.
+    [[nodiscard]] const Shared& shared() const { return list_; }
+
+private:
+    Shared list_;  // made without const
+};
+
+inline bool operator==(const ChannelList& a, const ChannelList& b) {
+    return a.shared() == b.shared() || a.all() == b.all();
+}
+inline bool operator!=(const ChannelList& a, const ChannelList& b) {
+    return !(a == b);
+}
+
 struct TileDescription {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
@@ -90,7 +137,7 @@ struct Part {
     LineOrder lineOrder = LineOrder::increasing;
     float pixelAspectRatio = 1.0F;
     std::optional<TileDescription> tiles;  // of tiled storage
-    std::vector<Channel> channels;         // in the file's order
+    ChannelList channels;                  // in the file's order
 };
 
 // The usual short name: "none", "zips", "dwaa" ...

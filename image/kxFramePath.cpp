@@ -6,10 +6,6 @@
 #include "image/private/kxNameParts.h"
 #include "shared/kxFileSystem.h"
 
-#include <algorithm>
-#include <tuple>
-#include <utility>
-
 namespace kxFrames {
 
 namespace {
@@ -112,20 +108,6 @@ std::optional<FramePath> splitFrameName(const QString& directory, const QString&
 bool isSameSequence(const FramePath& a, const FramePath& b) {
     return sameName(a.suffix, b.suffix) && sameName(a.directory, b.directory) && sameName(a.prefix, b.prefix) &&
            a.tile == b.tile;
-}
-
-std::vector<FramePath> sequencesOf(const QString& directory, const QStringList& names) {
-    const auto parts = [](const FramePath& path) { return std::tie(path.prefix, path.suffix, path.tile); };
-    std::vector<FramePath> sequences;
-    for (const QString& name : names) {
-        if (auto path = splitFrameName(directory, name)) sequences.push_back(std::move(*path));
-    }
-    std::sort(sequences.begin(), sequences.end(),
-              [&](const FramePath& a, const FramePath& b) { return parts(a) < parts(b); });
-    const auto end = std::unique(sequences.begin(), sequences.end(),
-                                 [&](const FramePath& a, const FramePath& b) { return parts(a) == parts(b); });
-    sequences.erase(end, sequences.end());
-    return sequences;
 }
 
 QLatin1Char tileSeparator(const FramePath& path) {

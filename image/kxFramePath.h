@@ -5,10 +5,8 @@
 #pragma once
 
 #include <QString>
-#include <QStringList>
 
 #include <optional>
-#include <vector>
 
 namespace kxFrames {
 
@@ -51,12 +49,6 @@ struct FramePath {
 
 // Letter case ignored.
 [[nodiscard]] bool isSameSequence(const FramePath& a, const FramePath& b);
-
-// The sequences that the files of one directory belong to, in exact letter case, each once, in byte order of prefix
-// and suffix. Names without "." belong to none. A few split into a sequence that frameOf() then does not find them
-// in: those with more digits than a number has, and "b_tile07_.exr", whose tile number stands where the frame
-// should.
-[[nodiscard]] std::vector<FramePath> sequencesOf(const QString& directory, const QStringList& names);
 
 // "_" behind a prefix that ends with it, otherwise ".".
 [[nodiscard]] QLatin1Char tileSeparator(const FramePath& path);

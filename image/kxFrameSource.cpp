@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "image/kxFrameSource.h"
 
-#include <QStringList>
-
 namespace kxFrames {
 
 void DiskFrameSource::list(const QString& directory, const QString& prefix, const QString& suffix) {
@@ -30,16 +28,6 @@ std::optional<FileFacts> DiskFrameSource::find(const QString& path) {
 
 QString DiskFrameSource::facility() const {
     return listing_.OSSearchFunctionName();
-}
-
-std::vector<FramePath> sequencesIn(FrameSource& source, const QString& directory, const QString& ending) {
-    QStringList names;
-    source.list(directory, QString(), ending);
-    while (source.next()) {
-        const QString name = source.name();
-        if (name.endsWith(ending, Qt::CaseInsensitive) && !name.startsWith(QLatin1Char('.'))) names += name;
-    }
-    return sequencesOf(directory, names);
 }
 
 }  // namespace kxFrames

@@ -79,9 +79,4 @@ template <class Wanted>
     return entries;
 }
 
-// The sequences that the files of a directory belong to whose names end in `ending`, letter case ignored, and do
-// not begin with a dot; see sequencesOf().
-[[nodiscard]] std::vector<FramePath> sequencesIn(FrameSource& source, const QString& directory,
-                                                 const QString& ending);
-
 }  // namespace kxFrames

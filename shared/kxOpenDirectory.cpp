@@ -43,7 +43,8 @@ std::vector<kxDirectoryEntry> kxOpenDirectory::entries() {
         if (!entry) break;
         if (isDots(entry->d_name)) continue;
         const auto type = entry->d_type;
-        entries.push_back({entry->d_name, type == DT_DIR, type == DT_LNK || type == DT_UNKNOWN});
+        const bool isLink = type == DT_LNK;
+        entries.push_back({entry->d_name, type == DT_DIR, isLink || type == DT_UNKNOWN, isLink, entry->d_ino});
     }
     error_ = errno;  // 0 at the end
     return entries;

@@ -12,6 +12,8 @@ struct kxDirectoryEntry {
     QByteArray name;           // bytes, as on disk
     bool isDirectory = false;  // as far as the list itself tells
     bool isUnclear = false;    // a link, or of a kind that the list does not tell: may lead to a directory
+    bool isLink = false;       // as far as the list itself tells
+    std::uint64_t inode = 0;   // of the entry itself
 };
 
 // Which directory a path leads to; two paths to one directory have equal ones.

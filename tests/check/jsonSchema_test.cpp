@@ -75,7 +75,7 @@ QByteArray frameOfAllKinds() {
         part.compression = static_cast<kxExr::Compression>(i);
         part.storage = static_cast<kxExr::Storage>(i % 4);
         part.lineOrder = static_cast<kxExr::LineOrder>(i % 3);
-        part.channels[0].type = static_cast<kxExr::PixelType>(i % 3);
+        part.channels.edit()[0].type = static_cast<kxExr::PixelType>(i % 3);
         headers.push_back(part);
     }
     frame.file.headers = std::make_shared<const Headers>(headers);

@@ -51,9 +51,10 @@ TEST(CheckOptionsTest, WithoutOptionsAllIsAsDocumented) {
     EXPECT_FALSE(settings.frames || settings.jobs || settings.listed || settings.memoryLimit);
     EXPECT_EQ(settings.chunk.index, 1);
     EXPECT_EQ(settings.chunk.count, 1);
-    EXPECT_FALSE(settings.single || settings.requireMultiLayer || settings.requireMultipart ||
-                 settings.noMultipart);
-    EXPECT_FALSE(settings.strict || settings.verbose || settings.info || settings.sortDescending || settings.removeMost);
+    EXPECT_FALSE(settings.single || settings.modes.requireMultiLayer || settings.modes.requireMultipart ||
+                 settings.modes.noMultipart);
+    EXPECT_FALSE(settings.strict || settings.verbose || settings.info || settings.sortDescending ||
+                 settings.removeMost);
     EXPECT_TRUE(settings.expectations.empty() && settings.failOn.empty() && settings.ignored.empty());
     EXPECT_EQ(settings.sortKey, SortKey::frame);
     EXPECT_EQ(settings.jsonFile, "");
@@ -67,9 +68,9 @@ TEST(CheckOptionsTest, WithoutOptionsAllIsAsDocumented) {
 
 TEST(CheckOptionsTest, FlagsAreSet) {
     EXPECT_TRUE(settingsOf({"--single"}).single);
-    EXPECT_TRUE(settingsOf({"--require-multi-layer"}).requireMultiLayer);
-    EXPECT_TRUE(settingsOf({"--require-multipart"}).requireMultipart);
-    EXPECT_TRUE(settingsOf({"--no-multipart"}).noMultipart);
+    EXPECT_TRUE(settingsOf({"--require-multi-layer"}).modes.requireMultiLayer);
+    EXPECT_TRUE(settingsOf({"--require-multipart"}).modes.requireMultipart);
+    EXPECT_TRUE(settingsOf({"--no-multipart"}).modes.noMultipart);
     EXPECT_TRUE(settingsOf({"--strict"}).strict);
     EXPECT_TRUE(settingsOf({"--verbose"}).verbose);
     EXPECT_TRUE(settingsOf({"-v"}).verbose);

@@ -44,8 +44,21 @@ FileReport reportOf(int number, int width = 1920) {
     return report;
 }
 
+FileReport limitedAtPixels(const QByteArray& role, int number, Level level) {
+    FileReport report = reportOf(number, 2048);
+    report.findings = {makeFinding(Code::truncated, "its end")};
+    if (level != Level::pixels) return report;
+    if (role == "fatal") _exit(1);
+    report.headers = nullptr;
+    report.findings = {makeFinding(Code::limit, "memory")};
+    if (role == "replaced") report.identity.inode = 999;
+    return report;
+}
+
 // The path is the frame number, then what is with it: "wide", "damaged" (seen at level pixels), "deadly", "large",
-// "changing" (another size at each level), "slow".
+// "changing" (another size at each level), "slow", "hostile" (a megabyte of findings beyond level headers); "fatal"
+// (wide, without ending, deadly at level pixels), "greedy" (the same, but its reader lacks memory there),
+// "replaced" (the same of another file there).
 FileReport playedCheck(const FileCheck& check) {
     const auto words = check.path.split(' ');
     const int number = words[0].toInt();
@@ -55,7 +68,11 @@ FileReport playedCheck(const FileCheck& check) {
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 1500));
     if (role == "deadly") _exit(1);
     if (role == "slow") std::this_thread::sleep_for(std::chrono::seconds(600));
+    if (role == "fatal" || role == "greedy" || role == "replaced")
+        return limitedAtPixels(role, number, check.level);
     FileReport report = reportOf(number, role == "wide" ? 2048 : 1920);
+    if (role == "hostile" && check.level != Level::headers)
+        report.findings.assign(mostFindings, makeFinding(Code::chunk, QByteArray(10000, 'x')));
     if (role == "large") report.identity.size = 5000;
     if (role == "changing") report.identity.size = 1000 + static_cast<int>(check.level);
     if (role == "damaged" && check.level == Level::pixels) report.findings = {makeFinding(Code::chunk, "row 1")};
@@ -161,6 +178,28 @@ TEST_F(CheckRunTest, TriesAFileThatKilledItsReaderOnce) {
     EXPECT_EQ(looksAt(2, Level::pixels), 0);
 }
 
+TEST_F(CheckRunTest, KeepsWhatTheFirstPassKnewOfAFileThatKilledItsReader) {
+    sequence({"fatal", "greedy", "replaced"});
+    sequence(std::vector<QByteArray>(9));
+    const std::string known = "unknown limit differs truncated; ";
+    const std::string start = "1 " + known + "2 " + known + "3 unknown limit; ";
+    EXPECT_EQ(outcome().substr(0, start.size() + 7), start + "4 good;");
+    EXPECT_EQ(looksAt(1, Level::pixels), 1);
+
+    settings.sortKey = SortKey::size;  // all is kept
+    CheckPools pools(settings, playedCheck, -1);
+    SequenceRun run(settings, wanted, pools, [](const RunProgress&) {});
+    while (run.next()) continue;
+    const std::vector<FrameReport> frames = run.takeFrames();
+    ASSERT_EQ(frames.size(), 12U);
+    EXPECT_TRUE(frames[0].file.hasIdentity);
+    EXPECT_EQ(frames[0].file.identity.inode, 1U);
+    ASSERT_TRUE(frames[0].file.headers);
+    EXPECT_EQ(frames[0].file.headers->front().displayWindow.width(), 2048);
+    EXPECT_EQ(frames[2].file.identity.inode, 999U);
+    EXPECT_FALSE(frames[2].file.headers);
+}
+
 TEST_F(CheckRunTest, ReportsOnlyTheRunButKnowsTheWholeSequence) {
     sequence({"", "", "", "wide", "damaged", "", "", ""});
     wanted.runFirst = 3;
@@ -248,6 +287,38 @@ TEST_F(CheckRunTest, KeepsAllOfThemForAnotherOrder) {
     ASSERT_EQ(frames.size(), 3U);
     EXPECT_EQ(frames[1].findings.size(), 1U);
     EXPECT_NE(frames[0].file.headers, nullptr);
+}
+
+// Nothing is cut of frames that need not wait for the last one, or for their place in another order.
+TEST_F(CheckRunTest, BoundsWhatWaitsToBeReported) {
+    sequence(std::vector<QByteArray>(200, "hostile"));
+    const struct {
+        Level level;
+        SortKey sortKey;
+        bool mustWait;
+    } cases[] = {{Level::structure, SortKey::frame, true},
+                 {Level::structure, SortKey::size, true},
+                 {Level::pixels, SortKey::size, true},
+                 {Level::pixels, SortKey::frame, false}};
+    for (const auto& c : cases) {
+        settings.level = c.level;
+        settings.sortKey = c.sortKey;
+        CheckPools pools(settings, playedCheck, -1);
+        SequenceRun run(settings, wanted, pools, [](const RunProgress&) {});
+        std::size_t bytes = 0;
+        std::size_t whole = 0;
+        std::size_t frames = 0;
+        for (const FrameReport* frame = run.next(); frame; frame = run.next(), ++frames) {
+            EXPECT_EQ(frame->verdict, Verdict::bad);
+            if (frame->findings.size() == mostFindings) ++whole;
+        }
+        for (const FrameReport& frame : run.takeFrames())
+            for (const Finding& finding : frame.findings) bytes += static_cast<std::size_t>(finding.text.size());
+        EXPECT_EQ(frames, 200U);
+        EXPECT_LT(bytes, std::size_t{20} << 20U);
+        EXPECT_GE(whole, c.mustWait ? 10U : 200U);
+        EXPECT_LE(whole, c.mustWait ? 20U : 200U);
+    }
 }
 
 TEST_F(CheckRunTest, GivesWhatWasCheckedWhenItIsStopped) {

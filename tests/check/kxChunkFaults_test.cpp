@@ -108,6 +108,22 @@ TEST(ChunkFaults, NamesTilesWithTheirLevel) {
     EXPECT_FALSE(findings[1].rows);
 }
 
+TEST(ChunkFaults, ListsAThousandTilesOfAllFindings) {
+    kxExr::Part part = tilesPart(kxExr::LevelMode::one);
+    part.tiles->width = part.tiles->height = 1;
+    Faults f({part});
+    for (std::size_t i = 0; i < 3000; ++i)
+        if (i % 300 != 0) f.faults.set(i, ChunkFault::unfinished);
+    std::size_t listed = 0;
+    std::int64_t counted = 0;
+    for (const Finding& finding : f.faults.findings(f.parts, f.grids)) {
+        listed += finding.tiles.size();
+        counted += finding.count;
+    }
+    EXPECT_EQ(listed, 1000U);
+    EXPECT_EQ(counted, 2990);
+}
+
 TEST(ChunkFaults, CountsTheRestInTheLastOfAHundred) {
     Faults f({rowsPart(0, 999, kxExr::Compression::none)});
     for (std::size_t i = 0; i < 400; i += 2) f.faults.set(i, ChunkFault::undecodable);
@@ -125,6 +141,34 @@ TEST(ChunkFaults, CountsTheRestInTheLastOfAHundred) {
     arrangeFindings(judged);
     ASSERT_EQ(judged.size(), mostFindings);
     EXPECT_EQ(judged[99].count, 103);
+}
+
+TEST(ChunkFaults, CountsTheRestOfEachCodeByItself) {
+    Faults f({rowsPart(0, 999, kxExr::Compression::none)});
+    for (std::size_t i = 0; i < 400; i += 2) f.faults.set(i, ChunkFault::undecodable);
+    for (std::size_t i = 500; i < 600; i += 2) f.faults.set(i, ChunkFault::unfinished);
+    f.faults.set(700, ChunkFault::truncated);
+    const std::vector<Finding> findings = f.faults.findings(f.parts, f.grids);
+    ASSERT_EQ(findings.size(), mostFindings);
+    const struct {
+        Code code;
+        std::int64_t others;  // 0: a finding of its own
+    } expected[] = {{Code::unfinished, 0}, {Code::truncated, 0}, {Code::unfinished, 49}, {Code::chunk, 104}};
+    for (std::size_t i = 0; i < 4; ++i) {
+        const Finding& finding = findings[mostFindings - 4 + i];
+        EXPECT_EQ(finding.code, expected[i].code) << i;
+        EXPECT_EQ(standsForOthers(finding) ? finding.count : 0, expected[i].others) << i;
+    }
+}
+
+TEST(ChunkFaults, TellsDataThatAreMissingFromSizesThatAreTooLarge) {
+    Faults f({rowsPart(0, 1079, kxExr::Compression::zip), tilesPart(kxExr::LevelMode::one)});
+    f.faults.set(3, ChunkFault::pastEnd);
+    f.faults.set(70, ChunkFault::pastEnd);
+    f.faults.set(71, ChunkFault::pastEnd);
+    EXPECT_EQ(f.texts(), (Texts{"truncated: rows 48 to 63 of 1080 of part 0 reach behind the file's end",
+                                "truncated: 2 tiles of part 1, from 2,0 to 3,0, reach behind the file's end"}));
+    EXPECT_EQ(f.faults.counts(f.grids).at(0).present, 67);
 }
 
 TEST(ChunkFaults, AHundredRunsAreAllTold) {

@@ -138,6 +138,23 @@ TEST(FileReaderDamage, CutFileTellsEveryRowThatIsMissing) {
     EXPECT_TRUE(report.headers);
 }
 
+// Nothing is missing from a file whose last chunk is whole: what is wrong is a size.
+TEST(FileReaderDamage, SizeBehindTheEndIsNoMissingRow) {
+    const CheckedFile file;
+    const std::string good = bytesOfKind("flatRowsZips");
+    const PlainLayout layout = plainLayout(good);
+    std::string bytes = good;
+    putPlainNumber(bytes, layout.chunks[40].sizes, 4, good.size());
+    EXPECT_EQ(textsOf(file.check(bytes)),
+              std::vector<std::string>{"truncated: row 40 of 70 reaches behind the file's end"});
+    EXPECT_EQ(textsOf(file.check(bytes, Level::structure)), std::vector<std::string>{});
+    bytes = good;
+    putPlainNumber(bytes, layout.chunks[69].sizes, 4, good.size());
+    for (const Level level : {Level::structure, Level::pixels})
+        EXPECT_EQ(textsOf(file.check(bytes, level)),
+                  std::vector<std::string>{"truncated: row 69 of 70 is missing"});
+}
+
 TEST(FileReaderDamage, UnfinishedTellsRowsAndTiles) {
     const CheckedFile file;
     std::string rows = bytesOfKind("flatRowsZip");

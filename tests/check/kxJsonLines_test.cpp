@@ -133,7 +133,7 @@ TEST(JsonLines, HoldValuesOfDamagedHeaders) {
     headers[0].pixelAspectRatio = std::numeric_limits<float>::quiet_NaN();
     headers[1].pixelAspectRatio = std::numeric_limits<float>::infinity();
     headers[0].tiles = kxExr::TileDescription{UINT32_MAX, 0};
-    headers[0].channels[0].name = "\xff\x01";
+    headers[0].channels.edit()[0].name = "\xff\x01";
     frame.file.headers = std::make_shared<const Headers>(headers);
     const QByteArray line = frameJson(frame);
     EXPECT_FALSE(parsed(line).isEmpty());

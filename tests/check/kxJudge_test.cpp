@@ -51,18 +51,8 @@ FrameReport judged(FrameReport frame, const Settings& settings = {}, const SizeJ
     return frame;
 }
 
-struct Ask {
-    bool multiLayer;
-    bool multipart;
-    bool noMultipart;
-};
-
-std::string modesText(const Ask& ask, int parts, int channels) {
-    Settings settings;
-    settings.requireMultiLayer = ask.multiLayer;
-    settings.requireMultipart = ask.multipart;
-    settings.noMultipart = ask.noMultipart;
-    const auto finding = unmetModes(settings, headersOf(parts, channels));
+std::string modesText(const kxExr::Modes& modes, int parts, int channels) {
+    const auto finding = unmetModes(modes, headersOf(parts, channels));
     EXPECT_TRUE(!finding || finding->code == Code::modes);
     return finding ? finding->text.toStdString() : "";
 }
@@ -115,7 +105,7 @@ TEST(Judge, AddsWhatHeadersLackOfWhatWasAsked) {
     FrameReport frame = frameWith({Code::chunk});
     frame.file.headers = shared(headersOf(1, 4));
     Settings settings;
-    settings.requireMultiLayer = true;
+    settings.modes.requireMultiLayer = true;
     settings.expectations = {{Expectation::Key::type, {"float"}}, {Expectation::Key::size, {"1920x1080"}}};
     EXPECT_EQ(codesOf(judged(frame, settings)), "modes expected chunk");
     frame.file.headers = nullptr;
@@ -218,11 +208,33 @@ TEST(Judge, CountsTheFindingsBeyondAHundred) {
     FrameReport frame = frameWith(std::vector<Code>(100, Code::chunk));
     frame.file.headers = shared(headersOf(1, 4));
     Settings settings;
-    settings.requireMultipart = true;
+    settings.modes.requireMultipart = true;
     frame = judged(frame, settings);
     EXPECT_EQ(frame.findings.size(), 100U);
     EXPECT_EQ(frame.findings.front().code, Code::modes);
     EXPECT_EQ(frame.findings.back().text, "2 more findings");
+}
+
+TEST(Judge, CountsOfTheRestWhatIsNotIgnored) {
+    FrameReport frame = frameWith({Code::unfinished, Code::chunk});
+    frame.file.findings.push_back(findingForOthers(Code::unfinished, 7));
+    frame.file.findings.push_back(findingForOthers(Code::chunk, 30));
+    const struct {
+        std::set<Code> ignored;
+        const char* codes;
+        const char* rest;
+    } cases[] = {
+        {{}, "unfinished chunk unfinished", "37 more findings"},
+        {{Code::chunk}, "unfinished unfinished", "7 more findings"},
+        {{Code::unfinished}, "chunk chunk", "30 more findings"},
+    };
+    for (const auto& c : cases) {
+        Settings settings;
+        settings.ignored = c.ignored;
+        const FrameReport result = judged(frame, settings);
+        EXPECT_EQ(codesOf(result), c.codes);
+        EXPECT_EQ(result.findings.back().text, c.rest);
+    }
 }
 
 TEST(Judge, GivesTheSameWhenRepeated) {
@@ -247,7 +259,7 @@ TEST(Modes, AreAskedOfFilesThatCanFailThem) {
     const char* const layers = "4 channels, several layers are required, that is 5 channels or more";
     const char* const parts = "2 parts, only one is allowed";
     struct {
-        Ask ask;
+        kxExr::Modes modes;
         int parts;
         int channels;
         const char* text;
@@ -265,5 +277,5 @@ TEST(Modes, AreAskedOfFilesThatCanFailThem) {
         {{true, true, true}, 2, 5, parts},
         {{true, false, false}, 1, 1, "1 channel, several layers are required, that is 5 channels or more"},
     };
-    for (const auto& c : cases) EXPECT_EQ(modesText(c.ask, c.parts, c.channels), c.text);
+    for (const auto& c : cases) EXPECT_EQ(modesText(c.modes, c.parts, c.channels), c.text);
 }

@@ -135,13 +135,14 @@ TEST(Likeness, NamesEachPropertyThatDiffers) {
 }
 
 TEST(Likeness, LeavesOutWhatMayChangeFromFrameToFrame) {
-    expectDeviations(oneHdPart(), {
-                                      {[](Headers& h) {
-                                           h[0].dataWindow = {5, 5, 9, 9};
-                                       },
-                                       ""},
-                                      {[](Headers& h) { std::swap(h[0].channels[0], h[0].channels[3]); }, ""},
-                                  });
+    expectDeviations(oneHdPart(),
+                     {
+                         {[](Headers& h) {
+                              h[0].dataWindow = {5, 5, 9, 9};
+                          },
+                          ""},
+                         {[](Headers& h) { std::swap(h[0].channels.edit()[0], h[0].channels.edit()[3]); }, ""},
+                     });
     Headers tiled = oneHdPart();
     tiled[0].tiles = kxExr::TileDescription{64, 64};
     expectDeviations(tiled, {
@@ -155,24 +156,25 @@ TEST(Likeness, NamesChannelsThatAreLackingExtraOrOther) {
     expectDeviations(
         oneHdPart(),
         {
-            {[](Headers& h) { h[0].channels.pop_back(); }, "differs: lacks channel R that the others have"},
-            {[](Headers& h) { h[0].channels.resize(2); }, "differs: lacks 2 channels G, R that the others have"},
+            {[](Headers& h) { h[0].channels.edit().pop_back(); }, "differs: lacks channel R that the others have"},
+            {[](Headers& h) { h[0].channels.edit().resize(2); },
+             "differs: lacks 2 channels G, R that the others have"},
             {[](Headers& h) {
                  h[0].channels.push_back({"Z", PixelType::float32, 1, 1});
              },
              "differs: has channel Z that the others lack"},
-            {[](Headers& h) { h[0].channels[1].type = PixelType::float32; },
+            {[](Headers& h) { h[0].channels.edit()[1].type = PixelType::float32; },
              "differs: B is float, with the others half"},
-            {[](Headers& h) { h[0].channels[1].xSampling = h[0].channels[1].ySampling = 2; },
+            {[](Headers& h) { h[0].channels.edit()[1].xSampling = h[0].channels.edit()[1].ySampling = 2; },
              "differs: B is half every 2x2 pixels, with the others half"},
             {[](Headers& h) {
-                 for (Channel& channel : h[0].channels) channel.type = PixelType::uint;
+                 for (Channel& channel : h[0].channels.edit()) channel.type = PixelType::uint;
              },
              "differs: A is uint, with the others half, and 3 more differ"},
             {[](Headers& h) {
-                 h[0].channels.erase(h[0].channels.begin());
-                 h[0].channels[0].type = PixelType::uint;
-                 h[0].channels[1].name = "g";
+                 h[0].channels.edit().erase(h[0].channels.begin());
+                 h[0].channels.edit()[0].type = PixelType::uint;
+                 h[0].channels.edit()[1].name = "g";
              },
              "differs: lacks 2 channels A, G that the others have; has channel g that the others lack; "
              "B is uint, with the others half"},
@@ -192,7 +194,7 @@ TEST(Likeness, NamesTheParts) {
                                        {[](Headers& h) { h.resize(1); }, "differs: 1 part, the others have 3"},
                                        {[](Headers& h) { h[1].name = "z"; },
                                         "differs@1: part 1 is 'z' scanline, with the others 'depth' scanline"},
-                                       {[](Headers& h) { h[2].channels.pop_back(); },
+                                       {[](Headers& h) { h[2].channels.edit().pop_back(); },
                                         "differs@2: part 2: lacks channel R that the others have"},
                                        {[](Headers& h) { h[1].compression = kxExr::Compression::none; },
                                         "differs-coding@1: compression of part 1 none, the others have zip"},
@@ -212,7 +214,7 @@ TEST(Likeness, ComparesPartsByNameWhereSomeAreMissing) {
                                        {[](Headers& h) {
                                             h.erase(h.begin() + 1);
                                             h[1].compression = kxExr::Compression::piz;
-                                            h[1].channels.clear();
+                                            h[1].channels.edit().clear();
                                         },
                                         "differs: 2 parts, the others have 3\n"
                                         "differs@1: part 1: lacks 4 channels A, B, G, R that the others have\n"

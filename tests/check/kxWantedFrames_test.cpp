@@ -71,7 +71,7 @@ std::string told(const WantedFrames& wanted) {
         text += frame.name.text.toStdString();
     }
     if (wanted.gapsUnknown) text += " gaps unknown";
-    if (wanted.filesLeftOut > 0) text += " left out: " + std::to_string(wanted.filesLeftOut);
+    if (wanted.leftOut > 0) text += " left out: " + std::to_string(wanted.leftOut);
     return text;
 }
 
@@ -260,9 +260,9 @@ TEST(WantedFramesTest, ListedFramesOfAWideRangeMayBeMissing) {
 }
 
 TEST(WantedFramesTest, FilesBeyondASequenceAreLeftOut) {
-    EXPECT_EQ(wantedFrames(foundNumbers(upTo(24999)), std::nullopt, {}).filesLeftOut, 0);
+    EXPECT_EQ(wantedFrames(foundNumbers(upTo(24999)), std::nullopt, {}).leftOut, 0);
     const WantedFrames wanted = wantedFrames(foundNumbers(upTo(25002)), std::nullopt, {});
-    EXPECT_EQ(wanted.filesLeftOut, 3);
+    EXPECT_EQ(wanted.leftOut, 3);
     EXPECT_EQ(wanted.frames.size(), 24999U);
     EXPECT_EQ(wanted.frames.back().name.number, 24999);
 }
@@ -272,6 +272,32 @@ TEST(WantedFramesTest, FilesOutsideAListDoNotCountForTheLimit) {
     EXPECT_EQ(told(wanted), "29999-30001/1: 29999 -30001");
 }
 
+TEST(WantedFramesTest, ListedFramesOfAllTilesAreNoMoreThanASequenceHolds) {
+    const FoundSequence sequence = foundTiles({"b_tile00_.1.exr", "b_tile02_.8334.exr", "b_tile01_.9000.exr"});
+    EXPECT_EQ(wantedFrames(sequence, upTo(8333), {}).leftOut, 0);
+    EXPECT_EQ(wantedFrames(sequence, upTo(8333), {}).frames.size(), 24999U);
+    const WantedFrames wanted = wantedFrames(sequence, upTo(10000), {});
+    EXPECT_EQ(wanted.frames.size(), 24999U);
+    EXPECT_EQ(wanted.frames.back().name.number, 8333);
+    EXPECT_EQ(wanted.frames.back().name.tile, 2);
+    EXPECT_EQ(wanted.sequence.frames, 24999);
+    EXPECT_EQ(wanted.leftOut, 3 * 1667);
+    EXPECT_FALSE(wanted.gapsUnknown);
+}
+
+TEST(WantedFramesTest, SeveralFilesOfAFrameAndMissingOnesCountForTheLimit) {
+    std::vector<std::string> texts;
+    for (int i = 1; i <= 12498; ++i) {
+        texts.push_back(std::to_string(i));
+        texts.push_back("0" + std::to_string(i));
+    }
+    texts.push_back("13000");
+    const WantedFrames wanted = wantedFrames(foundTexts(texts), std::nullopt, {});
+    EXPECT_EQ(wanted.frames.size(), 24999U);
+    EXPECT_EQ(wanted.leftOut, 24997 + 501 - 24999);
+    EXPECT_EQ(wanted.frames.back().name.number, 12501);
+}
+
 TEST(WantedFramesTest, FramesWhoseFileIsLeftOutAreNotMissing) {
     std::vector<std::string> texts;
     for (int i = 1; i <= 12501; ++i) {
@@ -279,7 +305,7 @@ TEST(WantedFramesTest, FramesWhoseFileIsLeftOutAreNotMissing) {
         texts.push_back("0" + std::to_string(i));
     }
     const WantedFrames wanted = wantedFrames(foundTexts(texts), upTo(12600), {});
-    EXPECT_EQ(wanted.filesLeftOut, 3);
+    EXPECT_EQ(wanted.leftOut, 3 + 99);
     EXPECT_EQ(wanted.frames.size(), 24999U);
     EXPECT_EQ(wanted.frames.back().name.text, "12500");
 }

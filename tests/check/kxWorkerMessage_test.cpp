@@ -306,6 +306,30 @@ TEST(Report, SharesEqualHeadersOfAllConnections) {
     EXPECT_EQ(first->headers, second->headers);
 }
 
+TEST(Report, SharesTheChannelsOfHeadersThatDifferInSomethingElse) {
+    HeaderStore store;
+    FileReport moved = someReport();
+    Headers headers = *moved.headers;
+    headers[0].dataWindow.minX -= 1;
+    headers[1].channels = {{"B"}};
+    moved.headers = std::make_shared<const Headers>(headers);
+    const auto first = ReportDecoder(store).decode(bytesOfReport(someReport()));
+    const auto second = ReportDecoder(store).decode(bytesOfReport(moved));
+    ASSERT_TRUE(first && second);
+    EXPECT_NE(first->headers, second->headers);
+    EXPECT_EQ((*first->headers)[0].channels.shared(), (*second->headers)[0].channels.shared());
+    EXPECT_NE((*first->headers)[1].channels, (*second->headers)[1].channels);
+}
+
+TEST(Report, KeepsNoHeadersThatNobodyHas) {
+    HeaderStore store;
+    auto report = ReportDecoder(store).decode(bytesOfReport(someReport()));
+    ASSERT_TRUE(report);
+    const std::weak_ptr<const Headers> headers = report->headers;
+    report.reset();
+    EXPECT_TRUE(headers.expired());
+}
+
 TEST(Report, SendsHeadersAnewWhenItHasNumberedManyOthers) {
     ReportEncoder encoder;
     HeaderStore store;
@@ -418,6 +442,14 @@ TEST(Report, OfHeadersTooLargeForAMessageIsALimit) {
     ASSERT_TRUE(received);
     EXPECT_FALSE(received->headers);
     EXPECT_EQ(received->identity, report.identity);
-    ASSERT_EQ(received->findings.size(), 1U);
+    ASSERT_EQ(received->findings.size(), report.findings.size() + 1);
     EXPECT_EQ(received->findings[0].code, Code::limit);
+    EXPECT_EQ(received->findings[1].code, report.findings[0].code);
+
+    report.findings.assign(mostFindings, makeFinding(Code::chunk, "rows"));
+    const auto full = decoded(bytesOfReport(report));
+    ASSERT_TRUE(full);
+    EXPECT_EQ(full->findings.size(), mostFindings);
+    EXPECT_EQ(full->findings[0].code, Code::limit);
+    EXPECT_EQ(full->findings.back().count, 2);
 }

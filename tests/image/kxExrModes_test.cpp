@@ -14,7 +14,7 @@ Headers partsOf(std::initializer_list<std::size_t> channelCounts) {
     Headers headers;
     for (const std::size_t count : channelCounts) {
         headers.emplace_back();
-        headers.back().channels.resize(count);
+        headers.back().channels.edit().resize(count);
     }
     return headers;
 }

@@ -11,6 +11,38 @@ using namespace kxExr;
 
 namespace {
 
+TEST(ChannelList, IsSharedByCopiesUntilOneIsChanged) {
+    const ChannelList first = {{"R"}, {"Z", PixelType::float32}};
+    ChannelList second = first;
+    EXPECT_EQ(second.shared(), first.shared());
+    EXPECT_EQ(second.begin(), first.begin());
+    second.push_back({"A"});
+    EXPECT_NE(second.shared(), first.shared());
+    EXPECT_EQ(first.size(), 2U);
+    EXPECT_EQ(second.size(), 3U);
+    EXPECT_NE(first, second);
+    second.edit().pop_back();
+    EXPECT_EQ(first, second);
+    EXPECT_NE(first.shared(), second.shared());
+}
+
+TEST(ChannelList, ThatNobodySharesIsChangedInPlace) {
+    ChannelList list = {{"R"}};
+    const auto* const before = &list.front();
+    list.edit()[0].name = "G";
+    EXPECT_EQ(&list.front(), before);
+    EXPECT_EQ(list[0].name, "G");
+}
+
+TEST(ChannelList, IsEmptyUntilItIsSet) {
+    ChannelList list;
+    EXPECT_TRUE(list.empty());
+    EXPECT_EQ(list.begin(), list.end());
+    EXPECT_EQ(list, ChannelList(std::vector<Channel>()));
+    list.push_back({"R"});
+    EXPECT_EQ(list, ChannelList{{"R"}});
+}
+
 TEST(ExrPartNames, AreTheUsualShortOnes) {
     const char* const compressions[] = {"none", "rle",  "zips", "zip",  "piz",      "pxr24",
                                         "b44",  "b44a", "dwaa", "dwab", "htj2k256", "htj2k32"};

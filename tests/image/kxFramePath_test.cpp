@@ -94,25 +94,6 @@ TEST(FramePath, EveryNameSplitsIntoTheSequenceItBelongsTo) {
     }
 }
 
-TEST(SequencesOf, AreEachOnceInByteOrder) {
-    const QStringList names = {latin1("b.2.exr"),         latin1("b.1.exr"),  latin1("B.1.exr"),
-                               latin1("b.1.tif"),         latin1("comp.exr"), latin1("\xE4.exr"),
-                               latin1("a_tile00_.1.exr"), latin1("README"),   latin1("a.1.exr"),
-                               latin1("c.1.0.exr"),       latin1("comp.exr"), latin1("a_tile07_.exr")};
-    std::string found;
-    for (const FramePath& path : sequencesOf(QStringLiteral("/r/"), names)) found += text(path) + "\n";
-    EXPECT_EQ(found,
-              "/r/ | B. | .exr\n"
-              "/r/ | a | .exr separated\n"
-              "/r/ | a | _.exr separated\n"
-              "/r/ | a. | .exr\n"
-              "/r/ | b. | .exr\n"
-              "/r/ | b. | .tif\n"
-              "/r/ | c.1. | .exr\n"
-              "/r/ | comp.exr | \n"
-              "/r/ | \xE4.exr | \n");
-}
-
 TEST(FrameOf, TakesFilesOfTheSequenceInExactLetterCase) {
     const struct {
         const char* name;

@@ -76,15 +76,6 @@ TEST(FrameSource, FramesInAreThoseWantedInExactLetterCase) {
     EXPECT_EQ(folder.questions, 2);
 }
 
-TEST(FrameSource, SequencesInAFolderEndAsWantedAndAreNotHidden) {
-    MemoryFolder folder("/r/", {"b.1.exr", "b.2.exr", "b.1.EXR", ".b.1.exr", "b.1.tif", "comp.exr", "exr"});
-    std::string prefixes;
-    for (const FramePath& path : sequencesIn(folder, QStringLiteral("/r/"), QStringLiteral(".exr"))) {
-        prefixes += bytesOf(path.prefix + QLatin1Char('#') + path.suffix) + " ";
-    }
-    EXPECT_EQ(prefixes, "b.#.EXR b.#.exr comp.exr# ");
-}
-
 TEST(DiskFrameSource, ShowsTheFilesOfADirectory) {
     const SequenceDir files({"b.1.exr"});
     std::filesystem::create_directory(files.dir.file("b.2.exr"));

@@ -69,7 +69,7 @@ TEST(CheckGuideTest, HasTheDefaultsOfTheProgram) {
     EXPECT_TRUE(contains(guide(), "for one frame; default " + std::to_string(defaults.timeLimit) + " |"));
     const std::string most = std::to_string(kxCheck::mostFrames);
     EXPECT_TRUE(contains(guide(), "`1-99x2,150`, at most " + most + ";"));
-    EXPECT_TRUE(contains(guide(), "\n- A sequence holds " + most + " files;"));
+    EXPECT_TRUE(contains(guide(), "\n- A sequence holds " + most + " frames, there or missing,"));
     EXPECT_TRUE(contains(document("SECURITY.md"), " at most " + most + " files"));
 }
 

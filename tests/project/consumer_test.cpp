@@ -54,14 +54,13 @@ protected:
 
 }  // namespace
 
-TEST_F(ConsumerTest, InstallsOnlyItsOwnProgram) {
+// Both in one build: it is most of the test's time.
+TEST_F(ConsumerTest, InstallsOnlyItsOwnProgramUnlessItAsksForTheOthersAndWhatBelongsToThem) {
     ASSERT_NO_FATAL_FAILURE(configure({}));
     ASSERT_NO_FATAL_FAILURE(buildAndInstall("splitName"));
     EXPECT_EQ(installedFiles(), std::vector<std::string>{"bin/splitName"});
     EXPECT_EQ(runProcess({prefix + "/bin/splitName", "/r/beauty.0042.exr"}).out, ".exr\n");
-}
 
-TEST_F(ConsumerTest, InstallsTheProgramsAndWhatBelongsToThemWhenItAsksForThem) {
     ASSERT_NO_FATAL_FAILURE(configure({"-DKX_INSTALL=ON"}));
     ASSERT_NO_FATAL_FAILURE(buildAndInstall("all"));
     EXPECT_EQ(

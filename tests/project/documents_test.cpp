@@ -12,6 +12,7 @@
 #include <map>
 #include <regex>
 #include <set>
+#include <sstream>
 
 namespace fs = std::filesystem;
 
@@ -216,6 +217,23 @@ TEST_F(DocumentsTest, LinksLeadToFilesOfTheProject) {
     for (const fs::path& path : documents) {
         for (const std::string& target : textsBetween("](", ")#", readFileBytes(path.string()))) {
             EXPECT_TRUE(fs::exists(path.parent_path() / target)) << path << ": " << target;
+            ++links;
+        }
+    }
+    EXPECT_GT(links, 0);
+}
+
+// They all stand in one folder.
+TEST_F(DocumentsTest, LinksOfInstalledDocumentsLeadToInstalledOnes) {
+    const std::string list = textsBetween("install(FILES\n", "D", document("CMakeLists.txt")).at(0);
+    std::set<std::string> installed;
+    std::istringstream words(list);
+    for (fs::path path; words >> path;) installed.insert(path.filename().string());
+    EXPECT_TRUE(installed.count("kxCheckFrames.md"));
+    int links = 0;
+    for (const std::string& name : installed) {
+        for (const std::string& target : textsBetween("](", ")#", document("docs/" + name))) {
+            EXPECT_TRUE(target.empty() || installed.count(target)) << name << ": " << target;
             ++links;
         }
     }

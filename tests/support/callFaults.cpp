@@ -7,7 +7,7 @@
 //   name   last component of the file's or directory's path, "*" for any
 //   fault  an errno value that the call fails with; or what happens to the file before the call goes through:
 //          remove; makeDirectory, makePipe (in the file's place); moveDirectory ($KX_FAULT_DIRECTORY is renamed
-//          to "<directory>.moved"); kill (of the process)
+//          to "<directory>.moved"); kill (of the process); hang (it never comes back)
 //   skip   calls that go through before the first fault
 //   times  faults before all goes through again, 0 for no end
 //
@@ -95,6 +95,7 @@ void moveDirectory() {
 // The errno value that the call fails with, or 0 when it goes through.
 int carryOut(const std::string& fault, const std::string& path) {
     if (fault == "kill") raise(SIGKILL);
+    while (fault == "hang") pause();
     if (fault == "moveDirectory") moveDirectory();
     if (fault == "remove" || fault == "makeDirectory" || fault == "makePipe") removeFile(path);
     if (fault == "makeDirectory") mkdir(path.c_str(), 0777);

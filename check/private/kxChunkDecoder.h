@@ -6,8 +6,8 @@
 
 #include "check/kxChunkSink.h"
 #include "check/kxChunkTable.h"
-#include "check/kxExrCore.h"
 #include "check/kxReaderDecoder.h"
+#include "check/private/kxExrCore.h"
 
 #include <cstdint>
 #include <memory>

@@ -2,7 +2,7 @@
 // Looks at every chunk of a file: leader, extent and data.
 #pragma once
 
-#include "check/kxChunkDecoder.h"
+#include "check/private/kxChunkDecoder.h"
 
 #include <optional>
 
