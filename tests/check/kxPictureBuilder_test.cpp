@@ -194,6 +194,7 @@ TEST(Picture, HasDisplayGammaInColoursAndNoneInAlpha) {
         {{{"A", plainPaint(0.25F)}, {"B", plainPaint(0.5F)}, {"G", plainPaint(0.25F)}, {"R", plainPaint(0.0F)}}});
     EXPECT_EQ(built.pixel(0, 0), (std::vector<int>{0, 136, 186, 64}));
     EXPECT_EQ(built.builder.picture()->valid, 1);
+    EXPECT_EQ(built.builder.picture()->flags, KX_IMG_GAMMA22);
 }
 
 TEST(Picture, ClampsWhatIsNoShade) {
