@@ -50,6 +50,7 @@ Picture::Picture(const kxExr::Part& part, const PictureChannels& channels)
     pixels_.setWidth(static_cast<int>(display_.width()));
     pixels_.setHeight(static_cast<int>(display_.height()));
     pixels_.valid = channels.hasAlpha() ? 1 : 0;
+    pixels_.flags = KX_IMG_GAMMA22;
 }
 
 void Picture::add(const DecodedChunk& chunk) {

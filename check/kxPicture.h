@@ -35,7 +35,7 @@ public:
 
     // Once all chunks were added: all of PictureFacts but the ranges. The picture is searched for render errors.
     [[nodiscard]] PictureFacts search();
-    // With a header that tells what `file` is, see describeSource; whole after search().
+    // Whole after search(). Of its header `valid` (with alpha) and the flag of display gamma are set.
     const kxP::_imgRGBABuffer8& pixels() const { return pixels_; }
 
 private:

@@ -62,7 +62,7 @@ TEST(FrameRecord, HoldsWhatThePictureSays) {
     fillRecord(view, pictureReport());
     EXPECT_TRUE(view.fileFound);
     EXPECT_EQ(view.fileTime.nanoseconds(), 1709251199000000000);
-    EXPECT_EQ(view.fileSize, 1234567);
+    EXPECT_EQ(+view.fileSize, 1234567);
     EXPECT_EQ(view.histogramValid, 1);
     EXPECT_EQ(view.histogram[2][5], 777U);
     EXPECT_EQ(view.errorFlags, kxCHK::errorTileMissing);
@@ -83,7 +83,7 @@ TEST(FrameRecord, ForgetsTheFrameThatItHeldBefore) {
     fillRecord(view, pictureReport());
     fillRecord(view, FileReport());
     EXPECT_FALSE(view.fileFound);
-    EXPECT_EQ(view.fileSize, -1);
+    EXPECT_EQ(+view.fileSize, -1);
     EXPECT_EQ(view.fileTime.nanoseconds(), 0);
     EXPECT_TRUE(view.infoText.isEmpty());
     EXPECT_EQ(view.averageRenderTime, -1);
@@ -139,7 +139,7 @@ TEST(FrameRecord, OfALargeFileHasTheMarkerOfFourGigabytes) {
     for (const long long size : {4199999999LL, 4200000000LL, 1LL << 40}) {
         report.identity.size = size;
         fillRecord(view, report);
-        EXPECT_EQ(view.fileSize, std::min(size, kxCHK::fileSizeMarker4GB));
+        EXPECT_EQ(+view.fileSize, std::min(size, kxCHK::fileSizeMarker4GB));
     }
 }
 

@@ -31,7 +31,8 @@ struct Built {
 
     std::vector<unsigned char> rgba() const {
         if (!builder.picture()) return {};
-        return {builder.picture()->pixels, builder.picture()->pixels + 4 * builder.picture()->pixelCount};
+        return {builder.picture()->pixels,
+                builder.picture()->pixels + std::size_t{4} * builder.picture()->pixelCount};
     }
     std::vector<int> pixel(int x, int y) const {
         _Rgba8 colour{};
@@ -176,7 +177,8 @@ TEST(PictureBuilder, TakesDamagedFiles) {
         const std::string right = exrBytes(kind);
         for (int i = 0; i < 40; ++i) {
             std::string bytes = right;
-            bytes[random() % bytes.size()] ^= static_cast<char>(1U << random() % 8);
+            char& spoiled = bytes[random() % bytes.size()];
+            spoiled = static_cast<char>(static_cast<unsigned char>(spoiled) ^ 1U << random() % 8);
             PictureBuilder builder;
             if (!file.check(bytes, Level::pixels, &builder).decoded) continue;
             ++whole;
@@ -192,6 +194,7 @@ TEST(Picture, HasDisplayGammaInColoursAndNoneInAlpha) {
         {{{"A", plainPaint(0.25F)}, {"B", plainPaint(0.5F)}, {"G", plainPaint(0.25F)}, {"R", plainPaint(0.0F)}}});
     EXPECT_EQ(built.pixel(0, 0), (std::vector<int>{0, 136, 186, 64}));
     EXPECT_EQ(built.builder.picture()->valid, 1);
+    EXPECT_EQ(built.builder.picture()->flags, KX_IMG_GAMMA22);
 }
 
 TEST(Picture, ClampsWhatIsNoShade) {

@@ -83,7 +83,7 @@ TEST(Thumbnail, OfAPictureThatFitsIsThePicture) {
         ASSERT_TRUE(makeThumbnail(*picture, thumbnail));
         ASSERT_EQ(thumbnail.width, width);
         ASSERT_EQ(thumbnail.height, height);
-        EXPECT_EQ(std::memcmp(thumbnail.pixels, picture->pixels, 4 * picture->pixelCount), 0);
+        EXPECT_EQ(std::memcmp(thumbnail.pixels, picture->pixels, std::size_t{4} * picture->pixelCount), 0);
     }
 }
 

@@ -154,8 +154,30 @@ TEST_F(CheckOptionsTest, SortOrdersTheLines) {
     EXPECT_EQ(with({"--sort", "-frame"}), head + dangling + foreign + unlike + cutOff + missing + total + "exit 1");
     EXPECT_EQ(with({"--sort", "size"}), head + cutOff + unlike + foreign + missing + dangling + total + "exit 1");
     EXPECT_EQ(with({"--sort=-size"}), head + foreign + unlike + cutOff + missing + dangling + total + "exit 1");
+    EXPECT_EQ(with({"--sort", "machine"}), usual) << "no frame says where it was made";
     makeYoung("beauty.1006.exr");
     EXPECT_EQ(with({"--sort", "date"}), head + foreign + cutOff + unlike + missing + dangling + total + "exit 1");
+}
+
+TEST_F(CheckOptionsTest, SortByDifferencePutsTheStrangestPictureFirst) {
+    for (int number = 1; number <= 9; ++number) {
+        SamplePart part = soundPart(number);
+        part.compression = Imf::NO_COMPRESSION;
+        if (number == 3) part.gain = 0.5F;
+        if (number == 7) part.gain = 0.2F;
+        frame("light.000" + std::to_string(number) + ".exr", part);
+    }
+    const std::string first = "light.####.exr  1-9  64x36  4 channels half  none\n";
+    const ProcessResult byFrame = check({"--list", "suspicious", "light.0001.exr"});
+    ASSERT_EQ(byFrame.out, "3,7\n");
+    const auto frames = [&](const std::string& key) {
+        const std::string out = check({"--sort", key, "light.0001.exr"}).out;
+        const std::size_t second = out.find('\n', first.size()) + 1;
+        return out.substr(first.size(), 4) + " " + out.substr(second, 4);
+    };
+    EXPECT_EQ(frames("frame"), "0003 0007");
+    EXPECT_EQ(frames("difference"), "0007 0003");
+    EXPECT_EQ(frames("-difference"), "0003 0007");
 }
 
 TEST_F(CheckOptionsTest, ListPrintsFramesOnly) {

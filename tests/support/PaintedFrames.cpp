@@ -65,7 +65,7 @@ Planes planesOf(const PaintedPart& part, const Imath::Box2i& window, bool isStra
             for (int x = window.min.x; x <= window.max.x; x += channel.xSampling)
                 put(channel.type, isStrange ? std::nanf("") : channel.paint(x, y, 0), bytes);
         const std::size_t size = sizeOf(channel.type);
-        const auto columns = static_cast<std::size_t>((window.max.x - window.min.x) / channel.xSampling + 1);
+        const auto columns = static_cast<std::size_t>((window.max.x - window.min.x) / channel.xSampling) + 1;
         const std::ptrdiff_t toFirst =
             window.min.x / channel.xSampling * static_cast<std::ptrdiff_t>(size) +
             window.min.y / channel.ySampling * static_cast<std::ptrdiff_t>(size * columns);
