@@ -4,7 +4,7 @@
 #include "check/kxHtmlText.h"
 #include "check/kxJsonText.h"
 #include "check/kxNumberText.h"
-#include "check/kxPagePlots.h"
+#include "check/kxPageHistogram.h"
 #include "check/kxSummary.h"
 
 #include <array>

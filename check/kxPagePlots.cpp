@@ -2,143 +2,43 @@
 #include "check/kxPagePlots.h"
 
 #include "check/kxHtmlText.h"
-#include "check/kxNumberText.h"
+#include "check/kxPageDrawing.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 
 namespace kxCheck {
 
 namespace {
 
-// Drawings are stretched to the width of the page: lines keep their width, and texts stand beside them.
-constexpr double drawnWidth = 1000;
-constexpr double drawnHeight = 100;
-constexpr int levels = 4;
-
-QByteArray coordinate(double value) {
-    return decimalText(value, 2);
-}
-
-QByteArray point(double x, double y) {
-    return coordinate(x) + ' ' + coordinate(y);
-}
-
-QByteArray path(const QByteArray& className, const QByteArray& steps) {
-    return R"(<path class=")" + className + R"(" d=")" + steps + R"("/>)";
-}
-
-QByteArray levelName(int level) {
-    return 'l' + numberText(level);
-}
-
-QByteArray drawing(double height, const QByteArray& attributes, const QByteArray& content) {
-    return element("svg",
-                   "viewBox=\"0 0 " + coordinate(drawnWidth) + ' ' + coordinate(height) +
-                       "\" preserveAspectRatio=\"none\" " + attributes,
-                   content);
-}
-
-std::size_t columnsFor(const std::vector<PageFrame>& frames) {
-    return std::min(frames.size(), mostColumns);
-}
-
-// The first frame of a column.
-std::size_t placeOf(std::size_t column, std::size_t columns, std::size_t frames) {
-    return (column * frames + columns - 1) / columns;
-}
-
-// --- The strip --------------------------------------------------------------------------------------------------
-
-constexpr double stripHeight = 40;
-constexpr std::array<double, levels> barHeights = {14, 22, 30, 40};
-
-// The highest level of each column.
-std::vector<int> columnLevels(const std::vector<PageFrame>& frames) {
-    std::vector<int> highest(columnsFor(frames));
-    for (std::size_t i = 0; i < frames.size(); ++i) {
-        int& level = highest[i * highest.size() / frames.size()];
-        level = std::max(level, frames[i].level);
-    }
-    return highest;
-}
-
-// A few bars are told apart by gaps, of many the neighbours are drawn as one.
-constexpr std::size_t mostSingleBars = 150;
-
-// Bars of this level among the columns [first, last).
-QByteArray bars(const std::vector<int>& columns, std::size_t first, std::size_t last, int level) {
-    const double width = drawnWidth / static_cast<double>(columns.size());
-    const double height = barHeights[static_cast<std::size_t>(level)];
-    const bool isSingle = columns.size() <= mostSingleBars;
-    QByteArray steps;
-    for (std::size_t begin = first; begin < last; ++begin) {
-        if (columns[begin] != level) continue;
-        std::size_t end = begin + 1;
-        while (!isSingle && end < last && columns[end] == level) ++end;
-        const double drawn = isSingle ? width * 0.88 : static_cast<double>(end - begin) * width;
-        steps += 'M' + point(static_cast<double>(begin) * width, stripHeight - height) + 'h' + coordinate(drawn) +
-                 'v' + coordinate(height) + 'h' + coordinate(-drawn) + 'z';
-        begin = end - 1;
-    }
-    return steps.isEmpty() ? steps : path(levelName(level), steps);
-}
-
-QByteArray runTitle(const std::vector<PageFrame>& frames, std::size_t first, std::size_t last) {
-    const auto begin = frames.begin() + static_cast<std::ptrdiff_t>(first);
-    const auto end = frames.begin() + static_cast<std::ptrdiff_t>(last);
-    const auto count = std::count_if(begin, end, [](const PageFrame& frame) { return frame.level > 0; });
-    const auto isNotGood = [](const PageFrame& frame) { return frame.level > 0; };
-    const PageFrame& start = *std::find_if(begin, end, isNotGood);
-    if (count == 1) return start.label + ' ' + verdictName(start.verdict);
-    return start.label + " and on: " + numberText(count) + " frames that are not good";
-}
-
-// The columns from `first` on that are not good, as a link. They are reached by their sections with the keyboard.
-QByteArray barsLink(const std::vector<PageFrame>& frames, const std::vector<int>& columns, std::size_t first,
-                    std::size_t last, const TargetOf& targetOf) {
-    QByteArray drawn;
-    for (int level = 1; level < levels; ++level) drawn += bars(columns, first, last, level);
-    const std::size_t begin = placeOf(first, columns.size(), frames.size());
-    const std::size_t end = placeOf(last, columns.size(), frames.size());
-    std::size_t place = begin;
-    while (place + 1 < end && frames[place].level == 0) ++place;
-    return element("a", R"(tabindex="-1" href="#)" + targetOf(place) + '"',
-                   element("title", {}, htmlText(runTitle(frames, begin, end))) + drawn);
-}
-
-QByteArray labelledPlaces(const std::vector<PageFrame>& frames) {
-    const std::size_t count = std::min<std::size_t>(frames.size(), 5);
-    QByteArray html;
-    for (std::size_t i = 0; i < count; ++i)
-        html += element("span", {},
-                        htmlName(frames[i * (frames.size() - 1) / std::max<std::size_t>(count - 1, 1)].label));
-    return element("div", R"(class="places")", html);
-}
-
-// --- The curves -------------------------------------------------------------------------------------------------
+constexpr int highestLevel = 3;
 
 struct PlotRow {
     const char* title;
     const char* explained;
     std::optional<double> (*valueOf)(const PageFrame&);
     QByteArray (*textOf)(double);
-    double threshold;  // drawn as a line; 0: none
+    double threshold;    // drawn as a line; 0: none
+    bool isLogarithmic;  // of 1 and the value, which is at least 0
 };
 
 constexpr PlotRow plots[] = {
-    {"Difference", "from both neighbours, in units of what these differ by; above 2 it is conspicuous",
-     [](const PageFrame& frame) { return frame.jump; }, [](double value) { return decimalText(value, 1); }, 2},
+    {"Difference",
+     "from both neighbours, in units of what these differ by, logarithmic; above the dashed line (2) a picture "
+     "can be suspicious",
+     [](const PageFrame& frame) { return frame.jump; }, [](double value) { return decimalText(value, 1); }, 2,
+     true},
     {"File size", "on disk",
      [](const PageFrame& frame) {
          return frame.size ? std::optional<double>(static_cast<double>(*frame.size)) : std::nullopt;
      },
-     [](double value) { return sizeText(std::llround(value)); }, 0},
+     [](double value) { return sizeText(std::llround(value)); }, 0, false},
     {"Mean brightness", "of red, green and blue as they are in the file",
-     [](const PageFrame& frame) { return frame.brightness; }, [](double value) { return decimalText(value, 3); },
-     0},
+     [](const PageFrame& frame) { return frame.brightness; }, [](double value) { return decimalText(value, 3); }, 0,
+     false},
 };
 
 // Of more frames the dots are small.
@@ -147,6 +47,7 @@ constexpr std::size_t mostSingleDots = 400;
 // The values of all frames, with the range that is drawn: from 0 on, unless values are below it.
 struct Curve {
     std::vector<std::optional<double>> values;
+    bool isLogarithmic = false;
     double low = 0;
     double high = 0;
     std::size_t highest = 0;  // place
@@ -157,13 +58,15 @@ struct Curve {
     }
     // Within the drawing with a margin for the line's width.
     [[nodiscard]] double y(double value) const {
-        const double part = high > low ? (value - low) / (high - low) : 0;
+        const double part = high > low ? (scaled(value) - scaled(low)) / (scaled(high) - scaled(low)) : 0;
         return drawnHeight - 4 - part * (drawnHeight - 8);
     }
+    [[nodiscard]] double scaled(double value) const { return isLogarithmic ? std::log1p(value) : value; }
 };
 
 Curve curveOf(const std::vector<PageFrame>& frames, const PlotRow& row) {
     Curve curve;
+    curve.isLogarithmic = row.isLogarithmic;
     curve.high = row.threshold * 1.25;
     curve.values.resize(frames.size());
     for (std::size_t i = 0; i < frames.size(); ++i) {
@@ -206,7 +109,7 @@ QByteArray curvePath(const Curve& curve, std::size_t columns) {
         }
         isBroken = isBroken || places.empty();
     }
-    return path("curve", steps);
+    return pathElement("curve", steps);
 }
 
 // In each column the frame of this level with the highest value; without any value, a stroke at the foot.
@@ -225,20 +128,20 @@ QByteArray marks(const std::vector<PageFrame>& frames, const Curve& curve, std::
             strokes += 'M' + point(curve.x(*best), drawnHeight) + "v-12";
     }
     QByteArray html;
-    if (!strokes.isEmpty()) html += path("absent " + levelName(level), strokes);
-    if (!dots.isEmpty()) html += path("dot " + levelName(level), dots);
+    if (!strokes.isEmpty()) html += pathElement("absent " + levelName(level), strokes);
+    if (!dots.isEmpty()) html += pathElement("dot " + levelName(level), dots);
     return html;
 }
 
 QByteArray plotFigure(const std::vector<PageFrame>& frames, const PlotRow& row) {
     const Curve curve = curveOf(frames, row);
     if (curve.isEmpty) return {};
-    const std::size_t columns = columnsFor(frames);
+    const std::size_t columns = columnsFor(frames.size());
     QByteArray drawn;
     if (row.threshold > 0)
-        drawn += path("threshold", 'M' + point(0, curve.y(row.threshold)) + 'h' + coordinate(drawnWidth));
+        drawn += pathElement("threshold", 'M' + point(0, curve.y(row.threshold)) + 'h' + coordinate(drawnWidth));
     drawn += curvePath(curve, columns);
-    for (int level = 1; level < levels; ++level) drawn += marks(frames, curve, columns, level);
+    for (int level = 1; level <= highestLevel; ++level) drawn += marks(frames, curve, columns, level);
     const QByteArray highest = row.textOf(*curve.values[curve.highest]);
     const QByteArray summary = QByteArray(row.title) + " along the frames; highest " + highest + " at frame " +
                                frames[curve.highest].label;
@@ -246,71 +149,20 @@ QByteArray plotFigure(const std::vector<PageFrame>& frames, const PlotRow& row) 
     const QByteArray axis =
         element("div", R"(class="axis" aria-hidden="true")",
                 element("span", {}, row.textOf(curve.high)) + element("span", {}, row.textOf(curve.low)));
-    return element(
-               "figure", R"(class="plot")",
-               caption + element("div", R"(class="track")",
-                                 axis + drawing(drawnHeight, R"(role="img" aria-label=")" + htmlText(summary) + '"',
-                                                drawn))) +
+    return element("figure", R"(class="plot")",
+                   caption + element("div", R"(class="track")",
+                                     axis + drawingElement(drawnHeight,
+                                                           R"(role="img" aria-label=")" + htmlText(summary) + '"',
+                                                           drawn))) +
            '\n';
-}
-
-// --- The histogram ----------------------------------------------------------------------------------------------
-
-// The outline of a channel's bins; small ones show better by their square root.
-QByteArray outline(const std::array<unsigned, kxCHK::histogramBins>& bins, double most) {
-    constexpr double width = drawnWidth / kxCHK::histogramBins;
-    QByteArray steps = "M0 " + coordinate(drawnHeight);
-    for (const unsigned count : bins)
-        steps +=
-            'V' + coordinate(drawnHeight - std::sqrt(count / most) * (drawnHeight - 2)) + 'h' + coordinate(width);
-    return steps + 'V' + coordinate(drawnHeight);
 }
 
 }  // namespace
-
-QByteArray stripFigure(const std::vector<PageFrame>& frames, const TargetOf& targetOf) {
-    const std::vector<int> columns = columnLevels(frames);
-    QByteArray drawn = bars(columns, 0, columns.size(), 0);
-    for (std::size_t first = 0; first < columns.size(); ++first) {
-        if (columns[first] == 0) continue;
-        std::size_t last = first;
-        while (last < columns.size() && columns[last] > 0) ++last;
-        drawn += barsLink(frames, columns, first, last, targetOf);
-        first = last;
-    }
-    const auto shared = (frames.size() + columns.size() - 1) / columns.size();
-    QByteArray caption = element("b", {}, "All frames") + " the higher a bar, the worse";
-    if (shared > 1)
-        caption += "; one bar for " + numberText(static_cast<std::int64_t>(shared)) + " frames, the worst of them";
-    return element("figure",
-                   R"(class="strip" data-count=")" + numberText(static_cast<std::int64_t>(frames.size())) + '"',
-                   element("figcaption", {}, caption) +
-                       element("div", R"(class="track")", drawing(stripHeight, R"(aria-hidden="true")", drawn)) +
-                       labelledPlaces(frames)) +
-           '\n';
-}
 
 QByteArray plotFigures(const std::vector<PageFrame>& frames) {
     QByteArray html;
     for (const PlotRow& row : plots) html += plotFigure(frames, row);
     return html;
-}
-
-QByteArray histogramFigure(const kxCHK::Histogram& histogram) {
-    unsigned most = 1;
-    for (std::size_t channel = 0; channel < 3; ++channel)
-        most = std::max(most, *std::max_element(histogram[channel].begin(), histogram[channel].end()));
-    QByteArray drawn;
-    constexpr std::array<const char*, 3> names = {"red", "green", "blue"};
-    for (std::size_t channel = 0; channel < names.size(); ++channel)
-        drawn += path(names[channel], outline(histogram[channel], most));
-    return element(
-        "figure", R"(class="histogram")",
-        element("figcaption", {},
-                element("b", {}, "Histogram") + " dark to bright: " + element("span", R"(class="red")", "red") +
-                    ", " + element("span", R"(class="green")", "green dashed") + ", " +
-                    element("span", R"(class="blue")", "blue dotted")) +
-            drawing(drawnHeight, R"(role="img" aria-label="Histogram of red, green and blue")", drawn));
 }
 
 }  // namespace kxCheck

@@ -5,6 +5,7 @@
 #include "check/kxHtmlText.h"
 #include "check/kxNumberText.h"
 #include "check/kxPagePlots.h"
+#include "check/kxPageStrip.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -83,6 +83,7 @@ figcaption b { color: var(--text); font-weight: 600; margin-right: .35em; }
 .strip a path { stroke-width: 2px; vector-effect: non-scaling-stroke; }
 .places { display: flex; justify-content: space-between; font-size: .8rem; font-variant-numeric: tabular-nums;
   margin-top: .15rem; gap: .5rem; }
+.places.all span { flex: 1; text-align: center; }
 .places bdi { overflow-wrap: anywhere; }
 .track, .places { margin-left: 4.2rem; }
 .axis { position: absolute; inset: -2px auto -2px -4.2rem; width: 3.8rem; display: flex; flex-direction: column;
@@ -156,7 +157,7 @@ dd { margin: 0; overflow-wrap: anywhere; font-variant-numeric: tabular-nums; whi
 .tile.l0 .mark { color: var(--soft); }
 @media (max-width: 600px) {
   header.top, main { padding-left: .75rem; padding-right: .75rem; }
-  .places span:nth-child(even) { display: none; }
+  .places:not(.all) span:nth-child(even) { display: none; }
   .sheet { grid-template-columns: repeat(auto-fill, minmax(92px, 1fr)); }
   .track, .places { margin-left: 3.4rem; }
   .axis { left: -3.5rem; width: 3.2rem; font-size: .68rem; }

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Every value goes as a 64-bit number, a double or counted bytes. The functions pass...() name the fields of a
-// record once, for writing and for reading: `io` is a Writer or a Reader.
+// record once, for writing and for reading: `io` is a MessageWriter or a MessageReader.
 #include "check/kxWorkerMessage.h"
 
 #include "check/kxFrameReport.h"
+#include "check/kxMessageStream.h"
 #include "image/KX_DataTypes_image.h"
-
-#include <QDataStream>
-#include <QIODevice>
 
 #include <algorithm>
 #include <cmath>
@@ -25,96 +23,6 @@ constexpr std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t highest = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t lowest32 = std::numeric_limits<std::int32_t>::min();
 constexpr std::int64_t highest32 = std::numeric_limits<std::int32_t>::max();
-constexpr auto streamVersion = QDataStream::Qt_5_15;
-
-class Writer {
-public:
-    explicit Writer(QByteArray& bytes) : stream_(&bytes, QIODevice::WriteOnly) {
-        stream_.setVersion(streamVersion);
-    }
-
-    template <class T>
-    void number(const T& value, std::int64_t /*least*/, std::int64_t /*most*/) {
-        stream_ << static_cast<qint64>(value);
-    }
-    template <class T>
-    void real(const T& value) {
-        stream_ << static_cast<double>(value);
-    }
-    void bytes(const QByteArray& value, int /*most*/ = 0) { stream_ << value; }
-    template <class T, class Pass>
-    void pointer(const std::shared_ptr<const T>& value, Pass pass) {
-        number(value != nullptr, 0, 1);
-        if (value) pass(*this, *value);
-    }
-    template <class T, class Pass>
-    void optional(const std::optional<T>& value, Pass pass) {
-        number(value.has_value(), 0, 1);
-        if (value) pass(*this, *value);
-    }
-    template <class T, class Pass>
-    void list(const std::vector<T>& values, std::size_t most, Pass pass) {
-        number(values.size(), 0, static_cast<std::int64_t>(most));
-        for (const T& value : values) pass(*this, value);
-    }
-
-private:
-    QDataStream stream_;
-};
-
-// After the first wrong value all others are left as they are.
-class Reader {
-public:
-    explicit Reader(const QByteArray& bytes) : stream_(bytes) { stream_.setVersion(streamVersion); }
-
-    // All was right, and nothing is left.
-    [[nodiscard]] bool finished() const { return good() && stream_.atEnd(); }
-
-    template <class T>
-    void number(T& value, std::int64_t least, std::int64_t most) {
-        qint64 read = 0;
-        if (good()) stream_ >> read;
-        if (read < least || read > most) stream_.setStatus(QDataStream::ReadCorruptData);
-        if (good()) value = static_cast<T>(read);
-    }
-    template <class T>
-    void real(T& value) {
-        double read = 0;
-        if (good()) stream_ >> read;
-        if (good()) value = static_cast<T>(read);
-    }
-    void bytes(QByteArray& value, int most = static_cast<int>(greatestMessage)) {
-        if (good()) stream_ >> value;
-        if (value.size() > most) stream_.setStatus(QDataStream::ReadCorruptData);
-    }
-    template <class T, class Pass>
-    void pointer(std::shared_ptr<const T>& value, Pass pass) {
-        bool there = false;
-        number(there, 0, 1);
-        if (!there || !good()) return;
-        const auto read = std::make_shared<T>();
-        pass(*this, *read);
-        value = read;
-    }
-    template <class T, class Pass>
-    void optional(std::optional<T>& value, Pass pass) {
-        bool there = false;
-        number(there, 0, 1);
-        if (there && good()) pass(*this, value.emplace());
-    }
-    // Grows with what is really there, whatever the count says.
-    template <class T, class Pass>
-    void list(std::vector<T>& values, std::size_t most, Pass pass) {
-        std::size_t count = 0;
-        number(count, 0, static_cast<std::int64_t>(most));
-        for (std::size_t i = 0; i < count && good(); ++i) pass(*this, values.emplace_back());
-    }
-
-private:
-    [[nodiscard]] bool good() const { return stream_.status() == QDataStream::Ok; }
-
-    QDataStream stream_;
-};
 
 template <class Io, class Enum>
 void passEnum(Io& io, Enum& value, std::remove_const_t<Enum> last) {
@@ -194,7 +102,7 @@ constexpr auto passPart = [](auto& io, auto& part) {
 
 QByteArray encodeHeaders(const Headers& headers) {
     QByteArray bytes;
-    Writer writer(bytes);
+    MessageWriter writer(bytes);
     writer.list(headers, anyCount, passPart);
     return bytes;
 }
@@ -300,7 +208,7 @@ constexpr auto passReport = [](auto& io, auto& report, auto& headers) {
 
 QByteArray encodeWith(const FileReport& report, const SentHeaders& headers) {
     QByteArray content;
-    Writer writer(content);
+    MessageWriter writer(content);
     passReport(writer, report, headers);
     return content;
 }
@@ -328,6 +236,7 @@ FileReport tooLarge(const FileReport& report) {
     limited.headers = nullptr;
     limited.chunks.clear();
     limited.decoded = false;
+    limited.picture = nullptr;
     limited.findings.push_back(makeFinding(Code::limit, "its headers are larger than this program can handle"));
     arrangeFindings(limited.findings);
     return limited;
@@ -392,14 +301,14 @@ Arrival readMessage(const QByteArray& stream, int& at, QByteArray& content) {
 
 QByteArray encodeChecks(const std::vector<FileCheck>& checks) {
     QByteArray content;
-    Writer writer(content);
+    MessageWriter writer(content);
     writer.list(checks, anyCount, passCheck);
     return content;
 }
 
 std::optional<std::vector<FileCheck>> decodeChecks(const QByteArray& content) {
     std::vector<FileCheck> checks;
-    Reader reader(content);
+    MessageReader reader(content);
     reader.list(checks, anyCount, passCheck);
     if (!reader.finished()) return std::nullopt;
     return checks;
@@ -431,7 +340,7 @@ std::shared_ptr<const Headers> HeaderStore::get(const QByteArray& encoded) {
     auto known = headers_.find(hash, [&](const Headers& headers) { return encodeHeaders(headers) == encoded; });
     if (known) return known;
     auto headers = std::make_shared<Headers>();
-    Reader reader(encoded);
+    MessageReader reader(encoded);
     reader.list(*headers, anyCount, passPart);
     if (!reader.finished()) return nullptr;
     for (kxExr::Part& part : *headers) share(part.channels);
@@ -451,7 +360,7 @@ void HeaderStore::share(kxExr::ChannelList& channels) {
 std::optional<FileReport> ReportDecoder::decode(const QByteArray& content) {
     FileReport report;
     SentHeaders sent;
-    Reader reader(content);
+    MessageReader reader(content);
     passReport(reader, report, sent);
     if (!reader.finished()) return std::nullopt;
     if (sent.form == HeadersForm::known) {

@@ -1,53 +1,20 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxPagePlots.h"
 
-#include "tests/support/PageMarkup.h"
+#include "check/kxPageDrawing.h"
+#include "tests/support/PageDrawings.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
 using namespace kxCheck;
 
 namespace {
-
-std::vector<PageFrame> framesOf(const std::vector<int>& levels) {
-    std::vector<PageFrame> frames;
-    for (const int level : levels) {
-        PageFrame frame;
-        frame.label = QByteArray::number(static_cast<int>(1001 + frames.size()));
-        frame.level = level;
-        frame.verdict = level == 3 ? Verdict::bad : level > 0 ? Verdict::suspicious : Verdict::good;
-        frame.size = 1000 + static_cast<std::int64_t>(frames.size());
-        frames.push_back(frame);
-    }
-    return frames;
-}
-
-// The drawing's elements.
-PageMarkup markup(const QByteArray& html) {
-    return PageMarkup("<!DOCTYPE html>\n<html>" + html.toStdString() + "</html>");
-}
-
-PageMarkup strip(const std::vector<PageFrame>& frames) {
-    return markup(
-        stripFigure(frames, [](std::size_t place) { return 'f' + QByteArray::number(static_cast<int>(place)); }));
-}
-
-// "M0 1h2" as words of a letter and its numbers: "M 0 1", "h 2".
-std::vector<std::string> stepsOf(const PageElement& path) {
-    std::vector<std::string> steps;
-    for (const char c : path.attribute("d")) {
-        if (std::isalpha(static_cast<unsigned char>(c)))
-            steps.push_back(std::string(1, c) + ' ');
-        else
-            steps.back() += c;
-    }
-    return steps;
-}
 
 std::vector<PageElement> ofBothClasses(const PageMarkup& page, const std::string& a, const std::string& b) {
     std::vector<PageElement> found = page.ofClass(a);
@@ -57,50 +24,6 @@ std::vector<PageElement> ofBothClasses(const PageMarkup& page, const std::string
 }
 
 }  // namespace
-
-TEST(StripFigure, HasABarForEachFrameThatIsHigherTheWorse) {
-    const PageMarkup page = strip(framesOf({0, 1, 2, 3}));
-    ASSERT_EQ(page.fault(), "");
-    const char* const tops[] = {"M 0 26", "M 250 18", "M 500 10", "M 750 0"};
-    for (int level = 0; level < 4; ++level) {
-        const auto bars = page.ofClass("l" + std::to_string(level));
-        ASSERT_EQ(bars.size(), 1U) << level;
-        EXPECT_EQ(stepsOf(bars[0])[0], tops[level]);
-    }
-}
-
-TEST(StripFigure, LeadsToTheFirstFrameOfEachRunThatIsNotGood) {
-    const PageMarkup page = strip(framesOf({0, 0, 3, 1, 0, 2, 0}));
-    const auto links = page.named("a");
-    ASSERT_EQ(links.size(), 2U);
-    EXPECT_EQ(links[0].attribute("href"), "#f2");
-    EXPECT_EQ(links[0].text, "1003 and on: 2 frames that are not good");
-    EXPECT_EQ(links[1].attribute("href"), "#f5");
-    EXPECT_EQ(links[1].text, "1006 suspicious");
-}
-
-TEST(StripFigure, ShowsTheWorstOfFramesThatShareABar) {
-    std::vector<int> levels(25000);
-    levels[12012] = 1;
-    levels[12013] = 3;
-    const PageMarkup page = strip(framesOf(levels));
-    EXPECT_EQ(page.ofClass("l1").size(), 0U);
-    ASSERT_EQ(page.ofClass("l3").size(), 1U);
-    EXPECT_EQ(stepsOf(page.ofClass("l3")[0])[0], "M 480 0");
-    ASSERT_EQ(page.named("a").size(), 1U);
-    EXPECT_EQ(page.named("a")[0].attribute("href"), "#f12012");
-    EXPECT_NE(page.named("figcaption")[0].text.find("one bar for 25 frames"), std::string::npos);
-}
-
-TEST(StripFigure, StaysSmallWhateverTheFrames) {
-    for (const std::size_t count : {1000U, 25000U}) {
-        std::vector<int> levels(count);
-        for (std::size_t i = 0; i < count; ++i) levels[i] = static_cast<int>(i * 1000 / count % 4);
-        const PageMarkup page = strip(framesOf(levels));
-        EXPECT_LT(page.elements().size(), 2000U);
-        EXPECT_EQ(page.named("a").size(), 250U);
-    }
-}
 
 TEST(PlotFigures, LeaveOutWhatNoFrameHas) {
     std::vector<PageFrame> frames = framesOf({0, 0, 0});
@@ -155,17 +78,10 @@ TEST(PlotFigures, DrawNoMoreDotsThanColumns) {
     EXPECT_LT(page.elements().size(), 20U);
 }
 
-TEST(HistogramFigure, DrawsTheRootOfItsBins) {
-    kxCHK::Histogram histogram{};
-    histogram[0][0] = 400;
-    histogram[1][31] = 100;
-    const PageMarkup page = markup(histogramFigure(histogram));
-    ASSERT_EQ(page.named("path").size(), 3U);
-    const auto red = stepsOf(page.named("path")[0]);
-    EXPECT_EQ(red[1], "V 2");  // the highest bin of all
-    EXPECT_EQ(red[3], "V 100");
-    const auto green = stepsOf(page.named("path")[1]);
-    EXPECT_EQ(green[63], "V 51");
-    EXPECT_EQ(green.size(), 66U);
-    EXPECT_EQ(markup(histogramFigure({})).fault(), "");
+// One frame that is a hundred times as unlike its neighbours as others leaves them to be seen.
+TEST(PlotFigures, DrawDifferencesByTheirLogarithm) {
+    std::vector<PageFrame> frames = framesOf({0, 0, 0});
+    const double jumps[] = {0, 1, 3};
+    for (std::size_t i = 0; i < frames.size(); ++i) frames[i].jump = jumps[i];
+    EXPECT_EQ(markup(plotFigures(frames)).ofClass("curve")[0].attribute("d"), "M166.67 96h0L500 50L833.33 4");
 }

@@ -22,7 +22,7 @@ protected:
     PageMarkup page(std::vector<std::string> arguments) const {
         arguments.insert(arguments.begin(), {"--report", "page.html"});
         static_cast<void>(check(arguments));
-        const PageMarkup markup(bytes());
+        PageMarkup markup(bytes());
         EXPECT_EQ(pageFaults(markup), Texts());
         return markup;
     }

@@ -15,7 +15,7 @@ std::string takenBetween(std::string& text, const std::string& opening, const st
     const std::size_t begin = text.find(opening);
     const std::size_t end = text.find(closing, begin);
     if (begin == std::string::npos || end == std::string::npos) return {};
-    const std::string taken = text.substr(begin + opening.size(), end - begin - opening.size());
+    std::string taken = text.substr(begin + opening.size(), end - begin - opening.size());
     text.erase(begin + opening.size(), taken.size());
     return taken;
 }

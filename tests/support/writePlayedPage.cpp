@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
     const PlayedDamage damage = word == "none"  ? PlayedDamage::none
                                 : word == "all" ? PlayedDamage::all
                                                 : PlayedDamage::some;
-    const QByteArray fault = writePlayedPage(argv[3], std::atoi(argv[1]), damage);
+    const QByteArray fault = writePlayedPage(argv[3], static_cast<int>(std::strtol(argv[1], nullptr, 10)), damage);
     if (!fault.isEmpty()) std::fprintf(stderr, "%s\n", fault.constData());
     return fault.isEmpty() ? 0 : 1;
 }

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// A picture's histogram as a page shows it. Pure function; what comes back is HTML.
+#pragma once
+
+#include "image/kxHistogram.h"
+
+#include <QByteArray>
+
+namespace kxCheck {
+
+// The outlines of red, green and blue; alpha is left out.
+[[nodiscard]] QByteArray histogramFigure(const kxCHK::Histogram& histogram);
+
+}  // namespace kxCheck
