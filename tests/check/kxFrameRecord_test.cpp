@@ -129,7 +129,7 @@ TEST(FrameRecord, NamesTypesCompressionChannelsAndParts) {
               QStringLiteral("1920x1080  Half Float and Float and Unsigned Integer (no Float), dwaa, R Z id"));
     part.channels = {{"id", PixelType::uint}};
     EXPECT_EQ(sourceLine({part}), QStringLiteral("1920x1080  Unsigned Integer (no Float), dwaa, id"));
-    part.channels.assign(1000, {"channel"});
+    part.channels = std::vector<kxExr::Channel>(1000, {"channel"});
     EXPECT_TRUE(sourceLine({part}).endsWith(QStringLiteral("...")));
 }
 
