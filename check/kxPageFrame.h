@@ -40,6 +40,11 @@ struct PageFrame {
     std::shared_ptr<const FrameReport> details;  // without preview; null: `text` must do
 };
 
+// Those that are not good have a section, and the only one of a sequence, which has details then.
+[[nodiscard]] inline bool hasSection(const PageFrame& frame) {
+    return frame.level > 0 || frame.details;
+}
+
 // Made of a judged frame, without preview, text and details.
 [[nodiscard]] PageFrame pageFrame(const FrameReport& frame);
 

@@ -83,7 +83,7 @@ public:
 
     // Empty when the frame is not on the page.
     [[nodiscard]] QByteArray of(std::size_t place) const {
-        if (sequence_.frames[place].level > 0) return ofGroup(groupOf(place));
+        if (hasSection(sequence_.frames[place])) return ofGroup(groupOf(place));
         return std::binary_search(tiles_.begin(), tiles_.end(), place) ? frameAnchor(sequence_.number, place)
                                                                        : QByteArray();
     }
@@ -104,28 +104,46 @@ private:
     const std::vector<std::size_t>& tiles_;
 };
 
+FrameView viewOf(const PageSequence& sequence, const std::vector<PageGroup>& groups, std::size_t i,
+                 const Anchors& anchors, const LoadPicture& load) {
+    const PageGroup& group = groups[i];
+    const PageFrame& frame = sequence.frames[group.first];
+    FrameView view;
+    view.sequence = sequence.number;
+    view.place = group.first;
+    view.outcome = outcomeOf(frame, sequence.summary.isHeld);
+    if (!frame.details) return view;
+    view.previous = anchors.ofGroup(i - 1);
+    view.next = anchors.ofGroup(i + 1);
+    view.large = load(frame.preview.large);
+    if (group.first > 0) view.before = neighbourAt(sequence, group.first - 1, anchors.of(group.first - 1), load);
+    if (group.last < sequence.frames.size())
+        view.after = neighbourAt(sequence, group.last, anchors.of(group.last), load);
+    return view;
+}
+
+// A browser lays out only what is seen: sections by themselves, rows by the hundred.
 void writeGroups(const PageSequence& sequence, const std::vector<PageGroup>& groups, const Anchors& anchors,
                  const LoadPicture& load, const HtmlSink& sink) {
+    constexpr std::size_t mostRowsOfBatch = 100;
+    std::size_t rows = 0;  // in the batch that is open
+    const auto endBatch = [&] {
+        if (rows > 0) sink("</div>\n");
+        rows = 0;
+    };
     for (std::size_t i = 0; i < groups.size(); ++i) {
         const PageGroup& group = groups[i];
         const PageFrame& frame = sequence.frames[group.first];
-        FrameView view;
-        view.sequence = sequence.number;
-        view.place = group.first;
-        view.previous = anchors.ofGroup(i - 1);
-        view.next = anchors.ofGroup(i + 1);
-        view.outcome = outcomeOf(frame, sequence.summary.isHeld);
-        if (!frame.details) {
-            sink(frameRow(frame, sequence.frames[group.last - 1], group.last - group.first, view));
+        const FrameView view = viewOf(sequence, groups, i, anchors, load);
+        if (frame.details || rows == mostRowsOfBatch) endBatch();
+        if (frame.details) {
+            sink(frameSection(frame, view));
             continue;
         }
-        view.large = load(frame.preview.large);
-        if (group.first > 0)
-            view.before = neighbourAt(sequence, group.first - 1, anchors.of(group.first - 1), load);
-        if (group.last < sequence.frames.size())
-            view.after = neighbourAt(sequence, group.last, anchors.of(group.last), load);
-        sink(frameSection(frame, view));
+        if (rows++ == 0) sink(R"(<div class="batch">)");
+        sink(frameRow(frame, sequence.frames[group.last - 1], group.last - group.first, view));
     }
+    endBatch();
 }
 
 // --- The contact sheet -------------------------------------------------------------------------------------------
@@ -147,7 +165,7 @@ void writeSheet(const PageSequence& sequence, const std::vector<std::size_t>& ti
         const std::size_t place = tiles[i];
         const PageFrame& frame = sequence.frames[place];
         if (i % tilesOfList == 0) sink(i == 0 ? R"(<ol class="sheet">)" : "</ol>\n<ol class=\"sheet\">");
-        const QByteArray target = frame.level > 0 ? anchors.of(place) : QByteArray();
+        const QByteArray target = hasSection(frame) ? anchors.of(place) : QByteArray();
         sink(sheetItem(frame, frameAnchor(sequence.number, place), place, target, load(frame.preview.small)));
     }
     sink("</ol>\n");
@@ -179,7 +197,7 @@ std::vector<PageGroup> pageGroups(const PageSequence& sequence) {
     const std::vector<PageFrame>& frames = sequence.frames;
     std::vector<PageGroup> groups;
     for (std::size_t i = 0; i < frames.size(); ++i) {
-        if (frames[i].level == 0) continue;
+        if (!hasSection(frames[i])) continue;
         const bool goesOn = !groups.empty() && groups.back().last == i &&
                             saysTheSame(frames[groups.back().first], frames[i], sequence.summary.isHeld);
         if (!goesOn) groups.push_back({i, i});
@@ -205,10 +223,11 @@ void writeSequence(const PageSequence& sequence, const LoadPicture& load, const 
         sink(plotFigures(sequence.frames));
     }
     if (!groups.empty()) {
-        sink(element("h3", {}, "Frames that are not good") + '\n');
+        const bool isGood = sequence.frames[groups.front().first].level == 0;
+        sink(element("h3", {}, isGood ? "The frame" : "Frames that are not good") + '\n');
         writeGroups(sequence, groups, anchors, load, sink);
     }
-    if (!tiles.empty()) {
+    if (!tiles.empty() && sequence.frames.size() > 1) {
         sink(element("h3", {}, "Contact sheet") + sheetNote(sequence, tiles) + '\n');
         writeSheet(sequence, tiles, anchors, load, sink);
     }

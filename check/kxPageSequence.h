@@ -38,7 +38,7 @@ struct PageGroup {
     std::size_t last = 0;
 };
 
-// All that are not good. Those that have details stand alone; others that follow each other and of which the same
+// All that have a section. Those that have details stand alone; others that follow each other and of which the same
 // is to be said stand together.
 [[nodiscard]] std::vector<PageGroup> pageGroups(const PageSequence& sequence);
 

@@ -118,7 +118,8 @@ constexpr char frames[] = R"(
 .frame { background: var(--card); border: 1px solid var(--line); border-left: 5px solid var(--line);
   border-radius: 6px; padding: .8rem 1rem; margin-bottom: .8rem; content-visibility: auto;
   contain-intrinsic-size: auto 420px; }
-.frame.row { padding: .35rem 1rem; margin-bottom: .35rem; contain-intrinsic-size: auto 36px; overflow-wrap: anywhere; }
+.frame.row { padding: .35rem 1rem; margin-bottom: .35rem; content-visibility: visible; overflow-wrap: anywhere; }
+.batch { content-visibility: auto; contain-intrinsic-size: auto 1000px; margin-bottom: .8rem; }
 .frame.row > bdi { font-weight: 650; font-variant-numeric: tabular-nums; }
 .frame.l1 { border-left-color: var(--l1); }
 .frame.l2 { border-left-color: var(--l2); }

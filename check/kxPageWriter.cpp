@@ -87,9 +87,10 @@ void PageWriter::frame(const FrameReport& frame) {
     sequence_->frames.push_back(std::move(kept));
 }
 
-// Of missing and unknown frames there is nothing to be shown.
+// Of missing and unknown frames there is nothing to be shown. The only frame of a sequence is, also when it is
+// good.
 void PageWriter::keepDetails(const FrameReport& frame, PageFrame& kept) {
-    if (frame.level == 0) return;
+    if (frame.level == 0 && sequence_->name.frames != 1) return;
     int& count = detailed_.at(static_cast<std::size_t>(frame.level));
     if (frame.verdict == Verdict::missing || frame.verdict == Verdict::unknown || count == mostDetailedFrames) {
         kept.text = findingsText(frame.findings);

@@ -135,6 +135,22 @@ TEST(PageSequence, HasAPlaceForEveryFrameThatIsNotGood) {
     }
 }
 
+TEST(PageSequence, HasRowsInBatches) {
+    const struct {
+        std::string letters;
+        std::size_t batches;
+    } cases[] = {{"...", 0}, {"b", 1}, {"bBb", 2}, {"BB", 0}, {"b.-.?", 1}};
+    for (const auto& c : cases)
+        EXPECT_EQ(written(sequenceOf(c.letters)).ofClass("batch").size(), c.batches) << c.letters;
+    PageSequence many = sequenceOf(std::string(250, 'b'));
+    for (std::size_t i = 0; i < many.frames.size(); ++i)
+        many.frames[i].text = QByteArray::number(static_cast<int>(i));
+    const PageMarkup page = written(many);
+    EXPECT_EQ(page.fault(), "");
+    EXPECT_EQ(page.ofClass("batch").size(), 3U);
+    EXPECT_EQ(page.ofClass("row").size(), 250U);
+}
+
 TEST(PageSequence, BeginsWithItsSummary) {
     PageSequence sequence = sequenceOf("..b-s");
     sequence.notes = {"nothing removed: <3>"};
@@ -160,6 +176,7 @@ TEST(PageSequence, NeedsNoCurvesOfOneFrame) {
     const PageMarkup page = written(sequenceOf("B"));
     EXPECT_EQ(page.ofClass("strip").size(), 0U);
     EXPECT_EQ(page.named("article").size(), 1U);
+    EXPECT_EQ(page.ofClass("tile").size(), 0U);
     EXPECT_EQ(written(sequenceOf("")).fault(), "");
 }
 

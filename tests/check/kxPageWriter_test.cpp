@@ -69,6 +69,15 @@ TEST_F(PageWriterTest, ShowsPicturesOfFramesThatAreNotGood) {
     EXPECT_EQ(page.ofClass("tile").size(), 100U);
 }
 
+TEST_F(PageWriterTest, ShowsTheOnlyFrameAlsoWhenItIsGood) {
+    ASSERT_EQ(writePlayedPage(path(), 1, PlayedDamage::none), "");
+    const PageMarkup page(bytes());
+    EXPECT_EQ(page.textsOf("h3"), Texts{"The frame"});
+    EXPECT_EQ(page.textsOf("h4"), Texts{"1001 ✓ good"});
+    ASSERT_EQ(page.named("img").size(), 1U);
+    EXPECT_EQ(page.named("img")[0].attribute("width"), "580");
+}
+
 TEST_F(PageWriterTest, ListsSeveralSequencesAtTheTop) {
     PageWriter page(path(), Level::pixels);
     playSequence(page, 10, PlayedDamage::none, "/r/a.####.exr");

@@ -53,6 +53,25 @@ TEST_F(CheckPageTest, ShowsEveryFrameThatIsNotGood) {
     EXPECT_NE(bytes().find("unreadable: the link leads nowhere"), std::string::npos);
 }
 
+TEST_F(CheckPageTest, HasPicturesOfDecodedFrames) {
+    mixedSequence();
+    const PageMarkup markup = page({"beauty.1001.exr"});
+    ASSERT_EQ(markup.ofClass("tile").size(), 10U);
+    std::string without;
+    for (const PageElement& tile : markup.ofClass("tile"))
+        if (tile.text.find("no picture") == 0) without += tile.text.substr(10, 4) + " ";
+    EXPECT_EQ(without, "1003 1004 1006 1008 ");
+    std::string large;
+    for (const PageElement& picture : markup.named("img"))
+        if (!picture.attribute("alt").empty()) large += picture.attribute("alt") + "; ";
+    EXPECT_EQ(large, "Picture of frame 1005; ");
+    EXPECT_EQ(markup.ofClass("histogram").size(), 1U);
+    EXPECT_EQ(markup.ofClass("plot").size(), 3U);
+    const PageMarkup structure = page({"-l", "structure", "beauty.1001.exr"});
+    EXPECT_EQ(structure.named("img").size(), 0U);
+    EXPECT_EQ(structure.ofClass("plot").size(), 1U);
+}
+
 TEST_F(CheckPageTest, ChangesNothingThatIsPrinted) {
     mixedSequence();
     const std::string without = outcome({"beauty.1001.exr"});
