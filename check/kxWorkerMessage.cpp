@@ -323,6 +323,7 @@ QByteArray ReportEncoder::encode(const FileReport& report) {
     if (headers.form == HeadersForm::fresh) {
         const auto number = static_cast<int>(numbers_.size());
         numbers_.insert(headers.encoding, number);
+        numberedBytes_ += headers.encoding.size();
     }
     return content;
 }
@@ -331,7 +332,8 @@ SentHeaders ReportEncoder::formOf(const Headers& headers) const {
     const QByteArray encoding = encodeHeaders(headers);
     const auto known = numbers_.constFind(encoding);
     if (known != numbers_.constEnd()) return {HeadersForm::known, known.value(), QByteArray()};
-    const bool room = numbers_.size() < mostNumberedHeaders;
+    const bool room =
+        numbers_.size() < mostNumberedHeaders && numberedBytes_ + encoding.size() <= mostNumberedBytes;
     return {room ? HeadersForm::fresh : HeadersForm::single, 0, encoding};
 }
 
@@ -372,7 +374,9 @@ std::optional<FileReport> ReportDecoder::decode(const QByteArray& content) {
         if (!report.headers) return std::nullopt;
     }
     if (sent.form == HeadersForm::fresh) {
-        if (numbered_.size() >= static_cast<std::size_t>(mostNumberedHeaders)) return std::nullopt;
+        numberedBytes_ += sent.encoding.size();
+        const bool room = numbered_.size() < static_cast<std::size_t>(mostNumberedHeaders);
+        if (!room || numberedBytes_ > mostNumberedBytes) return std::nullopt;
         numbered_.push_back(report.headers);
     }
     if (!isConsistent(report)) return std::nullopt;

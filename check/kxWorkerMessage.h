@@ -22,8 +22,9 @@ namespace kxCheck {
 
 // Bytes of a message without its length, at most.
 constexpr std::uint32_t greatestMessage = 4U << 20U;
-// Headers that each end remembers for one connection; later ones are sent each time.
+// Headers that each end remembers for one connection, and bytes of their encodings; later ones are sent each time.
 constexpr int mostNumberedHeaders = 64;
+constexpr std::int64_t mostNumberedBytes = 512 << 10;
 
 // Appends a message with this content, at most greatestMessage bytes, to what is to be sent.
 void appendMessage(QByteArray& stream, const QByteArray& content);
@@ -58,6 +59,7 @@ private:
     [[nodiscard]] SentHeaders formOf(const Headers& headers) const;
 
     QHash<QByteArray, int> numbers_;  // of headers that were sent, by their encoding
+    std::int64_t numberedBytes_ = 0;  // of these encodings
 };
 
 // Makes equal headers one value as long as someone has it, and gives the same list of channels to those that differ
@@ -85,6 +87,7 @@ public:
 private:
     HeaderStore& store_;
     std::vector<std::shared_ptr<const Headers>> numbered_;
+    std::int64_t numberedBytes_ = 0;
 };
 
 }  // namespace kxCheck

@@ -36,6 +36,20 @@ constexpr milliseconds killGrace(1000);
 constexpr milliseconds startGrace(1000);
 constexpr milliseconds shortPause(1);
 
+// What a report takes while it waits: about as much as its message. Channels take more, or next to nothing where
+// others have the same list.
+std::int64_t waitingBytesOf(const FileReport& report, std::int64_t message) {
+    constexpr std::int64_t leastInMessage = 28;
+    constexpr std::int64_t moreInMemory = 60;
+    std::int64_t bytes = message + bytesBesideMessage;
+    if (!report.headers) return bytes;
+    for (const kxExr::Part& part : *report.headers) {
+        const bool isShared = part.channels.shared().use_count() > 1;
+        bytes += static_cast<std::int64_t>(part.channels.size()) * (isShared ? -leastInMessage : moreInMemory);
+    }
+    return std::max(bytes, bytesBesideMessage);
+}
+
 FileReport limitReport(const QByteArray& text) {
     FileReport report;
     report.findings = {makeFinding(Code::limit, text)};
@@ -349,7 +363,8 @@ bool WorkerPool::takeReport(Connection& connection, const QByteArray& content) {
     ++traffic_.reports;
     connection.hasReported = true;
     connection.lastSign = Clock::now();
-    finish(connection.batch.front(), std::move(*report), content.size() + bytesBesideMessage);
+    const std::int64_t bytes = waitingBytesOf(*report, content.size());
+    finish(connection.batch.front(), std::move(*report), bytes);
     connection.batch.pop_front();
     return true;
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -344,6 +345,37 @@ TEST(Report, SendsHeadersAnewWhenItHasNumberedManyOthers) {
             ASSERT_TRUE(received && received->headers);
             EXPECT_EQ(received->headers->front().name, part.name);
         }
+    }
+}
+
+// Otherwise every connection would keep the headers of hostile files.
+TEST(Report, NumbersNoLargeHeaders) {
+    ReportEncoder encoder;
+    HeaderStore store;
+    ReportDecoder decoder(store);
+    std::vector<std::weak_ptr<const Headers>> sent;
+    for (int i = 0; i < 10; ++i) {
+        FileReport report;
+        kxExr::Part part;
+        part.name = QByteArray(static_cast<int>(mostNumberedBytes / 3), static_cast<char>('a' + i));
+        report.headers = std::make_shared<const Headers>(Headers{part});
+        const auto received = decoder.decode(encoder.encode(report));
+        ASSERT_TRUE(received && received->headers);
+        EXPECT_EQ(received->headers->front().name, part.name);
+        sent.push_back(received->headers);
+    }
+    EXPECT_EQ(std::count_if(sent.begin(), sent.end(), [](const auto& headers) { return !headers.expired(); }), 2);
+}
+
+TEST(Report, IsRejectedWithMoreBytesOfNumberedHeadersThanItMayHave) {
+    HeaderStore store;
+    ReportDecoder decoder(store);
+    for (int i = 0; i < 3; ++i) {
+        FileReport report;
+        kxExr::Part part;
+        part.name = QByteArray(static_cast<int>(mostNumberedBytes * 2 / 5), static_cast<char>('a' + i));
+        report.headers = std::make_shared<const Headers>(Headers{part});
+        EXPECT_EQ(decoder.decode(ReportEncoder().encode(report)).has_value(), i < 2) << i;
     }
 }
 
