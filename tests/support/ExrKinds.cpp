@@ -276,6 +276,11 @@ bool isForDeep(Imf::Compression compression) {
     return compression <= Imf::ZIPS_COMPRESSION;
 }
 
+// The library writes JPEG 2000 with samplings that are powers of two only.
+bool writesAnySampling(Imf::Compression compression) {
+    return compression <= Imf::DWAB_COMPRESSION;
+}
+
 const std::vector<KindChannel> threeTypes{{"A", Imf::HALF}, {"Z", Imf::FLOAT}, {"id", Imf::UINT}, {"R", Imf::HALF}};
 
 KindPart partOf(bool tiled, bool deep, Imf::Compression compression) {
@@ -304,6 +309,7 @@ void addSubsampled(const CompressionName& row, std::vector<Kind>& kinds) {
     part.channels = {{"BY", Imf::HALF, 2, 2}, {"RY", Imf::HALF, 2, 2}, {"Y"}};
     part.dataWindow = {{-4, -6}, {43, 63}};
     kinds.push_back({std::string("halved") + row.name, {part}});
+    if (!writesAnySampling(row.compression)) return;
     part.channels = {{"BY", Imf::HALF, 3, 3}, {"Y"}};
     part.dataWindow = {{-3, -6}, {44, 62}};
     kinds.push_back({std::string("thirded") + row.name, {part}});
