@@ -98,13 +98,13 @@ void CheckOutputs::endSequence(const Summary& summary, int exitCode, bool isInte
 
 void CheckOutputs::problem(const QByteArray& text) {
     writeProblem(text);
-    if (page_) page_->problem(text);
+    problems_.push_back(text);
 }
 
 void CheckOutputs::close(bool isInterrupted, std::int64_t time) {
     bar_.clear();
     if (file_) file_->close();
-    if (page_) page_->finish(isInterrupted, time);
+    if (page_) page_->finish(problems_, isInterrupted, time);
 }
 
 QByteArray CheckOutputs::fault() const {

@@ -20,6 +20,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 namespace kxCheck {
 
@@ -27,7 +28,8 @@ class CheckOutputs {
 public:
     explicit CheckOutputs(const Settings& settings);
 
-    // Opens, and empties, the JSON file if there is one; see fault(). Before anything but problem().
+    // Opens, and empties, the JSON file and tries the page's, if there are any; see fault(). Before anything but
+    // problem().
     void open();
     // Of one sequence, in this order. Lines are with the system when a call is over.
     void beginSequence(const SequenceName& sequence, const Headers* headers, int labelWidth);
@@ -44,7 +46,7 @@ public:
     void takePreview(const FrameName& frame, FileReport& report);
 
     void progress(const RunProgress& progress) { bar_.show(progress); }
-    // A line for standard error, without control characters.
+    // A line for standard error, without control characters. The page repeats it.
     void problem(const QByteArray& line);
 
     // Closes the JSON file and writes the page, of that time (nanoseconds since the Unix epoch); then whether all
@@ -66,6 +68,7 @@ private:
     std::optional<Output> file_;
     Output* json_;  // null: none
     std::optional<PageWriter> page_;
+    std::vector<QByteArray> problems_;
     ProgressBar bar_;
     LineStyle style_;
 };

@@ -13,7 +13,7 @@ namespace kxCheck {
 
 namespace {
 
-QByteArray link(const QByteArray& anchor, const QByteArray& content) {
+QByteArray linkTo(const QByteArray& anchor, const QByteArray& content) {
     return element("a", R"(href="#)" + anchor + '"', content);
 }
 
@@ -125,7 +125,7 @@ QByteArray neighbourFigure(const char* side, const PageNeighbour& neighbour) {
     const QByteArray caption = element("figcaption", {}, QByteArray(side) + ' ' + htmlName(neighbour.label));
     const QByteArray picture = jpegElement(neighbour.small, neighbour.width, neighbour.height, {});
     return element("figure", {},
-                   neighbour.anchor.isEmpty() ? picture + caption : link(neighbour.anchor, picture + caption));
+                   neighbour.anchor.isEmpty() ? picture + caption : linkTo(neighbour.anchor, picture + caption));
 }
 
 QByteArray picturesOf(const PageFrame& frame, const FrameView& view) {
@@ -140,9 +140,9 @@ QByteArray picturesOf(const PageFrame& frame, const FrameView& view) {
 
 QByteArray steps(const FrameView& view) {
     QByteArray html;
-    if (!view.previous.isEmpty()) html += link(view.previous, "↑ previous");
-    html += link('s' + numberText(view.sequence), "overview");
-    if (!view.next.isEmpty()) html += link(view.next, "↓ next");
+    if (!view.previous.isEmpty()) html += linkTo(view.previous, "↑ previous");
+    html += linkTo('s' + numberText(view.sequence), "overview");
+    if (!view.next.isEmpty()) html += linkTo(view.next, "↓ next");
     return element("p", R"(class="steps")", html);
 }
 
@@ -217,7 +217,7 @@ QByteArray sheetItem(const PageFrame& frame, const QByteArray& anchor, std::size
     const QByteArray mark = element("span", R"(class="mark")", markOf(frame.verdict, frame.level));
     const QByteArray content = picture + element("span", R"(class="label")", htmlName(frame.label) + ' ' + mark);
     const QByteArray attributes = levelClass("tile", frame.level);
-    if (!target.isEmpty()) return element("li", attributes, link(target, content));
+    if (!target.isEmpty()) return element("li", attributes, linkTo(target, content));
     return element("li", attributes + placeAttributes(anchor, place), content);
 }
 

@@ -133,27 +133,32 @@ QByteArray marks(const std::vector<PageFrame>& frames, const Curve& curve, std::
     return html;
 }
 
-QByteArray plotFigure(const std::vector<PageFrame>& frames, const PlotRow& row) {
-    const Curve curve = curveOf(frames, row);
-    if (curve.isEmpty) return {};
+// The range at the left of the drawing.
+QByteArray axisElement(const Curve& curve, const PlotRow& row) {
+    return element("div", R"(class="axis" aria-hidden="true")",
+                   element("span", {}, row.textOf(curve.high)) + element("span", {}, row.textOf(curve.low)));
+}
+
+QByteArray curveDrawing(const std::vector<PageFrame>& frames, const Curve& curve, const PlotRow& row) {
     const std::size_t columns = columnsFor(frames.size());
     QByteArray drawn;
     if (row.threshold > 0)
         drawn += pathElement("threshold", 'M' + point(0, curve.y(row.threshold)) + 'h' + coordinate(drawnWidth));
     drawn += curvePath(curve, columns);
     for (int level = 1; level <= highestLevel; ++level) drawn += marks(frames, curve, columns, level);
-    const QByteArray highest = row.textOf(*curve.values[curve.highest]);
-    const QByteArray summary = QByteArray(row.title) + " along the frames; highest " + highest + " at frame " +
-                               frames[curve.highest].label;
+    const QByteArray said = QByteArray(row.title) + " along the frames; highest " +
+                            row.textOf(*curve.values[curve.highest]) + " at frame " + frames[curve.highest].label;
+    return drawingElement(drawnHeight, R"(role="img" aria-label=")" + htmlText(said) + '"', drawn);
+}
+
+QByteArray plotFigure(const std::vector<PageFrame>& frames, const PlotRow& row) {
+    const Curve curve = curveOf(frames, row);
+    if (curve.isEmpty) return {};
+    const bool isDense = frames.size() > mostSingleDots;
     const QByteArray caption = element("figcaption", {}, element("b", {}, row.title) + ' ' + row.explained);
-    const QByteArray axis =
-        element("div", R"(class="axis" aria-hidden="true")",
-                element("span", {}, row.textOf(curve.high)) + element("span", {}, row.textOf(curve.low)));
-    return element("figure", R"(class="plot")",
-                   caption + element("div", R"(class="track")",
-                                     axis + drawingElement(drawnHeight,
-                                                           R"(role="img" aria-label=")" + htmlText(summary) + '"',
-                                                           drawn))) +
+    const QByteArray drawing = axisElement(curve, row) + curveDrawing(frames, curve, row);
+    return element("figure", isDense ? R"(class="plot dense")" : R"(class="plot")",
+                   caption + element("div", R"(class="track")", drawing)) +
            '\n';
 }
 

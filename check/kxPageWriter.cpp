@@ -148,8 +148,9 @@ QByteArray PageWriter::loadForPage(const StoredBytes& stored) {
     return spool_.get(stored);
 }
 
-void PageWriter::finish(bool isInterrupted, std::int64_t time) {
+void PageWriter::finish(const std::vector<QByteArray>& problems, bool isInterrupted, std::int64_t time) {
     if (!fault().isEmpty()) return;
+    facts_.problems = problems;
     facts_.isInterrupted = isInterrupted;
     facts_.written = time;
     errorNumber_ = writePage();

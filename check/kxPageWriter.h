@@ -44,11 +44,9 @@ public:
     void kept(const FrameReport& frame, const QByteArray& reason);
     void endSequence(const Summary& summary, bool isInterrupted);
 
-    // A line that was said beside the sequences.
-    void problem(const QByteArray& line) { facts_.problems.push_back(line); }
-
-    // Writes the page, unless something failed before. `time`: nanoseconds since the Unix epoch.
-    void finish(bool isInterrupted, std::int64_t time);
+    // Writes the page, unless something failed before. `problems` are the lines that were said beside the
+    // sequences; `time`: nanoseconds since the Unix epoch.
+    void finish(const std::vector<QByteArray>& problems, bool isInterrupted, std::int64_t time);
 
     // "FILE: No space left on device"; empty as long as all could be written.
     [[nodiscard]] QByteArray fault() const;

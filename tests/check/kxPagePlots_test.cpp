@@ -76,6 +76,8 @@ TEST(PlotFigures, DrawNoMoreDotsThanColumns) {
     const auto steps = stepsOf(ofBothClasses(page, "dot", "l3")[0]);
     EXPECT_EQ(steps.size(), 2 * mostColumns);
     EXPECT_LT(page.elements().size(), 20U);
+    EXPECT_EQ(page.ofClass("dense").size(), 1U);
+    EXPECT_EQ(markup(plotFigures(framesOf(std::vector<int>(400)))).ofClass("dense").size(), 0U);
 }
 
 // One frame that is a hundred times as unlike its neighbours as others leaves them to be seen.

@@ -82,8 +82,7 @@ TEST_F(PageWriterTest, ListsSeveralSequencesAtTheTop) {
     PageWriter page(path(), Level::pixels);
     playSequence(page, 10, PlayedDamage::none, "/r/a.####.exr");
     playSequence(page, 20, PlayedDamage::some, "/r/b<>.####.exr");
-    page.problem("kxCheckFrames: /r/c: <no> such directory");
-    page.finish(false, 0);
+    page.finish({"kxCheckFrames: /r/c: <no> such directory"}, false, 0);
     ASSERT_EQ(page.fault(), "");
     const PageMarkup markup(bytes());
     EXPECT_EQ(pageFaults(markup), Texts());
@@ -101,7 +100,7 @@ TEST_F(PageWriterTest, IsMarkedWhenTheRunWasInterrupted) {
     sequence.path = "/r/a.####.exr";
     page.beginSequence(sequence, nullptr);
     page.endSequence(Summary(), true);
-    page.finish(true, 0);
+    page.finish({}, true, 0);
     ASSERT_EQ(page.fault(), "");
     const PageMarkup markup(bytes());
     EXPECT_EQ(pageFaults(markup), Texts());
@@ -125,7 +124,7 @@ TEST_F(PageWriterTest, TellsWhatBecameOfFiles) {
     }
     page.kept(frames[2], "Permission <denied>");
     page.endSequence(summary, false);
-    page.finish(false, 0);
+    page.finish({}, false, 0);
     EXPECT_EQ(PageMarkup(bytes()).textsOf("h4"),
               (Texts{"1001 ✕ bad", "1002 ✕ bad deleted", "1003 ✕ bad not deleted: Permission <denied>"}));
 }
@@ -164,7 +163,7 @@ TEST_F(PageWriterTest, KnowsBeforehandWhatCantBeWritten) {
     for (const auto& c : cases) {
         PageWriter page(path(c.name), Level::pixels);
         EXPECT_EQ(page.fault(), path(c.name) + c.fault);
-        page.finish(false, 0);
+        page.finish({}, false, 0);
     }
     EXPECT_EQ(dir.entries(), (Texts{"frame", "pipe"}));
     EXPECT_EQ(readFileBytes(dir.file("frame")), std::string("\x76\x2f\x31\x01 and what follows"));

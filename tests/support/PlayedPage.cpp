@@ -156,6 +156,6 @@ void playSequence(PageWriter& page, int frames, PlayedDamage damage, const QByte
 QByteArray writePlayedPage(const QByteArray& file, int frames, PlayedDamage damage) {
     PageWriter page(file, Level::pixels);
     playSequence(page, frames, damage);
-    page.finish(false, 1764000000000000000);
+    page.finish({}, false, 1764000000000000000);
     return page.fault();
 }
