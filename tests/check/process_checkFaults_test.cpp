@@ -15,6 +15,7 @@ SamplePart largePart(const std::vector<std::string>& channels) {
     SamplePart part = samplePartOf(channels);
     part.displayWindow = part.dataWindow = {{0, 0}, {255, 255}};
     part.compression = Imf::NO_COMPRESSION;
+    part.pixels = SamplePixels::gradient;
     return part;
 }
 
