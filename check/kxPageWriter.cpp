@@ -44,7 +44,8 @@ int writeBytes(const kxReplacementFile& file, const QByteArray& bytes) {
 
 }  // namespace
 
-PageWriter::PageWriter(const QByteArray& path, Level level) : path_(path) {
+PageWriter::PageWriter(const QByteArray& path, Level level, std::int64_t roomForPictures)
+    : path_(path), roomForPictures_(roomForPictures) {
     facts_.level = level;
     if (isExrFile(path))
         refusal_ = "this is an EXR file, and is not overwritten";

@@ -31,8 +31,9 @@ constexpr std::int64_t mostPictureBytes = 128LL << 20;
 
 class PageWriter {
 public:
-    // Finds out whether the file could be written, see fault(); it is not touched. It must be no EXR file.
-    PageWriter(const QByteArray& path, Level level);
+    // Finds out whether the file could be written, see fault(); it is not touched. It must be no EXR file. Of
+    // pictures, as many are shown as have room.
+    PageWriter(const QByteArray& path, Level level, std::int64_t roomForPictures = mostPictureBytes);
 
     // Takes the pictures out of a file's report, before or while its sequence is told.
     void takePreview(const FrameName& frame, FileReport& report);
@@ -50,6 +51,8 @@ public:
 
     // "FILE: No space left on device"; empty as long as all could be written.
     [[nodiscard]] QByteArray fault() const;
+    // Of what waits in temporary files, in bytes.
+    [[nodiscard]] std::int64_t temporarySize() const { return spool_.size(); }
 
 private:
     void tryTarget();
@@ -67,7 +70,7 @@ private:
     QHash<QByteArray, std::size_t> places_;  // of its frames that may be removed, by path
     std::array<int, 4> detailed_{};          // frames of the sequence with details, by level
     std::vector<StoredBytes> sections_;      // finished pieces of the page, in their order
-    std::int64_t roomForPictures_ = mostPictureBytes;
+    std::int64_t roomForPictures_;
 };
 
 }  // namespace kxCheck

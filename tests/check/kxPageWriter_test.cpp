@@ -150,6 +150,40 @@ TEST_F(PageWriterTest, StaysSmallWithThousandsOfFrames) {
     EXPECT_NE(all.find("rows 24999 to 1079"), std::string::npos);
 }
 
+TEST_F(PageWriterTest, LeavesPicturesOutWhereTheyHaveNoRoomAndSaysSo) {
+    PageWriter page(path(), Level::pixels, 50000);
+    playSequence(page, 100, PlayedDamage::none);
+    page.finish({}, false, 0);
+    ASSERT_EQ(page.fault(), "");
+    const PageMarkup markup(bytes());
+    EXPECT_EQ(pageFaults(markup), Texts());
+    EXPECT_LT(bytes().size(), 120000U);
+    EXPECT_GT(markup.named("img").size(), 5U);
+    EXPECT_LT(markup.named("img").size(), 95U);
+    EXPECT_EQ(markup.ofClass("tile").size(), 100U);
+    ASSERT_EQ(markup.ofClass("warning").size(), 1U);
+    EXPECT_EQ(markup.ofClass("warning")[0].text,
+              "Pictures are left out: with all of them the page would be too large.");
+}
+
+// The large pictures of good frames are never shown.
+TEST_F(PageWriterTest, KeepsOnlySmallPicturesOfGoodFrames) {
+    PageWriter page(path(), Level::pixels);
+    SequenceName sequence;
+    sequence.frames = 500;
+    page.beginSequence(sequence, nullptr);
+    std::int64_t small = 0;
+    for (int i = 0; i < 500; ++i) {
+        FrameReport frame = playedFrame(i, 500, PlayedDamage::none);
+        small += frame.file.picture->preview.small.size();
+        page.takePreview(frame.name, frame.file);
+        EXPECT_TRUE(frame.file.picture->preview.jpeg.isEmpty());
+        page.frame(frame);
+    }
+    EXPECT_GE(page.temporarySize(), small);
+    EXPECT_LT(page.temporarySize(), 2 * small + 100000);
+}
+
 TEST_F(PageWriterTest, KnowsBeforehandWhatCantBeWritten) {
     ASSERT_TRUE(writeFileBytes(dir.file("frame"), "\x76\x2f\x31\x01 and what follows"));
     ASSERT_EQ(mkfifo(dir.file("pipe").c_str(), 0600), 0);
