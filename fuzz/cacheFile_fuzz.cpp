@@ -88,6 +88,10 @@ void loadFile(const uint8_t* bytes, std::size_t size) {
     require(loaded == (code == 0));
     require(file.image.capacity == kxCHK::thumbnailCapacity && file.image.bytesPerPixel == 4);
     if (loaded) requireViewLoads(path, file.data);
+    kxCHK::_SingleImageFile header;
+    require(header.loadHeaderFromFile(path, nullptr) || !loaded);
+    require(!loaded || std::memcmp(&header.data, &file.data, sizeof file.data) == 0);
+    use(header);
     use(file);
 }
 

@@ -176,6 +176,10 @@ public:
     // spoiled by it.
     [[nodiscard]] bool loadFromFile(QString const& fileName, int* errorCode);
 
+    // The same for all but the pixels, which are neither read nor known to be whole: the image is 0 x 0. Inflates
+    // no more than the first 1188 bytes of the file.
+    [[nodiscard]] bool loadHeaderFromFile(QString const& fileName, int* errorCode);
+
     // Fills this object from a zlib stream. It must have been made with createFromBuffer over a block of 761188
     // bytes, otherwise false and untouched. False for a damaged stream, one of another size and another layout;
     // impossible sizes and texts are emptied as by loadFromFile. The pixels are left as they were stored (see

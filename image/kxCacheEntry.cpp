@@ -46,15 +46,17 @@ int pixelMemorySize(const kxP::_imgRGBABuffer8& image) {
     return static_cast<int>(image.bytesPerPixel * image.capacity);
 }
 
+void emptyImage(kxP::_imgRGBABuffer8& image) {
+    image.setHeight(0);
+    image.setWidth(0);
+}
+
 // Empties what would lead out of bounds in a loaded object. The rest of the entry is as good as it was.
 void dropImpossible(_SingleImageFile& file) {
     kxP::_imgRGBABuffer8& image = file.image;
     const bool sizeFits = image.width >= 0 && image.height >= 0 && image.pixelCount <= image.capacity &&
                           static_cast<long long>(image.width) * image.height <= image.capacity;
-    if (!sizeFits) {
-        image.setHeight(0);
-        image.setWidth(0);
-    }
+    if (!sizeFits) emptyImage(image);
     if (!file.data.infoText.isIntact()) file.data.infoText.clear();
     if (!image.formatText.isIntact()) image.formatText.clear();
 }
@@ -88,6 +90,15 @@ int toCurrentLayout(_SingleImageFile& entry, const QString& fileName, int code) 
     return _KX_DataBuffer::errorForeignLayout;
 }
 
+// The code of an entry whose header was read with `code`; it is safe to use then, whatever that is.
+int acceptLoaded(_SingleImageFile& entry, const BufferIdentity& own, const QString& fileName, int code) {
+    code = toCurrentLayout(entry, fileName, code);
+    if (!own.hasFormatOf(entry.image)) code = _KX_DataBuffer::errorForeignLayout;
+    own.putBack(entry.image);
+    dropImpossible(entry);
+    return code;
+}
+
 }  // namespace
 
 _SingleImageFile::_SingleImageFile() : reserved_{}, fileFlags(0), reserved2_{}, image(thumbnailCapacity) {
@@ -109,13 +120,20 @@ bool _SingleImageFile::loadFromFile(QString const& fileName, int* errorCode) {
     int code =
         _KX_DataBuffer::loadFromFileCompressed(fileName, true, reinterpret_cast<char*>(this), headerSize,
                                                reinterpret_cast<char*>(image.pixels), pixelMemorySize(image));
-    code = toCurrentLayout(*this, fileName, code);
-    if (!own.hasFormatOf(image)) code = _KX_DataBuffer::errorForeignLayout;
-    own.putBack(image);
-    dropImpossible(*this);
+    code = acceptLoaded(*this, own, fileName, code);
     // Whatever the result: when a load fails that follows a save, the pixels are still the filtered ones. (Those of
     // a load before it are decoded a second time then.)
     if (fileFlags & pixelsFiltered) decodePredictionFilter(&image);
+    if (errorCode) *errorCode = code;
+    if (fileFlags & carriesCacheFlag) image.flags |= KX_IMG_CACHE_FLAG;
+    return code == 0;
+}
+
+bool _SingleImageFile::loadHeaderFromFile(QString const& fileName, int* errorCode) {
+    const BufferIdentity own(image);
+    int code = _KX_DataBuffer::loadStartOfCompressed(fileName, reinterpret_cast<char*>(this), headerSize);
+    code = acceptLoaded(*this, own, fileName, code);
+    emptyImage(image);
     if (errorCode) *errorCode = code;
     if (fileFlags & carriesCacheFlag) image.flags |= KX_IMG_CACHE_FLAG;
     return code == 0;

@@ -6,8 +6,10 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <limits>
 #include <string>
 
 #include <fcntl.h>
@@ -107,10 +109,16 @@ int openRegular(const std::string& path, long long sizeLimit, kxDescriptor& file
     return status.st_size > sizeLimit ? _KX_DataBuffer::errorTooLong : 0;
 }
 
-// One zlib stream read from a file.
+// No writer needs more than this for `size` bytes; a file of nothing but empty blocks would be read for ever.
+long long largestStream(std::size_t size) {
+    return 2 * static_cast<long long>(size) + 4096;
+}
+
+// One zlib stream read from a file, of which it reads no more than `limit` bytes.
 class Inflater {
 public:
-    explicit Inflater(int file) : file_(file), initialised_(inflateInit(&stream_) == Z_OK) {}
+    Inflater(int file, long long limit)
+        : file_(file), unread_(limit), initialised_(inflateInit(&stream_) == Z_OK) {}
     ~Inflater() {
         if (initialised_) inflateEnd(&stream_);
     }
@@ -128,6 +136,7 @@ private:
     int refill();
 
     int file_;
+    long long unread_;  // bytes that may be read
     z_stream stream_{};
     bool initialised_;
     bool ended_ = false;
@@ -135,8 +144,11 @@ private:
 };
 
 int Inflater::refill() {
-    const ssize_t count = readSome(file_, chunk_, sizeof chunk_);
+    const auto wanted = static_cast<std::size_t>(std::min<long long>(unread_, chunkSize));
+    if (wanted == 0) return _KX_DataBuffer::errorTooLong;
+    const ssize_t count = readSome(file_, chunk_, wanted);
     if (count <= 0) return count < 0 ? errno : _KX_DataBuffer::errorTooShort;
+    unread_ -= count;
     stream_.next_in = reinterpret_cast<Bytef*>(chunk_);
     stream_.avail_in = static_cast<uInt>(count);
     return 0;
@@ -159,7 +171,7 @@ int Inflater::fill(const Area& area) {
 }
 
 int readCompressed(int file, const Area& header, const Area& data) {
-    Inflater inflater(file);
+    Inflater inflater(file, largestStream(header.size + data.size));
     char spareByte;
     for (const Area& area : {header, data, Area{&spareByte, 1}}) {
         if (const int code = inflater.fill(area)) return code;
@@ -168,6 +180,12 @@ int readCompressed(int file, const Area& header, const Area& data) {
     if (inflater.produced() < wanted) return _KX_DataBuffer::errorTooShort;
     if (inflater.produced() > wanted) return _KX_DataBuffer::errorTooLong;
     return inflater.expectEnd();
+}
+
+int readStart(int file, const Area& start) {
+    Inflater inflater(file, largestStream(start.size));
+    if (const int code = inflater.fill(start)) return code;
+    return inflater.produced() < start.size ? _KX_DataBuffer::errorTooShort : 0;
 }
 
 int readAll(int file, const Area& area) {
@@ -184,11 +202,6 @@ int readPlain(int file, const Area& header, const Area& data) {
     if (const int code = readAll(file, header)) return code;
     if (const int code = readAll(file, data)) return code;
     return expectEndOfFile(file);
-}
-
-// No writer needs more than this for `size` bytes; a file of nothing but empty blocks would be read for ever.
-long long largestStream(std::size_t size) {
-    return 2 * static_cast<long long>(size) + 4096;
 }
 
 }  // namespace
@@ -218,6 +231,15 @@ int _KX_DataBuffer::loadFromFileCompressed(_kxString8_allSize<500> fileName, con
     if (const int code = openRegular(path, largestStream(headerArea.size + dataArea.size), file)) return code;
     return compressed ? readCompressed(file.number, headerArea, dataArea)
                       : readPlain(file.number, headerArea, dataArea);
+}
+
+int _KX_DataBuffer::loadStartOfCompressed(_kxString8_allSize<500> fileName, char* start, const int& size) {
+    if (size < 0) return EINVAL;
+    std::string path;
+    if (const int code = pathOf(fileName, path)) return code;
+    kxDescriptor file;
+    if (const int code = openRegular(path, std::numeric_limits<long long>::max(), file)) return code;
+    return readStart(file.number, {start, static_cast<std::size_t>(size)});
 }
 
 _kxString8_allSize<250> _KX_DataBuffer::errorString(const int& code) {

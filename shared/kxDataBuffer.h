@@ -36,6 +36,11 @@ public:
                                                     char* header, const int& headerSize, char* data,
                                                     const int& dataSize);
 
+    // Reads the first `size` bytes of such a compressed file, whatever follows them: the rest is neither read nor
+    // known to be whole. 0, or a code for errorString() and the area may hold a part of them. Only regular files
+    // are read, of them no more than any writer needs for so many bytes.
+    [[nodiscard]] static int loadStartOfCompressed(_kxString8_allSize<500> fileName, char* start, const int& size);
+
     // The text of a code: the system's reason in English for codes above 0, the module's own below, empty for 0.
     static _kxString8_allSize<250> errorString(const int& code);
 };

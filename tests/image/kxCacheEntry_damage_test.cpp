@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <climits>
 #include <cstddef>
 #include <cstring>
@@ -113,11 +114,28 @@ protected:
         int code = 12345;
         const bool good = file.loadFromFile(latin1(path), &code);
         EXPECT_EQ(good, code == 0);
+        if (good) expectSameHeader();
         EXPECT_EQ(+file.image.pixels, pixels);
         EXPECT_EQ(+file.image.ownedMemory, owned);
         EXPECT_EQ(file.image.capacity, 190000U);
         EXPECT_EQ(file.image.bytesPerPixel, 4);
         return code;
+    }
+
+    // Loading the header alone gives what loading all did.
+    void expectSameHeader() {
+        _SingleImageFile header;
+        int code = 12345;
+        EXPECT_TRUE(header.loadHeaderFromFile(latin1(path), &code));
+        EXPECT_EQ(code, 0);
+        EXPECT_EQ(std::memcmp(&header.data, &file.data, sizeof file.data), 0);
+        EXPECT_EQ(header.fileFlags, file.fileFlags);
+        EXPECT_EQ(header.image.flags, file.image.flags);
+        EXPECT_EQ(header.image.formatText.toQString(), file.image.formatText.toQString());
+        EXPECT_EQ(header.image.sourceWidth, file.image.sourceWidth);
+        EXPECT_EQ(header.image.pixelCount, 0U);
+        EXPECT_EQ(header.image.width, 0);
+        EXPECT_EQ(header.image.height, 0);
     }
 
     TempDir dir;
@@ -280,6 +298,43 @@ TEST_F(DamagedCacheFile, ACutFileLeavesNoImpossibleSizes) {
     EXPECT_EQ(file.image.width, 0);
     EXPECT_EQ(file.image.pixelCount, 0U);
     useAll(file);
+}
+
+TEST_F(DamagedCacheFile, AHeaderIsReadOnceItIsThere) {
+    const std::string good = plainDeflate(entryBytes(), 1);
+    std::size_t needed = 0;
+    for (std::size_t length = 0; length < 1400; length += 7) {
+        write(good.substr(0, length));
+        _SingleImageFile header;
+        int code = 0;
+        if (header.loadHeaderFromFile(latin1(path), &code)) {
+            EXPECT_EQ(header.data.infoText.toQString(), QStringLiteral("text"));
+        } else {
+            EXPECT_EQ(code, -4) << length;
+            needed = length;
+        }
+        useAll(header);
+    }
+    EXPECT_GT(needed, 50U);
+    EXPECT_LT(needed, 1300U);
+}
+
+TEST_F(DamagedCacheFile, HeadersOfAnotherLayoutAreRefused) {
+    for (const auto& [offset, size, value] :
+         {std::array<int, 3>{0, 2, 3585}, {0, 2, 3588}, {1153, 1, 16}, {1156, 4, 189999}}) {
+        writeEntry(
+            withNumber(entryBytes(), static_cast<std::size_t>(offset), static_cast<std::size_t>(size), value));
+        _SingleImageFile header;
+        int code = 0;
+        EXPECT_FALSE(header.loadHeaderFromFile(latin1(path), &code));
+        EXPECT_EQ(code, -1) << offset;
+        EXPECT_EQ(header.image.capacity, 190000U);
+        useAll(header);
+    }
+    writeEntry(withNumber(entryBytes(), 0, 2, 3586));
+    EXPECT_TRUE(file.loadHeaderFromFile(latin1(path), nullptr));
+    EXPECT_EQ(file.data.recordId, 3587);
+    EXPECT_TRUE(file.image.formatText.isEmpty());
 }
 
 // --- Streams in memory -----------------------------------------------------------------------------------------

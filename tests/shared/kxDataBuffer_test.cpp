@@ -76,6 +76,16 @@ int loadCode(const std::string& path, std::size_t headerSize, std::size_t dataSi
     return load(path, content, compressed);
 }
 
+// The first `size` bytes of a compressed file; what lies behind the area must stay.
+int loadStart(const std::string& path, std::size_t size, std::string& start) {
+    const std::string guard = "guard";
+    start = std::string(size, '\0') + guard;
+    const int code = _KX_DataBuffer::loadStartOfCompressed(path.c_str(), start.data(), static_cast<int>(size));
+    EXPECT_EQ(start.substr(size), guard);
+    start.resize(size);
+    return code;
+}
+
 std::string errorText(int code) {
     return _KX_DataBuffer::errorString(code).data();
 }
@@ -162,6 +172,29 @@ TEST_F(KxDataBuffer, ReplacesTheFileThatWasThere) {
     EXPECT_EQ(dir.entries(), Strings{"frame.kxCache"});
 }
 
+TEST_F(KxDataBuffer, ReadsTheStartOfAFileOfAnyLevel) {
+    const std::string whole = randomContent(1188, 100000, 8).whole();
+    for (int level = 0; level <= 9; ++level) {
+        for (const std::size_t size : {0, 1, 1187, 1188, 20000}) {
+            writeFileBytes(path, plainDeflate(whole, level));
+            std::string start;
+            EXPECT_EQ(loadStart(path, size, start), 0) << level << " " << size;
+            EXPECT_EQ(start, whole.substr(0, size));
+        }
+    }
+}
+
+TEST_F(KxDataBuffer, ReadsTheStartOfAFileThatIsDamagedBehindIt) {
+    const Content content = randomContent(1188, 100000, 9);
+    ASSERT_EQ(save(path, content), 0);
+    ASSERT_EQ(truncate(path.c_str(), 20000), 0);
+    std::string start;
+    EXPECT_EQ(loadStart(path, 1188, start), 0);
+    EXPECT_EQ(start, content.header);
+    ASSERT_EQ(truncate(path.c_str(), 600), 0);
+    EXPECT_EQ(loadStart(path, 1188, start), _KX_DataBuffer::errorTooShort);
+}
+
 // --- Damage ----------------------------------------------------------------------------------------------------
 
 TEST_F(KxDataBuffer, TellsSizesThatDifferFromShortAndLongFiles) {
@@ -183,6 +216,31 @@ TEST_F(KxDataBuffer, TellsSizesThatDifferFromShortAndLongFiles) {
                 << row.headerSize << " + " << row.dataSize << " " << compressed;
         }
     }
+}
+
+TEST_F(KxDataBuffer, RefusesAStartThatIsNotThere) {
+    std::string start;
+    EXPECT_EQ(loadStart(path, 10, start), ENOENT);
+    writeFileBytes(path, plainDeflate("nine chars"));
+    EXPECT_EQ(loadStart(path, 10, start), 0);
+    EXPECT_EQ(loadStart(path, 11, start), _KX_DataBuffer::errorTooShort);
+    writeFileBytes(path, std::string(100, 'x'));
+    EXPECT_EQ(loadStart(path, 10, start), _KX_DataBuffer::errorDamaged);
+    EXPECT_EQ(_KX_DataBuffer::loadStartOfCompressed("", start.data(), 1), ENOENT);
+    EXPECT_EQ(_KX_DataBuffer::loadStartOfCompressed(path.c_str(), start.data(), -1), EINVAL);
+    EXPECT_EQ(loadStart(dir.path(), 10, start), EISDIR);
+    ASSERT_EQ(unlink(path.c_str()), 0);
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EXPECT_EQ(loadStart(path, 10, start), _KX_DataBuffer::errorNotAFile);
+}
+
+// Stored blocks of no bytes, each of five: a stream of them never gives any.
+TEST_F(KxDataBuffer, ReadsNoMoreForAStartThanAWriterNeeds) {
+    std::string stream("\x78\x01", 2);
+    for (int i = 0; i < 100000; ++i) stream.append("\0\0\0\xff\xff", 5);
+    writeFileBytes(path, stream);
+    std::string start;
+    EXPECT_EQ(loadStart(path, 1188, start), _KX_DataBuffer::errorTooLong);
 }
 
 TEST_F(KxDataBuffer, RefusesEveryTruncation) {
