@@ -181,6 +181,10 @@ constexpr OptionRow rows[] = {
      setFlag<&Settings::single>},
     {"jobs", 'j', "N", nullptr, "frames checked at once; default: the processors for pixels, 16 below",
      setNumber<&Settings::jobs, 1, 1024>},
+    {"cache", 0, "DIR", nullptr,
+     "keep what the pixels of frames without errors said in this directory, and decode those frames only once; it "
+     "is made when its parent is there",
+     setFile<&Settings::cacheDirectory>},
     {"require-multi-layer", 0, nullptr, nullptr, "a frame of one part and fewer than five channels is bad",
      setMode<&kxExr::Modes::requireMultiLayer>},
     {"require-multipart", 0, nullptr, nullptr, "a frame of one part is bad",

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxCheckProgram.h"
 
+#include "check/kxCacheFolder.h"
 #include "check/kxCheckOutputs.h"
 #include "check/kxCheckRun.h"
 #include "check/kxEscape.h"
@@ -59,6 +60,8 @@ public:
 private:
     bool canBegin(const std::vector<FoundSequence>& sequences);
     QByteArray openOutputs(const std::vector<FoundSequence>& sequences);
+    void openCache();
+    void sayCacheFault(const FrameReport& frame);
     void checkSequence(const FoundSequence& found);
     bool sayWhatIsLeftOut(const FoundSequence& found, const WantedFrames& wanted);
     PreviewFunction previewFunction();
@@ -69,11 +72,12 @@ private:
     int finish();
     void say(const QByteArray& text) { outputs_.problem("kxCheckFrames: " + escaped(text)); }
 
-    const Settings& settings_;
+    Settings settings_;
     StopSignals stop_;
     CheckOutputs outputs_;
     CheckPools pools_;
     int exitCode_ = exitGood;
+    bool isCacheFaultSaid_ = false;
 };
 
 int Program::run() {
@@ -81,6 +85,7 @@ int Program::run() {
     for (const QByteArray& problem : found.problems) outputs_.problem(problem);
     if (!found.problems.empty()) exitCode_ = exitPartial;
     if (!canBegin(found.sequences)) return exitPartial;
+    openCache();
     for (const FoundSequence& sequence : found.sequences)
         if (stop_.received() == 0) checkSequence(sequence);
     return finish();
@@ -106,6 +111,22 @@ QByteArray Program::openOutputs(const std::vector<FoundSequence>& sequences) {
     }
     outputs_.open();
     return outputs_.fault();
+}
+
+// All goes on without a cache that can't be used: it saves time, no more.
+void Program::openCache() {
+    if (settings_.cacheDirectory.isEmpty() || settings_.level != Level::pixels) return;
+    const QByteArray fault = prepareCache(settings_.cacheDirectory);
+    if (fault.isEmpty()) return;
+    say("no cache in " + settings_.cacheDirectory + ": " + fault);
+    settings_.cacheDirectory.clear();
+}
+
+// Once: on a full disk it is the same for all.
+void Program::sayCacheFault(const FrameReport& frame) {
+    if (isCacheFaultSaid_ || frame.file.cacheFault.isEmpty()) return;
+    isCacheFaultSaid_ = true;
+    say(frame.name.path + " is not kept in " + settings_.cacheDirectory + ": " + frame.file.cacheFault);
 }
 
 int Program::finish() {
@@ -174,6 +195,7 @@ void Program::report(SequenceRun& run, const WantedFrames& wanted, Summary& summ
     for (; frame; frame = run.next()) {
         summary.add(*frame);
         outputs_.checkedFrame(*frame);
+        sayCacheFault(*frame);
         if (isOrderOfChecking(settings_)) outputs_.frame(*frame);
     }
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxCheckRun.h"
 
+#include "check/kxCacheFolder.h"
 #include "check/kxJudge.h"
 #include "check/kxRemovalPlan.h"
 #include "check/kxResources.h"
@@ -94,6 +95,7 @@ SequenceRun::SequenceRun(const Settings& settings, const WantedFrames& wanted, C
       pools_(pools),
       progress_(std::move(progress)),
       takePreview_(std::move(takePreview)),
+      cacheFolder_(hasCache() ? cacheFolder(settings.cacheDirectory, wanted.sequence) : QByteArray()),
       frames_(unopenedFrames(wanted)),
       isOpened_(openedFrames(wanted)),
       first_(wanted.runFirst),
@@ -103,6 +105,7 @@ SequenceRun::SequenceRun(const Settings& settings, const WantedFrames& wanted, C
       givenUp_(first_),
       neighbours_(frames_, wanted.step),
       pictures_(frames_, neighbours_, first_, last_),
+      isCached_(frames_.size()),
       isRepeated_(frames_.size()) {}
 
 const FrameReport* SequenceRun::next() {
@@ -184,7 +187,26 @@ void SequenceRun::begin() {
     likeness_.emplace(all);
     const auto readable = std::find_if(all.begin(), all.end(), [](const auto& headers) { return headers; });
     if (readable != all.end()) headers_ = *readable;
-    if (settings_.level == Level::pixels && places.size() > 1) beginSecondPass();
+    if (hasSecondPass()) beginSecondPass();
+}
+
+// What a cache holds spares pixels only.
+bool SequenceRun::hasCache() const {
+    return settings_.level == Level::pixels && !settings_.cacheDirectory.isEmpty();
+}
+
+// A single frame is like all others: it need not be known before.
+bool SequenceRun::hasSecondPass() const {
+    return settings_.level == Level::pixels && (hasCache() || placesToOpen(0, frames_.size()).size() > 1);
+}
+
+// As far as the first pass says.
+bool SequenceRun::isFaultless(std::size_t place) const {
+    FrameReport frame;
+    frame.name = frames_[place].name;
+    frame.file = frames_[place].file;
+    judge(frame, settings_, *likeness_, {sizeJumpOf(frames_, neighbours_, place), {}}, now());
+    return frame.verdict == Verdict::good || frame.verdict == Verdict::suspicious;
 }
 
 std::vector<std::size_t> SequenceRun::placesToOpen(std::size_t first, std::size_t last) const {
@@ -194,15 +216,18 @@ std::vector<std::size_t> SequenceRun::placesToOpen(std::size_t first, std::size_
     return places;
 }
 
-// Frames beside the run are looked at for their headers only. When the run is stopped here, it ends before the
-// first frame that was not read.
+// Only the headers are looked at of frames beside the run that nothing in it is compared with. When the run is
+// stopped here, it ends before the first frame that was not read.
 void SequenceRun::readFirstPass(const std::vector<std::size_t>& places) {
-    const bool isOnly = settings_.level != Level::pixels || places.size() == 1;
-    const Level level = isOnly ? settings_.level : Level::headers;
+    const bool isOnly = !hasSecondPass();
+    const Level levelBefore = hasCache() ? Level::structure : Level::headers;
+    const Level level = isOnly ? settings_.level : levelBefore;
+    const std::vector<bool> isCompared = comparedPlaces();
     WorkerPool& pool = pools_.forLevel(level);
     for (const std::size_t place : places) {
         const bool isInRun = place >= first_ && place < last_;
-        pool.add(checkOf(place, isInRun ? level : Level::headers));
+        const bool isWhole = isOnly ? isInRun : isCompared[place];
+        pool.add(checkOf(place, isWhole ? level : Level::headers));
     }
     RunProgress progress{level, 0, static_cast<std::int64_t>(places.size())};
     progress_(progress);
@@ -214,6 +239,8 @@ void SequenceRun::readFirstPass(const std::vector<std::size_t>& places) {
             return;
         }
         room_.take(*report);
+        if (isLimited(*report)) report->picture = nullptr;  // of which no headers are left
+        isCached_[place] = report->picture && report->picture->isCached;
         keep(place, std::move(*report));
         ++progress.done;
         progress_(progress);
@@ -227,7 +254,12 @@ void SequenceRun::beginSecondPass() {
         std::count_if(decoded_.begin(), decoded_.end(), [this](std::size_t place) { return isComparable(place); });
     repeated_ = RepeatedFrames(static_cast<std::int64_t>(files), comparable);
     secondPass_ = {settings_.level, 0, static_cast<std::int64_t>(decoded_.size())};
-    for (const std::size_t place : decoded_) pools_.forLevel(settings_.level).add(checkOf(place, settings_.level));
+    for (const std::size_t place : decoded_) {
+        if (isCached_[place]) continue;
+        FileCheck check = checkOf(place, settings_.level);
+        check.keepsInCache = hasCache() && isFaultless(place);
+        pools_.forLevel(settings_.level).add(std::move(check));
+    }
     progress_(secondPass_);
 }
 
@@ -245,17 +277,22 @@ std::vector<std::size_t> SequenceRun::placesAround(std::size_t place) const {
 }
 
 // Those of the run and what they are compared with, in it or next to it.
-std::vector<std::size_t> SequenceRun::placesToDecode() const {
-    std::vector<bool> isWanted(frames_.size());
+std::vector<bool> SequenceRun::comparedPlaces() const {
+    std::vector<bool> isCompared(frames_.size());
     for (const std::size_t place : placesToOpen(first_, last_)) {
         if (isLimited(frames_[place].file)) continue;
-        isWanted[place] = true;
-        for (const std::size_t around : placesAround(place)) isWanted[around] = true;
+        isCompared[place] = true;
+        for (const std::size_t around : placesAround(place)) isCompared[around] = true;
     }
+    return isCompared;
+}
+
+std::vector<std::size_t> SequenceRun::placesToDecode() const {
+    const std::vector<bool> isCompared = comparedPlaces();
     std::vector<std::size_t> places = placesToOpen(0, frames_.size());
     places.erase(
         std::remove_if(places.begin(), places.end(),
-                       [&](std::size_t place) { return !isWanted[place] || isLimited(frames_[place].file); }),
+                       [&](std::size_t place) { return !isCompared[place] || isLimited(frames_[place].file); }),
         places.end());
     return places;
 }
@@ -268,13 +305,16 @@ bool SequenceRun::isComparable(std::size_t place) const {
 }
 
 bool SequenceRun::readSecondReport() {
-    std::optional<FileReport> report = pools_.forLevel(settings_.level).next();
-    if (!report) return false;
-    const std::size_t place = decoded_[read_++];
-    room_.giveBack(frames_[place].file.findings);
-    if (isLimited(*report)) addKnown(*report, std::move(frames_[place].file));
-    room_.take(*report);
-    keep(place, std::move(*report));
+    const std::size_t place = decoded_[read_];
+    if (!isCached_[place]) {
+        std::optional<FileReport> report = pools_.forLevel(settings_.level).next();
+        if (!report) return false;
+        room_.giveBack(frames_[place].file.findings);
+        if (isLimited(*report)) addKnown(*report, std::move(frames_[place].file));
+        room_.take(*report);
+        keep(place, std::move(*report));
+    }
+    ++read_;
     if (place < first_ || place >= last_) frames_[place].file.picture = nullptr;
     if (isComparable(place)) {
         const bool isRepeated = pictures_.isRepeated(place);
@@ -286,11 +326,15 @@ bool SequenceRun::readSecondReport() {
     return true;
 }
 
+// Below level headers the frame's entry is looked for, if there is a cache.
 FileCheck SequenceRun::checkOf(std::size_t place, Level level) const {
+    const FrameName& name = frames_[place].name;
     FileCheck check;
-    check.path = frames_[place].name.path;
+    check.path = name.path;
     check.level = level;
-    check.wantsPreview = takePreview_ && level == Level::pixels && place >= first_ && place < last_;
+    if (hasCache() && level != Level::headers) check.cacheFile = cacheFolder_ + '/' + cacheFileName(name);
+    const bool mayHavePreview = level == Level::pixels || !check.cacheFile.isEmpty();
+    check.wantsPreview = takePreview_ && mayHavePreview && place >= first_ && place < last_;
     return check;
 }
 

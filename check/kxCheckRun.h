@@ -9,6 +9,9 @@
 // when the last one was read. Where a file changes between both passes, its second report counts; where its reader
 // is lost in the second one, identity, headers and findings of the first one stay.
 //
+// With a cache the first pass looks at structure and cache as well, and frames that were found there are not
+// checked again: also that waits for the share, not for processors.
+//
 // A stopped run ends before the first frame whose verdict needs a file that was not read; of frames that repeat
 // others, those read so far decide.
 //
@@ -93,6 +96,10 @@ public:
 
 private:
     void begin();
+    [[nodiscard]] bool hasCache() const;
+    [[nodiscard]] bool hasSecondPass() const;
+    [[nodiscard]] bool isFaultless(std::size_t place) const;
+    [[nodiscard]] std::vector<bool> comparedPlaces() const;
     [[nodiscard]] std::vector<std::size_t> placesToOpen(std::size_t first, std::size_t last) const;
     [[nodiscard]] std::vector<std::size_t> placesToDecode() const;
     [[nodiscard]] std::vector<std::size_t> placesAround(std::size_t place) const;
@@ -116,6 +123,7 @@ private:
     CheckPools& pools_;
     ProgressFunction progress_;
     PreviewFunction takePreview_;      // may be empty
+    QByteArray cacheFolder_;           // empty: without cache
     std::vector<FrameReport> frames_;  // of the whole sequence
     std::vector<bool> isOpened_;       // whose file is there to be opened
     std::size_t first_;                // the run, [first_, last_)
@@ -129,6 +137,7 @@ private:
     std::shared_ptr<const Headers> headers_;
     std::vector<std::size_t> decoded_;  // places of the second pass, ascending
     std::size_t read_ = 0;              // how many of them were read
+    std::vector<bool> isCached_;        // by place: found in the cache by the first pass
     std::vector<bool> isRepeated_;
     RepeatedFrames repeated_;
     ReportRoom room_;

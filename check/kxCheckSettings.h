@@ -45,8 +45,9 @@ struct Settings {
     Level level = Level::pixels;
     std::optional<std::vector<std::int64_t>> frames;  // that must be there, ascending, each once; none: those found
     ChunkOfFrames chunk;
-    bool single = false;      // the name is one file's, its digits are no frame number
-    std::optional<int> jobs;  // frames checked at once, at least 1; none: depends on level and processors
+    QByteArray cacheDirectory;  // where what pixels said is kept and looked for; empty: nowhere
+    bool single = false;        // the name is one file's, its digits are no frame number
+    std::optional<int> jobs;    // frames checked at once, at least 1; none: depends on level and processors
 
     kxExr::Modes modes;                     // that every frame must have
     std::vector<Expectation> expectations;  // all must hold

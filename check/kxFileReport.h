@@ -49,9 +49,10 @@ struct FileReport {
     std::shared_ptr<const Headers> headers;        // null when they could not be read
     HeaderNotes notes;                             // whatever the level; empty without headers
     std::vector<ChunkCounts> chunks;               // per part; empty below level structure or without headers
-    bool decoded = false;                          // level pixels, and every chunk could be decoded
+    bool decoded = false;                          // every chunk could be decoded, now or for the cache
     std::shared_ptr<const PictureReport> picture;  // what the samples say; null unless decoded
     std::vector<Finding> findings;  // of the file by itself, at most mostFindings, in the order found
+    QByteArray cacheFault;          // why the frame's cache entry could not be written; empty: nothing to tell
     double seconds = 0;             // that the check took
 };
 
@@ -59,8 +60,8 @@ struct FileReport {
 struct FileCheck {
     QByteArray path;  // bytes, as given to the system
     Level level = Level::pixels;
-    QByteArray cacheFile = {};  // of the frame's entry, at level pixels; empty: without cache
-    bool keepsInCache = false;  // an entry may be written when there is none that can be used
+    QByteArray cacheFile = {};  // of the frame's entry, which then spares the pixels; empty: without cache
+    bool keepsInCache = false;  // at level pixels an entry may be written when there is none that can be used
     bool wantsPreview = false;  // at level pixels
 };
 

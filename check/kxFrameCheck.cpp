@@ -3,35 +3,66 @@
 
 #include "check/kxFileReader.h"
 #include "check/kxPictureBuilder.h"
+#include "check/kxPictureCache.h"
 #include "check/kxThumbnail.h"
 #include "image/KX_DataTypes_image.h"
 
 #include <chrono>
+#include <cstdint>
+#include <memory>
 #include <new>
+#include <optional>
 
 namespace kxCheck {
 
 namespace {
 
-Preview previewOf(const kxP::_imgRGBABuffer8& picture) {
-    kxP::_imgRGBABuffer8 thumbnail(kxCHK::thumbnailCapacity);
-    return makeThumbnail(picture, thumbnail) ? makePreview(thumbnail) : Preview();
+std::int64_t now() {
+    const auto time = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
 }
 
-FileReport checkPicture(const FileCheck& check) {
+// Why the entry could not be written; empty when it was, or need not be.
+QByteArray keep(const QByteArray& cacheFile, const FileReport& report, kxCHK::_SingleImageView& view) {
+    try {
+        return storeInCache(cacheFile, report, view);
+    } catch (const std::bad_alloc&) {
+        return "there is not enough memory";
+    }
+}
+
+FileReport decodePicture(const FileCheck& check) {
     PictureBuilder builder;
     FileReport report = checkFile(check, &builder);
     if (!report.decoded) return report;
     const auto picture = std::make_shared<PictureReport>(builder.report());
-    if (check.wantsPreview && builder.picture()) picture->preview = previewOf(*builder.picture());
     report.picture = picture;
+    const bool isKept = check.keepsInCache && !check.cacheFile.isEmpty() && mayBeCached(report, now());
+    if (!check.wantsPreview && !isKept) return report;
+    kxCHK::_SingleImageView view;
+    if (builder.picture()) makeThumbnail(*builder.picture(), view.ensureThumbnail());
+    if (check.wantsPreview && view.thumbnail) picture->preview = makePreview(*view.thumbnail);
+    if (isKept) report.cacheFault = keep(check.cacheFile, report, view);
     return report;
+}
+
+// Whether there is an entry is asked first: without one the file is looked at once only.
+FileReport checkPicture(const FileCheck& check) {
+    std::optional<CachedFrame> entry;
+    if (!check.cacheFile.isEmpty()) entry = CachedFrame::load(check.cacheFile, check.wantsPreview);
+    if (entry || check.level == Level::structure) {
+        FileReport report = checkFile({check.path, Level::structure});
+        if ((entry && entry->addTo(report)) || check.level == Level::structure) return report;
+    }
+    return decodePicture(check);
 }
 
 }  // namespace
 
 FileReport checkFrame(const FileCheck& check) {
-    if (check.level != Level::pixels) return checkFile(check);
+    const bool needsPicture =
+        check.level == Level::pixels || (check.level == Level::structure && !check.cacheFile.isEmpty());
+    if (!needsPicture) return checkFile(check);
     const auto begin = std::chrono::steady_clock::now();
     FileReport report;
     try {

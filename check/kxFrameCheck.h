@@ -8,6 +8,9 @@ namespace kxCheck {
 
 // As checkFile does; and at level pixels, of a file that could be decoded whole, what its samples say. A picture
 // that there is no memory for is a finding of `limit`.
+//
+// With a cache file a sound file is not decoded whose entry there says what its samples do; at level structure none
+// is decoded, and nothing is written: a file without entry is then as one that is checked without cache.
 FileReport checkFrame(const FileCheck& check);
 
 }  // namespace kxCheck

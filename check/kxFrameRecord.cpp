@@ -45,7 +45,13 @@ QString formatText(const Headers& headers) {
     return QString::fromLatin1(text);
 }
 
-void describeSource(const Headers& headers, bool hasPicture, kxP::_imgRGBABuffer8& image) {
+unsigned char flagsOf(const PictureReport* report) {
+    const bool hasPicture = report && report->picture;
+    const bool isCached = report && report->isCached;
+    return static_cast<unsigned char>((hasPicture ? KX_IMG_GAMMA22 : 0) | (isCached ? KX_IMG_FROM_CACHE : 0));
+}
+
+void describeSource(const Headers& headers, const PictureReport* report, kxP::_imgRGBABuffer8& image) {
     const kxExr::Part& part = headers.front();
     const auto isHalf = [](const kxExr::Channel& channel) { return channel.type == PixelType::half; };
     const auto side = [](std::int64_t pixels) { return static_cast<int>(std::min<std::int64_t>(pixels, INT_MAX)); };
@@ -53,7 +59,7 @@ void describeSource(const Headers& headers, bool hasPicture, kxP::_imgRGBABuffer
     image.sourceHeight = side(part.displayWindow.height());
     image.bitsPerChannel = std::all_of(part.channels.begin(), part.channels.end(), isHalf) ? 16 : 32;
     image.formatText = formatText(headers);
-    image.flags = hasPicture ? KX_IMG_GAMMA22 : 0;
+    image.flags = flagsOf(report);
 }
 
 unsigned short errorFlagsOf(const PictureFacts& facts) {
@@ -76,7 +82,7 @@ void fillRecord(kxCHK::_SingleImageView& view, const FileReport& file) {
     view.histogramValid = facts ? 1 : 0;
     view.errorFlags = facts ? errorFlagsOf(*facts) : 0;
     view.setAnalyseErrorLevel();
-    if (file.headers) describeSource(*file.headers, facts != nullptr, view.ensureThumbnail());
+    if (file.headers) describeSource(*file.headers, file.picture.get(), view.ensureThumbnail());
 }
 
 }  // namespace kxCheck

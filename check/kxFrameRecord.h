@@ -11,9 +11,9 @@ namespace kxCheck {
 
 // Sets, and resets where nothing is known: time and size of the file, machine, render time, histogram, error flags
 // and level; with headers also the header of the thumbnail, which is created: size of the display window, bits and
-// types of the first part's channels, compression, and whether its pixels have display gamma. Pixels and size of a
-// thumbnail that is there stay as they are, as do number and text of the frame and both analyse values; the level
-// follows those.
+// types of the first part's channels, compression, whether its pixels have display gamma, and whether they were
+// spared by a cache. Pixels and size of a thumbnail that is there stay as they are, as do number and text of the
+// frame and both analyse values; the level follows those.
 void fillRecord(kxCHK::_SingleImageView& view, const FileReport& file);
 
 }  // namespace kxCheck

@@ -39,7 +39,7 @@ void endWithParent(pid_t parent) {
 
 // Signals of faults stay as they are: only a sanitizer's runtime handles them.
 void resetSignals() {
-    constexpr int ignored[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE};
+    constexpr int ignored[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ};
     constexpr int kept[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP};
     for (int number = 1; number < NSIG; ++number)
         if (std::find(std::begin(kept), std::end(kept), number) == std::end(kept)) std::signal(number, SIG_DFL);

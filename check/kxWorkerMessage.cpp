@@ -192,6 +192,9 @@ constexpr auto passNotes = [](auto& io, auto& notes) {
     io.number(notes.renderTime, -1, highest32);
 };
 
+// A reason of the system and more.
+constexpr int mostFaultBytes = 1000;
+
 constexpr auto passReport = [](auto& io, auto& report, auto& headers) {
     io.number(report.hasIdentity, 0, 1);
     passIdentity(io, report.identity);
@@ -203,6 +206,7 @@ constexpr auto passReport = [](auto& io, auto& report, auto& headers) {
     io.number(report.decoded, 0, 1);
     io.pointer(report.picture, passPicture);
     io.list(report.findings, mostFindings, passFinding);
+    io.bytes(report.cacheFault, mostFaultBytes);
     io.real(report.seconds);
 };
 

@@ -46,11 +46,11 @@ _kxCheckFrames() {
             mapfile -t COMPREPLY < <(compgen -W "$keys" -- "$current")
             compopt -o nospace 2>/dev/null
             ;;
-        --move-to) _kxCheckFrames_files '*' "$current" ;;
+        --cache | --move-to) _kxCheckFrames_files '*' "$current" ;;
         --json | --report) _kxCheckFrames_files '' "$current" ;;
         -f | --frames | --chunk | -j | --jobs | --min-age | --time-limit | --memory-limit) ;;
         *)
-            local options="--level --frames --chunk --single --jobs --require-multi-layer --require-multipart
+            local options="--level --frames --chunk --single --jobs --cache --require-multi-layer --require-multipart
                 --no-multipart --expect --fail-on --ignore --strict --verbose --info --sort --list --json --report
                 --delete --move-to --remove-most --min-age --time-limit --memory-limit --progress --color --help
                 --version"

@@ -59,6 +59,7 @@ TEST(CheckOptionsTest, WithoutOptionsAllIsAsDocumented) {
     EXPECT_EQ(settings.sortKey, SortKey::frame);
     EXPECT_EQ(settings.jsonFile, "");
     EXPECT_EQ(settings.reportFile, "");
+    EXPECT_EQ(settings.cacheDirectory, "");
     EXPECT_EQ(settings.removal, Removal::none);
     EXPECT_EQ(settings.minAge, 60);
     EXPECT_EQ(settings.timeLimit, 300);
@@ -201,6 +202,7 @@ TEST(CheckOptionsTest, RemovalIsDeletingOrMoving) {
     EXPECT_EQ(settingsOf({"--delete"}).removal, Removal::remove);
     EXPECT_EQ(settingsOf({"--move-to=/bad"}).removal, Removal::move);
     EXPECT_EQ(settingsOf({"--move-to=/bad"}).moveTo, "/bad");
+    EXPECT_EQ(settingsOf({"--cache", "/c"}).cacheDirectory, "/c");
 }
 
 TEST(CheckOptionsTest, OptionsThatExcludeOrNeedEachOtherAreRefused) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Runs over sequences of made pictures: what workers report is played, in real processes.
+#include "check/kxCacheFolder.h"
 #include "check/kxCheckRun.h"
 #include "tests/support/plainPictures.h"
 
@@ -39,8 +40,22 @@ struct Played {
     std::vector<PlainPicture> frames;
     unsigned longestDelay = 0;  // microseconds
     unsigned seed = 1;
-    std::set<int> slow;  // places whose pixels take longer than any test
+    std::set<int> slow;    // places whose pixels take longer than any test
+    std::set<int> cached;  // places with a cache entry
+    std::set<int> unlike;  // places whose channels are not those of the others
 };
+
+std::shared_ptr<const PictureReport> cachedReportOf(const PlainPicture& frame) {
+    auto picture = std::make_shared<PictureReport>(*reportOf(frame));
+    picture->isCached = true;
+    return picture;
+}
+
+std::shared_ptr<const Headers> headersOf(bool isUnlike) {
+    auto headers = std::make_shared<Headers>(1);
+    if (isUnlike) headers->front().channels.push_back({"Z", kxExr::PixelType::half, 1, 1});
+    return headers;
+}
 
 FileReport play(const Played& played, const FileCheck& check) {
     const int place = check.path.toInt();
@@ -51,8 +66,18 @@ FileReport play(const Played& played, const FileCheck& check) {
     FileReport report;
     report.hasIdentity = true;
     report.identity = {1, static_cast<std::uint64_t>(place), 1000, 1};
-    report.headers = std::make_shared<const Headers>(1);
+    report.headers = headersOf(played.unlike.count(place) > 0);
+    const bool isCached = !check.cacheFile.isEmpty() && played.cached.count(place) > 0;
+    if (isCached && check.level == Level::structure) {
+        report.decoded = true;
+        report.picture = cachedReportOf(frame);
+    }
     if (check.level != Level::pixels) return report;
+    report.cacheFault = check.cacheFile + (check.keepsInCache ? " kept" : " not kept");
+    if (isCached) {
+        report.findings = {makeFinding(Code::limit, "decoded in spite of its entry")};
+        return report;
+    }
     if (played.slow.count(place) > 0) std::this_thread::sleep_for(std::chrono::seconds(600));
     if (!frame.isDecoded) {
         report.findings = {makeFinding(Code::chunk, "row 1")};
@@ -281,6 +306,53 @@ TEST_F(CheckRunPicturesTest, EndsWhenStoppedBeforeTheFirstFrameThatIsNotKnown) {
     }
 }
 
+TEST_F(CheckRunPicturesTest, DecodesOnlyWhatTheCacheDoesNotHave) {
+    settings.cacheDirectory = "cache";
+    sequence("..j..t..tt.ttt-t-j-..");
+    const std::string expected = outcome();
+    for (const std::set<int>& cached :
+         {std::set<int>{0}, {2}, {1, 3}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 15, 17, 19, 20}}) {
+        played.cached = cached;
+        EXPECT_EQ(outcome(), expected) << cached.size();
+    }
+    sequence(".");
+    played.cached = {0};
+    EXPECT_EQ(outcome(), "1; ");
+    settings.level = Level::structure;
+    CheckPools pools(settings, check(), -1);
+    SequenceRun run(settings, wanted, pools, [](const RunProgress&) {});
+    EXPECT_FALSE(run.next()->file.picture) << "no pixels were asked for";
+}
+
+TEST_F(CheckRunPicturesTest, LooksIntoTheCacheForFramesNextToTheRun) {
+    settings.cacheDirectory = "cache";
+    sequence(".......rtjr........");
+    for (int place = 0; place < 19; ++place) played.cached.insert(place);
+    wanted.runFirst = 7;
+    wanted.runLast = 15;
+    EXPECT_EQ(outcome(), "8 repeated; 9 tile-missing!; 10 jump; 11 repeated; 12; 13; 14; 15; ");
+    played.cached.erase(6);
+    played.cached.erase(16);
+    EXPECT_EQ(outcome(), "8 repeated; 9 tile-missing!; 10 jump; 11 repeated; 12; 13; 14; 15; ");
+}
+
+TEST_F(CheckRunPicturesTest, KeepsFramesInTheCacheThatTheHeadersSayNothingAgainst) {
+    settings.cacheDirectory = "cache";
+    sequence("......");
+    played.unlike = {2};
+    for (const auto& frame : wanted.frames) ASSERT_EQ(frame.name.text.size(), 1);
+    wanted.sequence = {"/r/a.####.exr", "/r/", "a.", ".exr", std::nullopt, 6};
+    const QByteArray folder = cacheFolder("cache", wanted.sequence);
+    CheckPools pools(settings, check(), -1);
+    SequenceRun run(settings, wanted, pools, [](const RunProgress&) {});
+    while (const FrameReport* frame = run.next())
+        EXPECT_EQ(frame->file.cacheFault,
+                  folder + '/' + frame->name.text + ".kxc" + (*frame->name.number == 3 ? " not kept" : " kept"));
+    settings.cacheDirectory.clear();
+    SequenceRun without(settings, wanted, pools, [](const RunProgress&) {});
+    while (const FrameReport* frame = without.next()) EXPECT_EQ(frame->file.cacheFault, " not kept");
+}
+
 // Also those that wait for the last frame until it is known whether repeated ones are to be reported.
 TEST_F(CheckRunPicturesTest, HasPreviewsTakenBeforeFramesAreGiven) {
     for (const SortKey key : {SortKey::frame, SortKey::size}) {
@@ -373,6 +445,11 @@ TEST_F(CheckRunPicturesTest, AgreesWithThePlainRulesForAnyNumberOfJobs) {
             wanted.runLast = wanted.runFirst + random() % (wanted.frames.size() + 1 - wanted.runFirst);
         }
         settings.jobs = 1 + i % 16;
+        settings.cacheDirectory = i % 5 < 2 ? "" : "cache";
+        played.cached.clear();
+        for (std::size_t place = 0; place < played.frames.size(); ++place)
+            if (played.frames[place].isDecoded && random() % 5 < static_cast<unsigned>(i % 5))
+                played.cached.insert(static_cast<int>(place));
         const auto expected = plainPictureVerdicts(played.frames, wanted.runFirst, wanted.runLast, step);
         CheckPools pools(settings, check(), -1);
         SequenceRun run(settings, wanted, pools, [](const RunProgress&) {});

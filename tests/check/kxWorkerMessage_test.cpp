@@ -60,6 +60,7 @@ FileReport someReport() {
     report.notes = {"node\xe9", 754};
     report.picture = std::make_shared<const PictureReport>(somePicture());
     report.findings = {someFinding(), makeFinding(Code::nan, "")};
+    report.cacheFault = "File too large";
     report.seconds = 0.25;
     return report;
 }
@@ -159,6 +160,7 @@ TEST(Report, ComesBackAsItWas) {
     EXPECT_TRUE(received->hasIdentity);
     EXPECT_EQ(received->identity, sent.identity);
     EXPECT_TRUE(received->decoded);
+    EXPECT_EQ(received->cacheFault, "File too large");
     EXPECT_EQ(received->seconds, 0.25);
     ASSERT_EQ(received->chunks.size(), 2U);
     EXPECT_EQ(received->chunks[0].present, 9);

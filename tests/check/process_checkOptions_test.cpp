@@ -56,6 +56,12 @@ TEST_F(CheckOptionsTest, LevelSaysHowFarFilesAreLookedAt) {
     EXPECT_EQ(with({"--level=pixels"}), usual);
 }
 
+TEST_F(CheckOptionsTest, CacheChangesNothingThatIsFound) {
+    EXPECT_EQ(with({"--cache", "kept"}), usual);
+    EXPECT_EQ(with({"--cache=kept"}), usual);
+    EXPECT_EQ(with({"--cache", "kept", "--level", "headers"}), with({"--level", "headers"}));
+}
+
 TEST_F(CheckOptionsTest, FramesMustBeThereAndOthersAreLeftAlone) {
     EXPECT_EQ(with({"--frames", "1001-1003,1012"}),
               "beauty.####.exr  1001-1012  64x36  4 channels half  zip\n" + missing +
