@@ -13,8 +13,8 @@ namespace {
 
 constexpr double smallestDistance = 0.1;
 // What no chance makes of restless light; found with the sequences of benchmarks/pictureFindings.cpp.
-constexpr double outstandingFactor = 4;
-constexpr double outstandingDistance = 0.6;
+constexpr double outstandingFactor = 6;
+constexpr double outstandingDistance = 0.4;
 constexpr std::size_t colors = 3;  // alpha says how much is covered, not how it looks
 
 using Bins = std::array<unsigned, kxCHK::histogramBins>;

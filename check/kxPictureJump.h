@@ -20,8 +20,8 @@ namespace kxCheck {
                                    const kxCHK::Histogram& after);
 
 // Whether the picture stands out from those of the frames around it, one and two steps away (those of them that
-// there are; the first two are the neighbours): from both neighbours it is further than four times what any two of
-// them are from each other, and 0.6 bins more. Where light flickers at random, many a picture is unlike both
+// there are; the first two are the neighbours): from both neighbours it is further than six times what any two of
+// them are from each other, and 0.4 bins more. Where light flickers at random, many a picture is unlike both
 // neighbours and these alike by chance; four frames are that seldom.
 [[nodiscard]] bool standsOut(const kxCHK::Histogram& picture, const std::vector<const kxCHK::Histogram*>& around);
 

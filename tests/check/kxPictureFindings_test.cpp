@@ -140,7 +140,7 @@ TEST(PictureFindings, JumpWhereBothNeighboursAreUnlike) {
     EXPECT_EQ(judgePicture(PictureReport(), {&usual, &usual}).jump, 0);
 }
 
-// Between two neighbours that are alike the distance alone decides: 0.6 of a bin.
+// Between two neighbours that are alike the distance alone decides: 0.4 of a bin.
 TEST(PictureFindings, JumpOnlyWhereThePictureStandsOut) {
     const PictureFacts usual = pictureIn(5);
     PictureFacts other = usual;
@@ -151,9 +151,9 @@ TEST(PictureFindings, JumpOnlyWhereThePictureStandsOut) {
         }
         return judgePicture(reportWith(other), {&usual, &usual});
     };
-    EXPECT_NEAR(judgementWith(599999).jump, 6, 0.001);
-    EXPECT_EQ(codesOf(judgementWith(599999).findings), "");
-    EXPECT_EQ(codesOf(judgementWith(600002).findings), "jump");
+    EXPECT_NEAR(judgementWith(399999).jump, 4, 0.001);
+    EXPECT_EQ(codesOf(judgementWith(399999).findings), "");
+    EXPECT_EQ(codesOf(judgementWith(400002).findings), "jump");
 }
 
 TEST(PictureFindings, JumpAboveTwoOnly) {

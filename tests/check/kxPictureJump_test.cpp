@@ -95,9 +95,9 @@ TEST(PictureJump, IsFiniteWhateverThePicturesAre) {
 TEST(StandsOut, FromBothNeighboursByMoreThanTheFramesAroundItDiffer) {
     const Histogram around[] = {allIn(4), allIn(5), allIn(6)};
     EXPECT_TRUE(standsOut(allIn(5), {&around[0], &around[0]})) << "one bin";
-    EXPECT_FALSE(standsOut(allIn(8), {&around[0], &around[1]})) << "3 are less than 4 times 1 and 0.6";
-    EXPECT_TRUE(standsOut(allIn(10), {&around[0], &around[1]})) << "5 are more";
-    EXPECT_FALSE(standsOut(allIn(10), {&around[0], &around[0], &around[1], &around[2]}))
-        << "but not than 4 times 2";
+    EXPECT_FALSE(standsOut(allIn(8), {&around[0], &around[1]})) << "3 are less than 6 times 1 and 0.4";
+    EXPECT_TRUE(standsOut(allIn(12), {&around[0], &around[1]})) << "7 are more";
+    EXPECT_FALSE(standsOut(allIn(12), {&around[0], &around[0], &around[1], &around[2]}))
+        << "but not than 6 times 2";
     EXPECT_TRUE(standsOut(allIn(20), {&around[0], &around[0], &around[1], &around[2]}));
 }

@@ -51,7 +51,7 @@ bool standsOut(const PlainPicture& frame, const std::vector<const PlainPicture*>
     for (const PlainPicture* a : around)
         for (const PlainPicture* b : around)
             if (a && b) spread = std::max(spread, distance(*a, *b));
-    return std::min(distance(*around[0], frame), distance(frame, *around[1])) > 4 * spread + 0.6;
+    return std::min(distance(*around[0], frame), distance(frame, *around[1])) > 6 * spread + 0.4;
 }
 
 bool isColor(const std::string& channel) {
