@@ -75,8 +75,11 @@ private:
 
 bool HeaderWalk::failHeader(const QByteArray& what) {
     QByteArray text = "the header is damaged: " + what;
-    if (flags_.multipart) text += " (part " + QByteArray::number(static_cast<int>(drafts_.size()) - 1) + ")";
-    return fail(Code::header, text);
+    const int part = static_cast<int>(drafts_.size()) - 1;
+    if (flags_.multipart) text += " (part " + QByteArray::number(part) + ")";
+    (void)fail(Code::header, text);
+    if (flags_.multipart && part >= 0) reading_.finding->part = part;
+    return false;
 }
 
 bool HeaderWalk::readMagic() {
