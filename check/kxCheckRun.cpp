@@ -72,6 +72,14 @@ std::int64_t now() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
 }
 
+// Of a frame that was judged: its strange samples are findings now, and files with thousands of channels have many.
+void dropStrange(FileReport& file) {
+    if (!file.picture || file.picture->strange.empty()) return;
+    auto picture = std::make_shared<PictureReport>(*file.picture);
+    picture->strange = {};
+    file.picture = std::move(picture);
+}
+
 // Of a frame that was reported: to remove it, and as a neighbour, it needs no details.
 void giveUpDetails(FrameReport& frame) {
     FileReport file;
@@ -156,6 +164,7 @@ void SequenceRun::judgeNext() {
     judge(frames_[judged_], settings_, *likeness_,
           {sizeJumpOf(frames_, neighbours_, judged_), pictures_.judge(judged_)}, now());
     pictures_.giveUp(judged_);
+    dropStrange(frames_[judged_].file);
     ++judged_;
 }
 

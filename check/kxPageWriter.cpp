@@ -55,6 +55,7 @@ PageWriter::PageWriter(const QByteArray& path, Level level, std::int64_t roomFor
         refusal_ = "this is no regular file, and is not replaced";
     else
         tryTarget();
+    if (refusal_.isEmpty() && errorNumber_ == 0) (void)spool_.open();
 }
 
 // A run of hours is not begun whose page has no place. The file that shows it goes at once: the run may be killed.

@@ -39,8 +39,10 @@ public:
     // Of the file, in bytes.
     [[nodiscard]] std::int64_t size() const { return end_; }
 
-private:
+    // Opens the file, if that was not done yet; put() does it too. False, and see fault(), when it can't be had.
     bool open();
+
+private:
 
     kxDescriptor file_;
     std::int64_t end_ = 0;

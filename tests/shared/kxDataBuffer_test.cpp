@@ -13,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <random>
 #include <string>
 #include <utility>
@@ -175,7 +176,7 @@ TEST_F(KxDataBuffer, ReplacesTheFileThatWasThere) {
 TEST_F(KxDataBuffer, ReadsTheStartOfAFileOfAnyLevel) {
     const std::string whole = randomContent(1188, 100000, 8).whole();
     for (int level = 0; level <= 9; ++level) {
-        for (const std::size_t size : {0, 1, 1187, 1188, 20000}) {
+        for (const std::size_t size : std::initializer_list<std::size_t>{0, 1, 1187, 1188, 20000}) {
             writeFileBytes(path, plainDeflate(whole, level));
             std::string start;
             EXPECT_EQ(loadStart(path, size, start), 0) << level << " " << size;
