@@ -5,6 +5,7 @@
 #include "fuzz/FuzzInput.h"
 #include "image/KX_DataTypes_image.h"
 #include "image/KX_image.h"
+#include "tests/support/RecordBytes.h"
 
 #include <zlib.h>
 
@@ -90,7 +91,7 @@ void loadFile(const uint8_t* bytes, std::size_t size) {
     if (loaded) requireViewLoads(path, file.data);
     kxCHK::_SingleImageFile header;
     require(header.loadHeaderFromFile(path, nullptr) || !loaded);
-    require(!loaded || std::memcmp(&header.data, &file.data, sizeof file.data) == 0);
+    require(!loaded || recordBytes(header.data) == recordBytes(file.data));
     use(header);
     use(file);
 }

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -159,8 +160,10 @@ TEST(CachedFactsTest, AreTheBytesOfTheFormat) {
     EXPECT_EQ(plainNumber(bytes, 856, 8), 5000000000);
     EXPECT_EQ(static_cast<std::uint64_t>(plainNumber(bytes, 864, 8)), 0xfedcba9876543210U);
     EXPECT_EQ(plainNumber(bytes, 872, 8), 1);
-    const double ranges[12] = {-1.5, 65504, 0.25, 0, 0, 0, 0, 4294967295.0, 1e-300, 0, 0, 0};
-    EXPECT_EQ(std::memcmp(bytes.data() + 880, ranges, sizeof ranges), 0);
+    const std::array<double, 12> expected = {-1.5, 65504, 0.25, 0, 0, 0, 0, 4294967295.0, 1e-300, 0, 0, 0};
+    std::array<double, 12> ranges{};
+    std::memcpy(ranges.data(), bytes.data() + 880, sizeof ranges);
+    EXPECT_EQ(ranges, expected);
     const unsigned char strange[13] = {0, 3, 12, 0, 1, 0, 0, 0xf2, 0xdf, 0xc5, 0xe0, 0x87, 0x0a};
     EXPECT_EQ(bytes.substr(976, 13), std::string(reinterpret_cast<const char*>(strange), 13));
     EXPECT_EQ(bytes.substr(989, 151), std::string(151, '\0'));
