@@ -37,8 +37,8 @@ const std::string modified = _kxTime(1709251199123456789).asString().toStdString
 }  // namespace
 
 TEST(FrameInfo, SaysWhatIsKnownOfAFrame) {
-    EXPECT_EQ(infoOf(usualFrame()), "0042\n1920x1080  Half Float, zip, A G\n gamma ()\n123.456 bytes\n" + modified +
-                                        "\nnode0042\nAverage Render Time: 41.07 m.s\n");
+    EXPECT_EQ(infoOf(usualFrame()), "0042\n1920x1080  Half Float, zip, A G\n gamma (kxCache)\n123.456 bytes\n" +
+                                        modified + "\nnode0042\nAverage Render Time: 41.07 m.s\n");
 }
 
 TEST(FrameInfo, LeavesOutWhatIsNotKnown) {
