@@ -37,8 +37,14 @@ const std::string modified = _kxTime(1709251199123456789).asString().toStdString
 }  // namespace
 
 TEST(FrameInfo, SaysWhatIsKnownOfAFrame) {
-    EXPECT_EQ(infoOf(usualFrame()), "0042\n1920x1080  Half Float, zip, A G\n gamma (kxCache)\n123.456 bytes\n" +
-                                        modified + "\nnode0042\nAverage Render Time: 41.07 m.s\n");
+    FrameReport frame = usualFrame();
+    const std::string source = "0042\n1920x1080  Half Float, zip, A G\n";
+    const std::string rest = "123.456 bytes\n" + modified + "\nnode0042\nAverage Render Time: 41.07 m.s\n";
+    EXPECT_EQ(infoOf(frame), source + " gamma (kxCache)\n" + rest);
+    auto decoded = std::make_shared<PictureReport>(*frame.file.picture);
+    decoded->isCached = false;
+    frame.file.picture = decoded;
+    EXPECT_EQ(infoOf(frame), source + " gamma ()\n" + rest);
 }
 
 TEST(FrameInfo, LeavesOutWhatIsNotKnown) {
