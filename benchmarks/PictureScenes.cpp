@@ -20,6 +20,7 @@ std::uint8_t displayValue(double linear) {
 const std::vector<std::uint8_t>& displayValues() {
     static const std::vector<std::uint8_t> values = [] {
         std::vector<std::uint8_t> made;
+        made.reserve(std::size_t{4} * Scene::white);
         for (int light = 0; light < 4 * Scene::white; ++light)
             made.push_back(displayValue(static_cast<double>(light) / Scene::white));
         return made;
