@@ -63,7 +63,9 @@ std::int64_t ExrCore::readFor(exr_const_context_t, void* self, void* to, std::ui
     auto* core = static_cast<ExrCore*>(self);
     const std::uint64_t size = core->bytes_.size();
     count = std::min(count, size - std::min(size, offset));
-    if (!core->bytes_.read(offset, count, to)) return -1;
+    // Nothing rather than -1: older versions of the library fill up what is missing, and begin a byte too early
+    // then. That reading failed, `bytes_` remembers.
+    if (!core->bytes_.read(offset, count, to)) return 0;
     core->applyPatches(offset, count, static_cast<char*>(to));
     return static_cast<std::int64_t>(count);
 }

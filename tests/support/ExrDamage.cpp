@@ -33,7 +33,7 @@ bool isNeeded(const std::string& file, const std::string& name) {
                                                  "displayWindow",      "lineOrder",        "pixelAspectRatio",
                                                  "screenWindowCenter", "screenWindowWidth"};
     if (std::find(always.begin(), always.end(), name) != always.end() || name == "tiles") return true;
-    const std::uint64_t flags = plainNumber(file, 4, 4);
+    const std::uint64_t flags = layoutNumber(file, 4, 4);
     return ((flags & 0x1000) != 0 && name == "name") ||
            ((flags & 0x1800) != 0 && (name == "type" || name == "chunkCount" || name == "version"));
 }
@@ -92,7 +92,7 @@ void damageParts(const std::string& file, const PlainLayout& layout, std::vector
 }
 
 void damageVersion(const std::string& file, std::vector<ExrDamage>& all) {
-    const std::uint64_t version = plainNumber(file, 4, 4);
+    const std::uint64_t version = layoutNumber(file, 4, 4);
     for (const std::uint64_t bit : {0x100U, 0x2000U, 0x10000U, 0x80000000U})
         all.push_back({"flag " + std::to_string(bit), withNumber(file, 4, 4, version | bit), {"unsupported"}});
     for (const std::uint64_t other : {3U, 4U, 255U})
@@ -145,7 +145,7 @@ void damageLeader(const std::string& file, const PlainLayout& layout, const Plai
     const std::size_t bytes = isDeep ? 8 : 4;
     all.push_back({"negative size" + label, withNumber(file, packed + bytes - 1, 1, 0xFF), {"chunk"}, isLast});
     all.push_back({"vast size" + label, withNumber(file, packed, 4, 0x7FFFFFF0), {"truncated"}, isLast});
-    if (plainNumber(file, packed, bytes) > 0)
+    if (layoutNumber(file, packed, bytes) > 0)
         all.push_back({"size 0" + label, withNumber(file, packed, 4, 0), {"chunk"}, false});
     if (isDeep)
         all.push_back({"vast table" + label, withNumber(file, chunk.sizes, 4, 0x7FFFFFF0), {"truncated"}, isLast});

@@ -14,7 +14,7 @@ struct PlainPart {
 };
 
 bool isMultipart(const std::string& file) {
-    return (plainNumber(file, 4, 4) & 0x1000) != 0;
+    return (layoutNumber(file, 4, 4) & 0x1000) != 0;
 }
 
 std::size_t readAttribute(const std::string& file, int part, std::size_t offset, PlainAttribute& attribute) {
@@ -24,7 +24,7 @@ std::size_t readAttribute(const std::string& file, int part, std::size_t offset,
     attribute.type = file.c_str() + offset + attribute.name.size() + 1;
     const std::size_t size = offset + attribute.name.size() + attribute.type.size() + 2;
     attribute.value = size + 4;
-    attribute.end = attribute.value + plainNumber(file, size, 4);
+    attribute.end = attribute.value + layoutNumber(file, size, 4);
     return attribute.end;
 }
 
@@ -63,8 +63,8 @@ int levelsOf(std::size_t size, bool up) {
 }
 
 std::size_t tilesOf(const std::string& file, std::size_t value, std::size_t width, std::size_t height) {
-    const std::size_t tileWidth = plainNumber(file, value, 4);
-    const std::size_t tileHeight = plainNumber(file, value + 4, 4);
+    const std::size_t tileWidth = layoutNumber(file, value, 4);
+    const std::size_t tileHeight = layoutNumber(file, value + 4, 4);
     const int mode = file[value + 8] & 15;
     const bool up = file[value + 8] >> 4 != 0;
     const int columns = mode == 0 ? 1 : levelsOf(mode == 1 ? std::max(width, height) : width, up);
@@ -78,7 +78,7 @@ std::size_t tilesOf(const std::string& file, std::size_t value, std::size_t widt
 
 PlainPart partOf(const std::string& file, const PlainLayout& layout, int index) {
     PlainPart part;
-    const std::uint64_t flags = plainNumber(file, 4, 4);
+    const std::uint64_t flags = layoutNumber(file, 4, 4);
     part.tiled = (flags & 0x200) != 0;
     if (flags & 0x1800) {
         const PlainAttribute& type = layout.attribute(index, "type");
@@ -87,10 +87,10 @@ PlainPart partOf(const std::string& file, const PlainLayout& layout, int index) 
         part.tiled = text.find("tile") != std::string::npos;
     }
     const std::size_t window = layout.attribute(index, "dataWindow").value;
-    const std::size_t width = (plainNumber(file, window + 8, 4) - plainNumber(file, window, 4) + 1) & 0xFFFFFFFF;
+    const std::size_t width = (layoutNumber(file, window + 8, 4) - layoutNumber(file, window, 4) + 1) & 0xFFFFFFFF;
     const std::size_t height =
-        (plainNumber(file, window + 12, 4) - plainNumber(file, window + 4, 4) + 1) & 0xFFFFFFFF;
-    const std::size_t lines = linesOf(plainNumber(file, layout.attribute(index, "compression").value, 1));
+        (layoutNumber(file, window + 12, 4) - layoutNumber(file, window + 4, 4) + 1) & 0xFFFFFFFF;
+    const std::size_t lines = linesOf(layoutNumber(file, layout.attribute(index, "compression").value, 1));
     part.chunks = part.tiled ? tilesOf(file, layout.attribute(index, "tiles").value, width, height)
                              : (height + lines - 1) / lines;
     return part;
@@ -100,12 +100,13 @@ PlainChunk chunkOf(const std::string& file, const PlainPart& part, int index, st
     PlainChunk chunk;
     chunk.part = index;
     chunk.entry = entry;
-    chunk.offset = plainNumber(file, entry, 8);
+    chunk.offset = layoutNumber(file, entry, 8);
     chunk.place = chunk.offset + (isMultipart(file) ? 4 : 0);
     chunk.sizes = chunk.place + (part.tiled ? 16 : 4);
     chunk.data = chunk.sizes + (part.deep ? 24 : 4);
-    chunk.end = chunk.data + (part.deep ? plainNumber(file, chunk.sizes, 8) + plainNumber(file, chunk.sizes + 8, 8)
-                                        : plainNumber(file, chunk.sizes, 4));
+    chunk.end =
+        chunk.data + (part.deep ? layoutNumber(file, chunk.sizes, 8) + layoutNumber(file, chunk.sizes + 8, 8)
+                                : layoutNumber(file, chunk.sizes, 4));
     return chunk;
 }
 
@@ -117,7 +118,7 @@ const PlainAttribute& PlainLayout::attribute(int part, const std::string& name) 
     std::abort();
 }
 
-std::uint64_t plainNumber(const std::string& file, std::size_t offset, std::size_t bytes) {
+std::uint64_t layoutNumber(const std::string& file, std::size_t offset, std::size_t bytes) {
     std::uint64_t number = 0;
     for (std::size_t i = bytes; i-- > 0;) number = number << 8 | static_cast<unsigned char>(file[offset + i]);
     return number;

@@ -39,5 +39,5 @@ struct PlainLayout {
 PlainLayout plainLayout(const std::string& file);
 
 // Little-endian numbers in a file.
-std::uint64_t plainNumber(const std::string& file, std::size_t offset, std::size_t bytes);
+std::uint64_t layoutNumber(const std::string& file, std::size_t offset, std::size_t bytes);
 void putPlainNumber(std::string& file, std::size_t offset, std::size_t bytes, std::uint64_t number);
