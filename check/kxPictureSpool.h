@@ -43,7 +43,6 @@ public:
     bool open();
 
 private:
-
     kxDescriptor file_;
     std::int64_t end_ = 0;
     std::map<std::int64_t, std::vector<std::int64_t>> free_;  // offsets of unused room, by its size
