@@ -4,21 +4,22 @@
 namespace kxFrames {
 
 void DiskFrameSource::list(const QString& directory, const QString& prefix, const QString& suffix) {
-    listing_.setNameFilter(prefix, suffix);
+    listing_.emplace();
+    listing_->setNameFilter(prefix, suffix);
     // A listing is asked for as a pattern, and "*" is the only one.
-    listing_.init(directory + QLatin1Char('*'), false, true, false, false);
+    listing_->init(directory + QLatin1Char('*'), false, true, false, false);
 }
 
 bool DiskFrameSource::next() {
-    return listing_.nextFile();
+    return listing_ && listing_->nextFile();
 }
 
 QString DiskFrameSource::name() const {
-    return listing_.fileName();
+    return listing_ ? listing_->fileName() : QString();
 }
 
 FileFacts DiskFrameSource::facts() {
-    return {listing_.fileSize(), listing_.fileTime()};
+    return listing_ ? FileFacts{listing_->fileSize(), listing_->fileTime()} : FileFacts();
 }
 
 std::optional<FileFacts> DiskFrameSource::find(const QString& path) {
@@ -27,7 +28,7 @@ std::optional<FileFacts> DiskFrameSource::find(const QString& path) {
 }
 
 QString DiskFrameSource::facility() const {
-    return listing_.OSSearchFunctionName();
+    return kxDirListing().OSSearchFunctionName();
 }
 
 }  // namespace kxFrames

@@ -55,7 +55,7 @@ public:
     [[nodiscard]] QString facility() const override;
 
 private:
-    kxDirListing listing_;
+    std::optional<kxDirListing> listing_;  // of list(); a single file is found without one
 };
 
 // A file of a sequence, as its folder has it.
