@@ -170,10 +170,15 @@ TEST_F(FileReader, ReadsNothingButRegularFiles) {
 }
 
 TEST_F(FileReader, ReportsTheSystemsReason) {
-    if (geteuid() == 0) GTEST_SKIP() << "root may read everything";
+    constexpr uid_t nobody = 65534;
     writeFileBytes(dir.file("a.exr"), goodBytes());
     ASSERT_EQ(chmod(dir.file("a.exr").c_str(), 0), 0);
-    EXPECT_EQ(textsOf(check("a.exr")), Texts{"unreadable: Permission denied"});
+    ASSERT_EQ(chmod(dir.path().c_str(), 0755), 0);
+    const int code = exitCodeWithLimits([this] {
+        if (geteuid() == 0 && seteuid(nobody) != 0) return 2;  // root may read everything
+        return textsOf(check("a.exr")) == Texts{"unreadable: Permission denied"} ? 0 : 1;
+    });
+    EXPECT_EQ(code, 0);
 }
 
 TEST_F(FileReader, TellsTheSizeOfAFileThatCannotBeOpened) {
