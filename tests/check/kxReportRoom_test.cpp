@@ -51,9 +51,12 @@ std::string told(const FileReport& report) {
     return text;
 }
 
+// Room for two lists of them and half another: nearly all of it is text, whatever the size of an empty string.
+constexpr std::int64_t twoLists = 250000;
+
 std::vector<std::string> manyNames() {
     std::vector<std::string> names;
-    for (int i = 0; i < 100; ++i) names.push_back("layer" + std::to_string(i) + ".R");
+    for (int i = 0; i < 100; ++i) names.push_back(std::string(900, 'l') + "ayer" + std::to_string(i) + ".R");
     return names;
 }
 
@@ -107,7 +110,7 @@ TEST(ReportRoom, IsFreeAgainWhenFindingsAreGivenBack) {
 }
 
 TEST(ReportRoom, CountsSharedHeadersAndListsOfChannelsOnce) {
-    ReportRoom room(20000, plenty);
+    ReportRoom room(twoLists, plenty);
     FileReport first = withHeaders(manyNames());
     for (std::int32_t i = 0; i < 50; ++i) {
         FileReport same = first;
@@ -123,7 +126,7 @@ TEST(ReportRoom, CountsSharedHeadersAndListsOfChannelsOnce) {
 }
 
 TEST(ReportRoom, MakesALimitOfHeadersWithoutRoom) {
-    ReportRoom room(20000, plenty);
+    ReportRoom room(twoLists, plenty);
     std::string outcome;
     for (int i = 0; i < 4; ++i) {
         FileReport report = withHeaders(manyNames());
