@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxKeptPictures.h"
 
-#include "check/kxSizeJump.h"
-
 namespace kxCheck {
 
 KeptPictures::KeptPictures(const std::vector<FrameReport>& frames, const Neighbours& neighbours, std::size_t first,
@@ -44,7 +42,7 @@ bool KeptPictures::needsAfter(std::size_t place) const {
 
 bool KeptPictures::needsSecondAfter(std::size_t place) const {
     const PictureFacts* const picture = pictureAt(place);
-    return picture && jumpOf(*picture, neighboursOf(place)) > conspicuousJump;
+    return picture && needsSecondNeighbours(*picture, neighboursOf(place));
 }
 
 PictureNeighbours KeptPictures::neighboursOf(std::size_t place) const {

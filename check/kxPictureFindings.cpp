@@ -34,11 +34,19 @@ void addStrange(std::vector<Finding>& findings, const std::vector<StrangeSamples
     }
 }
 
+bool hasMissingTile(const PictureFacts* picture) {
+    return picture && picture->isTileMissing;
+}
+
+// Two frames in a row may both have lost a bucket. What more of them have belongs to the scene, in the first and
+// last of them too: titles fade in and out.
 std::optional<Finding> missingTile(const PictureFacts& picture, const PictureNeighbours& neighbours) {
     if (!picture.isTileMissing) return std::nullopt;
-    const bool isBefore = neighbours.before && neighbours.before->isTileMissing;
-    const bool isAfter = neighbours.after && neighbours.after->isTileMissing;
-    if (isBefore && isAfter) return std::nullopt;
+    const bool isBefore = hasMissingTile(neighbours.before);
+    const bool isAfter = hasMissingTile(neighbours.after);
+    const bool isFurther =
+        isBefore ? hasMissingTile(neighbours.secondBefore) : hasMissingTile(neighbours.secondAfter);
+    if ((isBefore && isAfter) || ((isBefore || isAfter) && isFurther)) return std::nullopt;
     Finding finding = makeFinding(Code::tileMissing, "a block of the picture was left black");
     const bool isAlone = !neighbours.before && !neighbours.after;
     if (isBefore || isAfter || isAlone) {
@@ -48,6 +56,12 @@ std::optional<Finding> missingTile(const PictureFacts& picture, const PictureNei
                                   : "; there is no neighbour to compare it with";
     }
     return finding;
+}
+
+// analyseValue1; 0 without both neighbours.
+double jumpOf(const PictureFacts& picture, const PictureNeighbours& neighbours) {
+    if (!neighbours.before || !neighbours.after) return 0;
+    return pictureJumpOf(neighbours.before->histogram, picture.histogram, neighbours.after->histogram);
 }
 
 bool isOutstanding(const PictureFacts& picture, const PictureNeighbours& neighbours) {
@@ -74,9 +88,9 @@ void addPicture(std::vector<Finding>& findings, const PictureFacts& picture, con
 
 }  // namespace
 
-double jumpOf(const PictureFacts& picture, const PictureNeighbours& neighbours) {
-    if (!neighbours.before || !neighbours.after) return 0;
-    return pictureJumpOf(neighbours.before->histogram, picture.histogram, neighbours.after->histogram);
+bool needsSecondNeighbours(const PictureFacts& picture, const PictureNeighbours& neighbours) {
+    const bool isInOne = hasMissingTile(neighbours.before) != hasMissingTile(neighbours.after);
+    return (picture.isTileMissing && isInOne) || jumpOf(picture, neighbours) > conspicuousJump;
 }
 
 PictureJudgement judgePicture(const PictureReport& report, const PictureNeighbours& neighbours) {

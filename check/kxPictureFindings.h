@@ -19,8 +19,8 @@ struct PictureNeighbours {
     const PictureFacts* secondAfter = nullptr;
 };
 
-// analyseValue1; 0 without both neighbours. Only above conspicuousJump those two steps away are looked at.
-[[nodiscard]] double jumpOf(const PictureFacts& picture, const PictureNeighbours& neighbours);
+// Whether it depends on the frames two steps away how the frame is judged; those are not looked at for this.
+[[nodiscard]] bool needsSecondNeighbours(const PictureFacts& picture, const PictureNeighbours& neighbours);
 
 struct PictureJudgement {
     double jump = 0;  // analyseValue1; 0 without both neighbours, or without a picture
@@ -29,8 +29,8 @@ struct PictureJudgement {
 
 // All findings of level pixels but `repeated`.
 //
-// A tile that seems missing in both neighbours as well belongs to the scene and is no finding; in one of them, or
-// without any, it may be either, which is a warning. Infinite samples are usual in other channels than those of
+// A tile that seems missing in three frames in a row belongs to the scene and is no finding in any of them; in two, or
+// where there is no neighbour, it may be either, which is a warning. Infinite samples are usual in other channels than those of
 // colour and alpha, such as depth, and only found in these: R, G, B, A and Y as the last component of the name.
 [[nodiscard]] PictureJudgement judgePicture(const PictureReport& report, const PictureNeighbours& neighbours);
 

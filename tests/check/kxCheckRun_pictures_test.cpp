@@ -186,10 +186,9 @@ using Counts = std::vector<std::int64_t>;
 
 TEST_F(CheckRunPicturesTest, JudgesPicturesBesideTheirNeighbours) {
     sequence("..j..t..tt.ttt-t-j-..");
-    EXPECT_EQ(
-        outcome(),
-        "1; 2; 3 jump; 4; 5; 6 tile-missing!; 7; 8; 9 tile-missing; 10 tile-missing; 11; 12 tile-missing; 13; "
-        "14 tile-missing; 15; 16 tile-missing; 17; 18; 19; 20; 21; ");
+    EXPECT_EQ(outcome(),
+              "1; 2; 3 jump; 4; 5; 6 tile-missing!; 7; 8; 9 tile-missing; 10 tile-missing; 11; 12; 13; "
+              "14; 15; 16 tile-missing; 17; 18; 19; 20; 21; ");
 }
 
 TEST_F(CheckRunPicturesTest, CountsNeighboursThatWereNotDecodedAsNone) {

@@ -103,6 +103,8 @@ TEST(PictureFindings, HoldAMissingTileAgainstTheNeighbours) {
         const PictureFacts* after;
         const char* codes;
         const char* text;
+        const PictureFacts* secondBefore = nullptr;
+        const PictureFacts* secondAfter = nullptr;
     } cases[] = {
         {&whole, &whole, "tile-missing!", "a block of the picture was left black"},
         {&whole, nullptr, "tile-missing!", "a block of the picture was left black"},
@@ -114,9 +116,19 @@ TEST(PictureFindings, HoldAMissingTileAgainstTheNeighbours) {
         {nullptr, nullptr, "tile-missing",
          "a block of the picture was left black; there is no neighbour to compare it with"},
         {&holed, &holed, "", ""},
+        {&holed, &whole, "", "", &holed},
+        {&holed, nullptr, "", "", &holed, &whole},
+        {&whole, &holed, "", "", &whole, &holed},
+        {nullptr, &holed, "", "", &whole, &holed},
+        {&holed, &whole, "tile-missing", "a block of the picture was left black; one of the frame before too",
+         &whole, &holed},
+        {&whole, &holed, "tile-missing", "a block of the picture was left black; one of the frame after it too",
+         &holed, &whole},
+        {&whole, &whole, "tile-missing!", "a block of the picture was left black", &holed, &holed},
     };
     for (const auto& c : cases) {
-        const std::vector<Finding> findings = judgePicture(reportWith(holed), {c.before, c.after}).findings;
+        const PictureNeighbours around = {c.before, c.after, c.secondBefore, c.secondAfter};
+        const std::vector<Finding> findings = judgePicture(reportWith(holed), around).findings;
         EXPECT_EQ(codesOf(findings), c.codes);
         EXPECT_EQ(findings.empty() ? "" : findings[0].text, c.text);
         EXPECT_EQ(codesOf(reportWith(whole), {c.before, c.after}), "")

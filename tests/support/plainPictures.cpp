@@ -103,7 +103,10 @@ std::vector<PlainVerdict> plainPictureVerdicts(const std::vector<PlainPicture>& 
                 const bool isBefore = before && before->isTileMissing;
                 const bool isAfter = after && after->isTileMissing;
                 const bool isSurelyOwn = (before || after) && !isBefore && !isAfter;
-                if (frame.isTileMissing && !(isBefore && isAfter))
+                const PlainPicture* const further = pictureAt(frames, frame, isBefore ? -2 * step : 2 * step);
+                const bool areThree =
+                    (isBefore && isAfter) || ((isBefore || isAfter) && further && further->isTileMissing);
+                if (frame.isTileMissing && !areThree)
                     codes.emplace_back(isSurelyOwn ? "tile-missing!" : "tile-missing");
                 if (frame.isAlphaMissing) codes.emplace_back("alpha-missing");
             }
