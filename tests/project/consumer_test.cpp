@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Another project takes this one in with add_subdirectory. Two builds of the library: only the tests of
-// build/release run this.
+// Another project takes this one in with add_subdirectory, or finds it where that installed it. Builds the library
+// once more: only the tests of build/release run this.
+#include "examples/SampleFrames.h"
 #include "tests/support/Documents.h"
 #include "tests/support/RunProcess.h"
 #include "tests/support/TempDir.h"
@@ -23,14 +24,18 @@ protected:
         ASSERT_EQ(result.exitCode, 0) << result.out << result.err;
     }
 
-    void configure(const std::vector<std::string>& definitions) const {
-        const std::string project = projectDir().string();
-        const std::string source = project + "/tests/project/consumer";
-        std::vector<std::string> arguments = {KX_CMAKE, "-G", "Ninja", "-S", source, "-B", build};
-        arguments.push_back("-DKX_DIR=" + project);
-        arguments.emplace_back("-DKX_QT=" KX_QT_MAJOR);
+    // Configures the project of tests/project/consumer.
+    void configure(const std::string& folder, const std::vector<std::string>& definitions) const {
+        const std::string source = projectDir().string() + "/tests/project/consumer";
+        std::vector<std::string> arguments = {KX_CMAKE, "-G", "Ninja", "-S", source, "-B", folder};
         arguments.insert(arguments.end(), definitions.begin(), definitions.end());
         run(arguments);
+    }
+
+    void configureWithSources(const std::vector<std::string>& definitions) const {
+        std::vector<std::string> all = {"-DKX_DIR=" + projectDir().string(), "-DKX_QT=" KX_QT_MAJOR};
+        all.insert(all.end(), definitions.begin(), definitions.end());
+        configure(build, all);
     }
 
     void buildAndInstall(const std::string& target) const {
@@ -38,38 +43,108 @@ protected:
         run({KX_CMAKE, "--install", build, "--prefix", prefix});
     }
 
-    std::vector<std::string> installedFiles() const {
+    std::vector<std::string> filesBelow(const std::string& folder) const {
         std::vector<std::string> files;
-        for (const fs::directory_entry& entry : fs::recursive_directory_iterator(prefix)) {
-            if (entry.is_regular_file()) files.push_back(fs::relative(entry.path(), prefix).string());
+        for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
+            if (entry.is_regular_file()) files.push_back(fs::relative(entry.path(), folder).string());
         }
         std::sort(files.begin(), files.end());
         return files;
     }
 
+    // Files of the prefix but for headers.
+    std::vector<std::string> installedFiles() const {
+        std::vector<std::string> files = filesBelow(prefix);
+        const auto isHeader = [](const std::string& file) {
+            return file.rfind("include/kxVerifyExrModes/", 0) == 0;
+        };
+        files.erase(std::remove_if(files.begin(), files.end(), isHeader), files.end());
+        return files;
+    }
+
+    // A source that includes all installed headers.
+    std::string sourceWithAllHeaders() const {
+        std::string text;
+        for (const std::string& header : filesBelow(headers)) text += "#include \"" + header + "\"\n";
+        EXPECT_TRUE(writeFileBytes(dir.file("all.cpp"), text));
+        return dir.file("all.cpp");
+    }
+
     TempDir dir;
     std::string build = dir.file("build");
     std::string prefix = dir.file("prefix");
+    std::string headers = prefix + "/include/kxVerifyExrModes";
 };
+
+// Headers of the libraries that other folders may include.
+std::vector<std::string> publicHeaders() {
+    const std::string ofProgram =
+        textsBetween("add_executable(kxCheckFrames", ")", document("CMakeLists.txt")).at(0);
+    std::vector<std::string> names;
+    for (const std::string folder : {"check", "image", "shared"}) {
+        for (const fs::path& path : fs::directory_iterator(projectDir() / folder)) {
+            const std::string source = folder + "/" + path.stem().string() + ".cpp";
+            if (path.extension() == ".h" && !contains(ofProgram, source))
+                names.push_back(folder + "/" + path.filename().string());
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
 
 }  // namespace
 
-// Both in one build: it is most of the test's time.
-TEST_F(ConsumerTest, InstallsOnlyItsOwnProgramUnlessItAsksForTheOthersAndWhatBelongsToThem) {
-    ASSERT_NO_FATAL_FAILURE(configure({}));
+// All in one build: it is most of the test's time.
+TEST_F(ConsumerTest, InstallsOnlyItsOwnProgramUnlessItAsksForTheOthersAndTheLibrariesWhichAreFoundThen) {
+    ASSERT_NO_FATAL_FAILURE(configureWithSources({}));
     ASSERT_NO_FATAL_FAILURE(buildAndInstall("splitName"));
-    EXPECT_EQ(installedFiles(), std::vector<std::string>{"bin/splitName"});
+    EXPECT_EQ(filesBelow(prefix), std::vector<std::string>{"bin/splitName"});
     EXPECT_EQ(runProcess({prefix + "/bin/splitName", "/r/beauty.0042.exr"}).out, ".exr\n");
 
-    ASSERT_NO_FATAL_FAILURE(configure({"-DKX_INSTALL=ON"}));
+    ASSERT_NO_FATAL_FAILURE(configureWithSources({"-DKX_INSTALL=ON"}));
     ASSERT_NO_FATAL_FAILURE(buildAndInstall("all"));
-    EXPECT_EQ(
-        installedFiles(),
-        (std::vector<std::string>{
-            "bin/kxCheckFrames", "bin/kxVerifyExrModes", "bin/splitName",
-            "share/bash-completion/completions/kxCheckFrames", "share/doc/kxVerifyExrModes/CHANGELOG.md",
-            "share/doc/kxVerifyExrModes/LICENSE", "share/doc/kxVerifyExrModes/findings.md",
-            "share/doc/kxVerifyExrModes/kxCheckFrames.md", "share/doc/kxVerifyExrModes/kxCheckFrames.schema.json",
-            "share/doc/kxVerifyExrModes/kxVerifyExrModes.md", "share/man/man1/kxCheckFrames.1",
-            "share/man/man1/kxVerifyExrModes.1", "share/zsh/site-functions/_kxCheckFrames"}));
+    const std::string documents = "share/doc/kxVerifyExrModes/";
+    const std::string package = KX_LIBRARIES "/cmake/kxVerifyExrModes/";
+    std::vector<std::string> expected = {"bin/kxCheckFrames",
+                                         "bin/kxVerifyExrModes",
+                                         "bin/splitName",
+                                         KX_LIBRARIES "/libkxCheck.a",
+                                         KX_LIBRARIES "/libkxImage.a",
+                                         KX_LIBRARIES "/libkxShared.a",
+                                         package + "FindkxCodecs.cmake",
+                                         package + "kxVerifyExrModesConfig.cmake",
+                                         package + "kxVerifyExrModesConfigVersion.cmake",
+                                         package + "kxVerifyExrModesTargets-noconfig.cmake",
+                                         package + "kxVerifyExrModesTargets.cmake",
+                                         "share/bash-completion/completions/kxCheckFrames",
+                                         documents + "CHANGELOG.md",
+                                         documents + "LICENSE",
+                                         documents + "cache-file-format.md",
+                                         documents + "findings.md",
+                                         documents + "kxCheckFrames.md",
+                                         documents + "kxCheckFrames.schema.json",
+                                         documents + "kxVerifyExrModes.md",
+                                         documents + "examples/CMakeLists.txt",
+                                         documents + "examples/SampleFrames.cpp",
+                                         documents + "examples/SampleFrames.h",
+                                         documents + "examples/headersAsJson.cpp",
+                                         documents + "examples/writeDamagedSequence.cpp",
+                                         documents + "examples/writeSampleSequence.cpp",
+                                         "share/man/man1/kxCheckFrames.1",
+                                         "share/man/man1/kxVerifyExrModes.1",
+                                         "share/zsh/site-functions/_kxCheckFrames"};
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(installedFiles(), expected);
+    EXPECT_EQ(filesBelow(headers), publicHeaders());
+
+    const std::string other = dir.file("other");
+    ASSERT_NO_FATAL_FAILURE(
+        configure(other, {"-DCMAKE_PREFIX_PATH=" + prefix, "-DKX_MORE_SOURCES=" + sourceWithAllHeaders(),
+                          "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Werror"}));
+    ASSERT_NO_FATAL_FAILURE(run({KX_CMAKE, "--build", other}));
+    EXPECT_EQ(runProcess({other + "/splitName", "/r/beauty.0042.exr"}).out, ".exr\n");
+    writeSampleFile(dir.file("good.exr"), {SamplePart()});
+    ASSERT_TRUE(writeFileBytes(dir.file("bad.exr"), "no frame"));
+    EXPECT_EQ(runProcess({other + "/isSound", dir.file("good.exr")}).exitCode, 0);
+    EXPECT_EQ(runProcess({other + "/isSound", dir.file("bad.exr")}).exitCode, 1);
 }
