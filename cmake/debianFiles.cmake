@@ -1,0 +1,36 @@
+# SPDX-License-Identifier: BSD-3-Clause
+# Run by cpack when the files of the packages are in their folders, before they are packed: gives documents and
+# completions the names and the form that they have in Debian.
+function(run)
+  execute_process(COMMAND ${ARGV} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+function(write_debian_changelog file package)
+  string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+  file(WRITE ${file} "${package} (${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium
+
+  * Package of version ${CPACK_PACKAGE_VERSION}; its changes are in changelog.gz.
+
+ -- ${CPACK_PACKAGE_CONTACT}  ${date}
+")
+endfunction()
+
+foreach(component ${CPACK_COMPONENTS_ALL})
+  string(TOUPPER ${component} upper)
+  set(package ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
+  set(share ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/${component}/usr/share)
+  set(documents ${share}/doc/${package})
+  file(RENAME ${share}/doc/kxVerifyExrModes ${documents})
+  file(RENAME ${documents}/LICENSE ${documents}/copyright)
+  file(RENAME ${documents}/CHANGELOG.md ${documents}/changelog)
+  write_debian_changelog(${documents}/changelog.Debian ${package})
+  file(GLOB manual_pages ${share}/man/man1/*)
+  run(gzip -9nf ${documents}/changelog ${documents}/changelog.Debian ${manual_pages})
+endforeach()
+
+# Where zsh looks for completions of packages.
+set(zsh ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/programs/usr/share/zsh)
+file(RENAME ${zsh}/site-functions ${zsh}/vendor-completions)
+
+# Whatever the umask is.
+run(chmod -R u=rwX,go=rX ${CPACK_TEMPORARY_INSTALL_DIRECTORY})
