@@ -10,8 +10,10 @@ install(TARGETS kxVerifyExrModes kxCheckFrames RUNTIME DESTINATION ${CMAKE_INSTA
 install(FILES docs/kxVerifyExrModes.1 docs/kxCheckFrames.1
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT programs)
 install(FILES
-  CHANGELOG.md LICENSE docs/findings.md docs/kxCheckFrames.md docs/kxCheckFrames.schema.json docs/kxVerifyExrModes.md
+  CHANGELOG.md LICENSE docs/farm.md docs/findings.md docs/kxCheckFrames.md docs/kxCheckFrames.schema.json docs/kxVerifyExrModes.md
   DESTINATION ${kx_documents} COMPONENT programs)
+install(PROGRAMS examples/slurm/submitCheck examples/slurm/checkChunk examples/slurm/checkAll
+  DESTINATION ${kx_documents}/examples/slurm COMPONENT programs)
 install(FILES completions/kxCheckFrames.bash RENAME kxCheckFrames
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT programs)
 install(FILES completions/_kxCheckFrames DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT programs)

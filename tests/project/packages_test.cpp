@@ -33,8 +33,7 @@ protected:
     // The file of a package; its name says package, version and architecture.
     std::string fileOf(const std::string& package) const {
         for (const fs::path& path : fs::directory_iterator(dir.path()))
-            if (path.filename().string().rfind(package + "_" KX_PACKAGE_VERSION "_", 0) == 0)
-                return path.string();
+            if (path.filename().string().rfind(package + "_" KX_PACKAGE_VERSION "_", 0) == 0) return path.string();
         return "";
     }
 
@@ -80,8 +79,9 @@ void PackagesTest::expectWhatBelongsToThePrograms() const {
                                          "share/man/man1/kxCheckFrames.1.gz",
                                          "share/man/man1/kxVerifyExrModes.1.gz",
                                          "share/zsh/vendor-completions/_kxCheckFrames"};
-    for (const char* name : {"changelog.Debian.gz", "changelog.gz", "copyright", "findings.md", "kxCheckFrames.md",
-                             "kxCheckFrames.schema.json", "kxVerifyExrModes.md"})
+    for (const char* name : {"changelog.Debian.gz", "changelog.gz", "copyright", "examples/slurm/checkAll",
+                             "examples/slurm/checkChunk", "examples/slurm/submitCheck", "farm.md", "findings.md",
+                             "kxCheckFrames.md", "kxCheckFrames.schema.json", "kxVerifyExrModes.md"})
         expected.push_back(documents + name);
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(files(programsName), expected);
