@@ -8,8 +8,6 @@
 #include "image/KX_DataTypes_imageList.h"
 #include "tool/main.h"
 
-#include <Iex.h>
-#include <ImfIO.h>
 #include <ImfMultiPartInputFile.h>
 #include <ImfThreading.h>
 
@@ -20,50 +18,13 @@
 #include <memory>
 
 #include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-// A file as the library reads it, its start fetched in one read. What would be gained by it is measured here; the
-// tool uses the library's own stream, which fetches 8 KiB too.
-class OneReadStream : public Imf::IStream {
-public:
-    explicit OneReadStream(const char* path) : IStream(path), file_(open(path, O_RDONLY | O_CLOEXEC)) {
-        const ssize_t size = file_ < 0 ? -1 : ::read(file_, start_, sizeof start_);
-        if (size < 0) throw IEX_NAMESPACE::InputExc("unreadable");
-        startSize_ = static_cast<uint64_t>(size);
-    }
-    ~OneReadStream() override { close(file_); }
-
-    bool read(char bytes[], int count) override {
-        const auto wanted = static_cast<std::size_t>(count);
-        if (position_ + wanted <= startSize_) {
-            std::memcpy(bytes, start_ + position_, wanted);
-        } else if (pread(file_, bytes, wanted, static_cast<off_t>(position_)) != count) {
-            throw IEX_NAMESPACE::InputExc("early end of file");
-        }
-        position_ += wanted;
-        return true;
-    }
-    uint64_t tellg() override { return position_; }
-    void seekg(uint64_t position) override { position_ = position; }
-
-private:
-    int file_;
-    char start_[8192];
-    uint64_t startSize_ = 0;
-    uint64_t position_ = 0;
-};
-
 int partsOf(const std::string& path) {
     return Imf::MultiPartInputFile(path.c_str(), Imf::globalThreadCount(), true).parts();
-}
-
-int partsThroughOwnStream(const std::string& path) {
-    OneReadStream stream(path.c_str());
-    return Imf::MultiPartInputFile(stream, Imf::globalThreadCount(), true).parts();
 }
 
 // What a run does to find its frames; a record that was searched before is searched anew.
@@ -112,7 +73,6 @@ int countFrames(const QString& directory, const std::string& prefix) {
 std::vector<Job> jobsPerFile(const std::vector<std::string>& paths) {
     return {
         jobPerFile("reader", paths, [](const std::string& path) { partsOf(path); }),
-        jobPerFile("ownStream", paths, [](const std::string& path) { partsThroughOwnStream(path); }),
         jobPerFile("testExr", paths,
                    [](const std::string& path) {
                        testExr(QString::fromLatin1(path.c_str()), false, false, false, false, false);

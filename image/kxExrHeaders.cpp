@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "image/kxExrHeaders.h"
 
+#include "image/private/kxExrStream.h"
+
 #include <ImfBoxAttribute.h>
 #include <ImfChannelListAttribute.h>
 #include <ImfCompressionAttribute.h>
@@ -138,24 +140,31 @@ void discardError(exr_const_context_t /*context*/, exr_result_t /*code*/, const 
 
 // From 3.3 on the EXR library prints each error before it throws it, unless it is told what else to do. The other
 // settings are those of the constructor without settings.
-Imf::MultiPartInputFile openExr(const QByteArray& path) {
-    const auto settings =
-        Imf::ContextInitializer().silentHeaderParse(true).strictHeaderValidation(false).setErrorHandler(
-            discardError);
-    return Imf::MultiPartInputFile(path.constData(), settings, Imf::globalThreadCount());
-}
+struct OpenFile {
+    explicit OpenFile(const QByteArray& path)
+        : reader(path.constData(),
+                 Imf::ContextInitializer().silentHeaderParse(true).strictHeaderValidation(false).setErrorHandler(
+                     discardError),
+                 Imf::globalThreadCount()) {}
+
+    Imf::MultiPartInputFile reader;
+};
 #else
-Imf::MultiPartInputFile openExr(const QByteArray& path) {
-    return Imf::MultiPartInputFile(path.constData(), Imf::globalThreadCount(), true);
-}
+struct OpenFile {
+    explicit OpenFile(const QByteArray& path)
+        : stream(path.constData()), reader(stream, Imf::globalThreadCount(), true) {}
+
+    Stream stream;
+    Imf::MultiPartInputFile reader;
+};
 #endif
 
 // Throws what the EXR library throws.
 Headers headersOf(const QByteArray& path) {
-    const Imf::MultiPartInputFile file = openExr(path);
+    const OpenFile file(path);
     Headers headers;
-    headers.reserve(static_cast<std::size_t>(file.parts()));
-    for (int part = 0; part < file.parts(); ++part) headers.push_back(partFrom(file.header(part)));
+    headers.reserve(static_cast<std::size_t>(file.reader.parts()));
+    for (int part = 0; part < file.reader.parts(); ++part) headers.push_back(partFrom(file.reader.header(part)));
     return headers;
 }
 

@@ -3,8 +3,8 @@
 //
 //   $KX_DELAY         microseconds that every call takes longer; unset is none
 //   $KX_CALL_COUNTS   file that gets the counts at the end, one line "<kind> <count>" for each of opendir, open,
-//   stat
-//                     (of any kind), read and close (of files and directories)
+//                     stat (of any kind), read and close (of files and directories), and the line "bytes <count>"
+//                     of all that was read
 #include "tests/support/watchedCalls.h"
 
 #include <atomic>
@@ -19,6 +19,7 @@ enum Kind { opendirs, opens, stats, reads, closes, kindCount };
 constexpr const char* kindNames[kindCount] = {"opendir", "open", "stat", "read", "close"};
 
 std::atomic<long> counts[kindCount];
+std::atomic<long> readBytes;
 
 // Of the calls that are not counted kindCount: those of a directory that is open wait for nothing, and those that
 // delete are no part of a check.
@@ -48,6 +49,7 @@ __attribute__((destructor)) void writeCounts() {
     for (int kind = 0; kind < kindCount; ++kind) {
         std::fprintf(file, "%s %ld\n", kindNames[kind], counts[kind].load());
     }
+    std::fprintf(file, "bytes %ld\n", readBytes.load());
     original<decltype(&fclose)>("fclose")(file);
 }
 
@@ -59,4 +61,8 @@ void countCall(FileCall call) {
     if (kind == kindCount) return;
     ++counts[kind];
     if (delay) usleep(static_cast<useconds_t>(std::strtol(delay, nullptr, 10)));
+}
+
+void countReadBytes(long count) {
+    if (count > 0) readBytes += count;
 }

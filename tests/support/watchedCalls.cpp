@@ -49,6 +49,11 @@ Result watched(FileCall call, const File& file, Result failure, const char* name
     return original<Result (*)(Arguments...)>(name)(arguments...);
 }
 
+ssize_t countedBytes(ssize_t got) {
+    countReadBytes(got);
+    return got;
+}
+
 FileCall statusCall(int flags) {
     return flags & AT_SYMLINK_NOFOLLOW ? FileCall::Lstat : FileCall::Stat;
 }
@@ -108,16 +113,16 @@ int openat64(int directory, const char* path, int flags, ...) {
 // --- Reading ----------------------------------------------------------------------------------------------------
 
 ssize_t read(int file, void* bytes, std::size_t size) {
-    return watched<ssize_t>(FileCall::Read, file, -1, "read", file, bytes, size);
+    return countedBytes(watched<ssize_t>(FileCall::Read, file, -1, "read", file, bytes, size));
 }
 ssize_t pread(int file, void* bytes, std::size_t size, off_t at) {
-    return watched<ssize_t>(FileCall::Read, file, -1, "pread", file, bytes, size, at);
+    return countedBytes(watched<ssize_t>(FileCall::Read, file, -1, "pread", file, bytes, size, at));
 }
 ssize_t pread64(int file, void* bytes, std::size_t size, off64_t at) {
-    return watched<ssize_t>(FileCall::Read, file, -1, "pread64", file, bytes, size, at);
+    return countedBytes(watched<ssize_t>(FileCall::Read, file, -1, "pread64", file, bytes, size, at));
 }
 ssize_t readv(int file, const iovec* pieces, int count) {
-    return watched<ssize_t>(FileCall::Read, file, -1, "readv", file, pieces, count);
+    return countedBytes(watched<ssize_t>(FileCall::Read, file, -1, "readv", file, pieces, count));
 }
 
 // --- Status -----------------------------------------------------------------------------------------------------

@@ -12,6 +12,8 @@ enum class FileCall { Opendir, Readdir, Open, Read, Stat, Lstat, Fstat, Unlink, 
 
 // Counts the call, and waits where calls are to be slow. Any thread, until the very end of the process.
 void countCall(FileCall call);
+// Adds what a read has given, -1 where it failed. Any thread.
+void countReadBytes(long count);
 
 // True where some calls are to fail; otherwise nobody needs the paths of all.
 [[nodiscard]] bool anyFaults();

@@ -13,10 +13,10 @@ std::string number(int errnoValue) {
     return std::to_string(errnoValue);
 }
 
-// A frame with so many channels that its header takes more than one read.
+// A frame with so many long names of channels that its header takes three reads of 64 KiB.
 SamplePart longHeader() {
     Names channels;
-    for (int i = 0; i < 1000; ++i) channels.push_back("layer" + std::to_string(i) + ".R");
+    for (int i = 0; i < 1000; ++i) channels.push_back(std::string(150, 'n') + std::to_string(i) + ".R");
     SamplePart part = samplePartOf(channels);
     part.displayWindow = part.dataWindow = {{0, 0}, {0, 0}};
     return part;
