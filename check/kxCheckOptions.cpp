@@ -224,6 +224,11 @@ constexpr OptionRow rows[] = {
     {"min-age", 0, "SECONDS", nullptr,
      "files changed more recently are not removed, and unfinished instead of truncated; default 60",
      setNumber<&Settings::minAge, 0, longestTime>},
+    {"follow", 0, nullptr, nullptr,
+     "go on as frames arrive, until every one of --frames has a verdict or nothing came for the time of --timeout",
+     setFlag<&Settings::follow>},
+    {"timeout", 0, "SECONDS", nullptr, "without news, after which --follow ends; default 3600",
+     setNumber<&Settings::timeout, 1, longestTime>},
     {"time-limit", 0, "SECONDS", nullptr, "for one frame; default 300",
      setNumber<&Settings::timeLimit, 1, longestTime>},
     {"memory-limit", 0, "MIB", nullptr,
@@ -299,6 +304,10 @@ QByteArray conflictOf(const QCommandLineParser& parser, const Settings& settings
         return "--json and --report name the same file; one of them would be lost";
     if (settings.removeMost && settings.removal == Removal::none)
         return "--remove-most needs --delete or --move-to; alone it removes nothing";
+    if (settings.follow && !settings.frames)
+        return "--follow needs --frames; only a list says when all frames have come";
+    if (parser.isSet(latin1("timeout")) && !settings.follow)
+        return "--timeout needs --follow; without it nothing is waited for";
     for (const Code code : settings.failOn)
         if (settings.ignored.count(code) > 0)
             return quoted(rowOf(code).name) + " is in --fail-on and in --ignore; name it in one of them";

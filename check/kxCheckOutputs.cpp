@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 
+#include <poll.h>
 #include <unistd.h>
 
 namespace kxCheck {
@@ -46,8 +47,7 @@ void CheckOutputs::open() {
 }
 
 void CheckOutputs::beginSequence(const SequenceName& sequence, const Headers* headers, int labelWidth) {
-    style_.labelWidth = labelWidth;
-    if (hasLines()) line(sequenceLine(sequence, headers));
+    if (hasLines()) beginLines(sequence, headers, labelWidth);
     json(sequenceJson(sequence));
     if (page_) page_->beginSequence(sequence, headers);
 }
@@ -60,11 +60,15 @@ void CheckOutputs::takePreview(const FrameName& frame, FileReport& report) {
     if (page_) page_->takePreview(frame, report);
 }
 
+void CheckOutputs::arrivedFrame(const SequenceName& sequence, const Headers* headers, int labelWidth,
+                                const FrameReport& frame) {
+    if (!hasLines()) return;
+    beginLines(sequence, headers, labelWidth);
+    linesOf(frame);
+}
+
 void CheckOutputs::frame(const FrameReport& frame) {
-    if (hasLines() && (settings_.verbose || frame.verdict != Verdict::good)) {
-        line(frameLine(frame, style_));
-        if (settings_.info) info(frame);
-    }
+    if (hasLines()) linesOf(frame);
     if (json_) json(frameJson(frame));
 }
 
@@ -94,6 +98,7 @@ void CheckOutputs::endSequence(const Summary& summary, int exitCode, bool isInte
     json(summaryJson(summary, exitCode));
     if (page_) page_->endSequence(summary, isInterrupted);
     bar_.clear();
+    shownSequence_.clear();
 }
 
 void CheckOutputs::problem(const QByteArray& text) {
@@ -113,6 +118,11 @@ QByteArray CheckOutputs::fault() const {
     return page_ ? page_->fault() : QByteArray();
 }
 
+bool CheckOutputs::isReaderGone() const {
+    pollfd polled = {STDOUT_FILENO, 0, 0};
+    return poll(&polled, 1, 0) > 0 && (polled.revents & POLLERR) != 0;
+}
+
 void CheckOutputs::writeProblem(const QByteArray& text) {
     bar_.clear();
     error_.writeLine(text);
@@ -121,6 +131,31 @@ void CheckOutputs::writeProblem(const QByteArray& text) {
 void CheckOutputs::line(const QByteArray& text) {
     bar_.clear();
     standard_.writeLine(text);
+}
+
+// Lines of sequences that are followed together alternate; each row of them has the sequence above it.
+void CheckOutputs::beginLines(const SequenceName& sequence, const Headers* headers, int labelWidth) {
+    style_.labelWidth = labelWidth;
+    if (settings_.follow && shownSequence_ == sequence.path) return;
+    shownSequence_ = sequence.path;
+    line(sequenceLine(sequence, headers));
+}
+
+void CheckOutputs::linesOf(const FrameReport& frame) {
+    if (!isToBeSaid(frame)) return;
+    line(frameLine(frame, style_));
+    if (settings_.info) info(frame);
+}
+
+// A frame that became good is told when it was not before.
+bool CheckOutputs::isToBeSaid(const FrameReport& frame) {
+    const bool isOfInterest = settings_.verbose || frame.verdict != Verdict::good;
+    if (!settings_.follow) return isOfInterest;
+    QByteArray& said = said_[frame.name.path];
+    const QByteArray text = frameLine(frame, {});
+    if (text == said || (said.isEmpty() && !isOfInterest)) return false;
+    said = text;
+    return true;
 }
 
 void CheckOutputs::info(const FrameReport& frame) {

@@ -17,6 +17,7 @@
 #include "check/kxSummary.h"
 
 #include <QByteArray>
+#include <QHash>
 
 #include <cstdint>
 #include <optional>
@@ -31,6 +32,10 @@ public:
     // Opens, and empties, the JSON file and tries the page's, if there are any; see fault(). Before anything but
     // problem().
     void open();
+    // A frame of a run that follows was judged: a line as soon as there is something to be said of it, and again
+    // when that changes, below the line of its sequence. What was said is not repeated by frame().
+    void arrivedFrame(const SequenceName& sequence, const Headers* headers, int labelWidth,
+                      const FrameReport& frame);
     // Of one sequence, in this order. Lines are with the system when a call is over.
     void beginSequence(const SequenceName& sequence, const Headers* headers, int labelWidth);
     // Each frame as it was checked, for what shows them in their own order; also in the order of the lines.
@@ -48,17 +53,24 @@ public:
     void progress(const RunProgress& progress) { bar_.show(progress); }
     // A line for standard error, without control characters. The page repeats it.
     void problem(const QByteArray& line);
+    // The same, but the page does not repeat it.
+    void note(const QByteArray& line) { writeProblem(line); }
 
     // Closes the JSON file and writes the page, of that time (nanoseconds since the Unix epoch); then whether all
     // was written is known.
     void close(bool isInterrupted, std::int64_t time);
     // Of standard output, the JSON file or the page, for standard error; empty as long as all was written.
     [[nodiscard]] QByteArray fault() const;
+    // Whether nobody will ever read what is written to standard output.
+    [[nodiscard]] bool isReaderGone() const;
 
 private:
     [[nodiscard]] bool hasLines() const { return !settings_.listed && settings_.jsonFile != "-"; }
     void writeProblem(const QByteArray& text);
     void line(const QByteArray& text);
+    void beginLines(const SequenceName& sequence, const Headers* headers, int labelWidth);
+    void linesOf(const FrameReport& frame);
+    [[nodiscard]] bool isToBeSaid(const FrameReport& frame);
     void info(const FrameReport& frame);
     void json(const QByteArray& text);
 
@@ -71,6 +83,9 @@ private:
     std::vector<QByteArray> problems_;
     ProgressBar bar_;
     LineStyle style_;
+    // Of a run that follows.
+    QByteArray shownSequence_;            // to which the last line belongs
+    QHash<QByteArray, QByteArray> said_;  // by path: what was said last of the frame
 };
 
 }  // namespace kxCheck

@@ -5,6 +5,7 @@
 #include "check/kxCheckOutputs.h"
 #include "check/kxCheckRun.h"
 #include "check/kxEscape.h"
+#include "check/kxFollow.h"
 #include "check/kxFrameGuard.h"
 #include "check/kxFrameOrder.h"
 #include "check/kxNumberText.h"
@@ -14,7 +15,10 @@
 #include "check/kxStopSignals.h"
 #include "check/kxWantedFrames.h"
 
+#include <algorithm>
 #include <chrono>
+#include <csignal>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -50,6 +54,16 @@ Remover removerFor(const QByteArray& directory, const Settings& settings) {
     return {directory, settings.minAge};
 }
 
+// Of an interrupted run that follows: what has not come, or is not whole, was not checked.
+void keepDone(WantedFrames& wanted, const FollowedSequence& followed) {
+    auto& frames = wanted.frames;
+    frames.erase(std::remove_if(frames.begin(), frames.end(),
+                                [&](const WantedFrame& frame) { return !followed.isDone(frame.name.path); }),
+                 frames.end());
+    wanted.runFirst = 0;
+    wanted.runLast = frames.size();
+}
+
 class Program {
 public:
     Program(const Settings& settings, const CheckFunction& check)
@@ -62,7 +76,11 @@ private:
     QByteArray openOutputs(const std::vector<FoundSequence>& sequences);
     void openCache();
     void sayCacheFault(const FrameReport& frame);
-    void checkSequence(const FoundSequence& found);
+    void sayProblems(const std::vector<QByteArray>& problems);
+    int followSequences();
+    FollowListener listener();
+    void sayWhatIsWaitedFor(const std::vector<QByteArray>& problems);
+    void checkSequence(const FoundSequence& found, FollowedSequence* followed = nullptr);
     bool sayWhatIsLeftOut(const FoundSequence& found, const WantedFrames& wanted);
     PreviewFunction previewFunction();
     void report(SequenceRun& run, const WantedFrames& wanted, Summary& summary);
@@ -78,17 +96,24 @@ private:
     CheckPools pools_;
     int exitCode_ = exitGood;
     bool isCacheFaultSaid_ = false;
+    bool isWaitSaid_ = false;
+    const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
 int Program::run() {
     const FoundSequences found = findSequences(settings_.arguments, meaningOfNames(settings_));
-    for (const QByteArray& problem : found.problems) outputs_.problem(problem);
-    if (!found.problems.empty()) exitCode_ = exitPartial;
+    if (!settings_.follow) sayProblems(found.problems);
     if (!canBegin(found.sequences)) return exitPartial;
     openCache();
+    if (settings_.follow) return followSequences();
     for (const FoundSequence& sequence : found.sequences)
         if (stop_.received() == 0) checkSequence(sequence);
     return finish();
+}
+
+void Program::sayProblems(const std::vector<QByteArray>& problems) {
+    for (const QByteArray& problem : problems) outputs_.problem(problem);
+    if (!problems.empty()) exitCode_ = exitPartial;
 }
 
 // A run of hours is not begun whose outcome can't be written, or whose bad frames have nowhere to go.
@@ -98,6 +123,8 @@ bool Program::canBegin(const std::vector<FoundSequence>& sequences) {
         if (!fault.isEmpty() || settings_.removal == Removal::none || sequence.files.empty()) continue;
         fault = removerFor(sequence.directory, settings_).fault();
     }
+    if (fault.isEmpty() && settings_.follow && settings_.removal == Removal::move)
+        fault = Remover(settings_.moveTo, settings_.minAge).fault();  // also where no frame has come yet
     if (!fault.isEmpty()) say(fault);
     return fault.isEmpty();
 }
@@ -139,17 +166,56 @@ int Program::finish() {
     return stop_.received() != 0 ? signalExit + stop_.received() : exitCode_;
 }
 
+// --- Following
+// ----------------------------------------------------------------------------------------------------
+
+// What is judged when all have come, or no more are waited for, is judged as without following.
+int Program::followSequences() {
+    Follow follow(settings_, meaningOfNames(settings_), pools_, listener());
+    follow.run();
+    sayProblems(follow.problems());
+    for (FollowedSequence* const sequence : follow.sequences()) checkSequence(sequence->found(), sequence);
+    return finish();
+}
+
+FollowListener Program::listener() {
+    FollowListener listener;
+    listener.asking = [this](const std::vector<QByteArray>& problems) {
+        if (outputs_.isReaderGone()) std::raise(SIGPIPE);  // as writing to it would, which may be hours away
+        sayWhatIsWaitedFor(problems);
+    };
+    listener.judged = [this](const FollowedSequence& sequence, const FrameReport& frame) {
+        sayCacheFault(frame);
+        if (isOrderOfChecking(settings_))
+            outputs_.arrivedFrame(sequence.name(), sequence.headers(), sequence.labelWidth(), frame);
+    };
+    listener.progress = [this](const RunProgress& progress) { outputs_.progress(progress); };
+    listener.takePreview = previewFunction();
+    return listener;
+}
+
+// Once: a name that was mistyped is waited for too.
+void Program::sayWhatIsWaitedFor(const std::vector<QByteArray>& problems) {
+    if (isWaitSaid_ || problems.empty()) return;
+    isWaitSaid_ = true;
+    for (const QByteArray& problem : problems) outputs_.note(problem + "; waiting for it");
+}
+
 // --- One sequence
 // -------------------------------------------------------------------------------------------------
 
-void Program::checkSequence(const FoundSequence& found) {
-    const auto start = std::chrono::steady_clock::now();
-    const WantedFrames wanted = wantedFrames(found, settings_.frames, settings_.chunk);
+void Program::checkSequence(const FoundSequence& found, FollowedSequence* followed) {
+    const auto start = followed ? start_ : std::chrono::steady_clock::now();
+    WantedFrames wanted = wantedFrames(found, settings_.frames, settings_.chunk);
     Summary summary;
     summary.isPartial = sayWhatIsLeftOut(found, wanted);
+    const bool isCutShort = followed && stop_.received() != 0;
+    if (isCutShort) keepDone(wanted, *followed);
+    KnownFunction takeKnown;
+    if (followed) takeKnown = [followed](const FrameName& frame) { return followed->takeReport(frame.path); };
     SequenceRun run(
         settings_, wanted, pools_, [this](const RunProgress& progress) { outputs_.progress(progress); },
-        previewFunction());
+        previewFunction(), takeKnown);
     report(run, wanted, summary);
 
     const std::vector<FrameReport> frames = run.takeFrames();
@@ -165,7 +231,7 @@ void Program::checkSequence(const FoundSequence& found) {
     const int exitCode = exitCodeOf(summary, settings_.strict);
     exitCode_ = worse(exitCode_, exitCode);
     outputs_.endSequence(summary, stop_.received() != 0 ? signalExit + stop_.received() : exitCode,
-                         run.wasStopped());
+                         isCutShort || run.wasStopped());
 }
 
 // True when there is something that will not be checked.

@@ -2,6 +2,7 @@
 #include "check/kxCheckRun.h"
 
 #include "check/kxCacheFolder.h"
+#include "check/kxFrameLook.h"
 #include "check/kxJudge.h"
 #include "check/kxRemovalPlan.h"
 #include "check/kxResources.h"
@@ -51,22 +52,6 @@ std::vector<bool> openedFrames(const WantedFrames& wanted) {
     return opened;
 }
 
-// What a worker was lost on once is not tried again.
-bool isLimited(const FileReport& file) {
-    const auto& findings = file.findings;
-    return std::any_of(findings.begin(), findings.end(), [](const Finding& f) { return f.code == Code::limit; });
-}
-
-// A reader that was lost, or lacked room, takes nothing away from what the first pass knows of the same file.
-void addKnown(FileReport& second, FileReport first) {
-    if (second.hasIdentity && (!first.hasIdentity || second.identity != first.identity)) return;
-    second.hasIdentity = first.hasIdentity;
-    second.identity = first.identity;
-    if (!second.headers) second.headers = std::move(first.headers);
-    for (Finding& finding : first.findings)
-        if (finding.severity != Severity::none) second.findings.push_back(std::move(finding));
-}
-
 std::int64_t now() {
     const auto time = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
@@ -98,12 +83,13 @@ WorkerPool& CheckPools::forLevel(Level level) {
 }
 
 SequenceRun::SequenceRun(const Settings& settings, const WantedFrames& wanted, CheckPools& pools,
-                         ProgressFunction progress, PreviewFunction takePreview)
+                         ProgressFunction progress, PreviewFunction takePreview, KnownFunction takeKnown)
     : settings_(settings),
       pools_(pools),
       progress_(std::move(progress)),
       takePreview_(std::move(takePreview)),
-      cacheFolder_(hasCache() ? cacheFolder(settings.cacheDirectory, wanted.sequence) : QByteArray()),
+      takeKnown_(std::move(takeKnown)),
+      cacheFolder_(usesCache(settings) ? cacheFolder(settings.cacheDirectory, wanted.sequence) : QByteArray()),
       frames_(unopenedFrames(wanted)),
       isOpened_(openedFrames(wanted)),
       first_(wanted.runFirst),
@@ -113,7 +99,7 @@ SequenceRun::SequenceRun(const Settings& settings, const WantedFrames& wanted, C
       givenUp_(first_),
       neighbours_(frames_, wanted.step),
       pictures_(frames_, neighbours_, first_, last_),
-      isCached_(frames_.size()),
+      isComplete_(frames_.size()),
       isRepeated_(frames_.size()) {}
 
 const FrameReport* SequenceRun::next() {
@@ -199,14 +185,9 @@ void SequenceRun::begin() {
     if (hasSecondPass()) beginSecondPass();
 }
 
-// What a cache holds spares pixels only.
-bool SequenceRun::hasCache() const {
-    return settings_.level == Level::pixels && !settings_.cacheDirectory.isEmpty();
-}
-
 // A single frame is like all others: it need not be known before.
 bool SequenceRun::hasSecondPass() const {
-    return settings_.level == Level::pixels && (hasCache() || placesToOpen(0, frames_.size()).size() > 1);
+    return settings_.level == Level::pixels && (usesCache(settings_) || placesToOpen(0, frames_.size()).size() > 1);
 }
 
 // As far as the first pass says.
@@ -229,11 +210,13 @@ std::vector<std::size_t> SequenceRun::placesToOpen(std::size_t first, std::size_
 // stopped here, it ends before the first frame that was not read.
 void SequenceRun::readFirstPass(const std::vector<std::size_t>& places) {
     const bool isOnly = !hasSecondPass();
-    const Level levelBefore = hasCache() ? Level::structure : Level::headers;
+    const Level levelBefore = usesCache(settings_) ? Level::structure : Level::headers;
     const Level level = isOnly ? settings_.level : levelBefore;
     const std::vector<bool> isCompared = comparedPlaces();
     WorkerPool& pool = pools_.forLevel(level);
+    std::map<std::size_t, FileReport> known = knownReports(places);
     for (const std::size_t place : places) {
+        if (known.count(place) > 0) continue;
         const bool isInRun = place >= first_ && place < last_;
         const bool isWhole = isOnly ? isInRun : isCompared[place];
         pool.add(checkOf(place, isWhole ? level : Level::headers));
@@ -241,7 +224,9 @@ void SequenceRun::readFirstPass(const std::vector<std::size_t>& places) {
     RunProgress progress{level, 0, static_cast<std::int64_t>(places.size())};
     progress_(progress);
     for (const std::size_t place : places) {
-        std::optional<FileReport> report = pool.next();
+        const auto there = known.find(place);
+        const bool isKnown = there != known.end();
+        std::optional<FileReport> report = isKnown ? std::move(there->second) : pool.next();
         if (!report) {
             wasStopped_ = true;
             last_ = isOnly ? std::clamp(place, first_, last_) : first_;
@@ -249,11 +234,20 @@ void SequenceRun::readFirstPass(const std::vector<std::size_t>& places) {
         }
         room_.take(*report);
         if (isLimited(*report)) report->picture = nullptr;  // of which no headers are left
-        isCached_[place] = report->picture && report->picture->isCached;
+        isComplete_[place] = isKnown || (report->picture && report->picture->isCached);
         keep(place, std::move(*report));
         ++progress.done;
         progress_(progress);
     }
+}
+
+// Of those that were followed, by place.
+std::map<std::size_t, FileReport> SequenceRun::knownReports(const std::vector<std::size_t>& places) const {
+    std::map<std::size_t, FileReport> known;
+    if (!takeKnown_) return known;
+    for (const std::size_t place : places)
+        if (auto report = takeKnown_(frames_[place].name)) known.emplace(place, *std::move(report));
+    return known;
 }
 
 void SequenceRun::beginSecondPass() {
@@ -264,25 +258,12 @@ void SequenceRun::beginSecondPass() {
     repeated_ = RepeatedFrames(static_cast<std::int64_t>(files), comparable);
     secondPass_ = {settings_.level, 0, static_cast<std::int64_t>(decoded_.size())};
     for (const std::size_t place : decoded_) {
-        if (isCached_[place]) continue;
+        if (isComplete_[place]) continue;
         FileCheck check = checkOf(place, settings_.level);
-        check.keepsInCache = hasCache() && isFaultless(place);
+        check.keepsInCache = usesCache(settings_) && isFaultless(place);
         pools_.forLevel(settings_.level).add(std::move(check));
     }
     progress_(secondPass_);
-}
-
-// One and two steps before and after.
-std::vector<std::size_t> SequenceRun::placesAround(std::size_t place) const {
-    std::vector<std::size_t> places;
-    for (auto at = neighbours_.before(frames_[place].name); at && places.size() < 2;
-         at = neighbours_.before(frames_[*at].name))
-        places.push_back(*at);
-    const std::size_t before = places.size();
-    for (auto at = neighbours_.after(frames_[place].name); at && places.size() < before + 2;
-         at = neighbours_.after(frames_[*at].name))
-        places.push_back(*at);
-    return places;
 }
 
 // Those of the run and what they are compared with, in it or next to it.
@@ -291,7 +272,7 @@ std::vector<bool> SequenceRun::comparedPlaces() const {
     for (const std::size_t place : placesToOpen(first_, last_)) {
         if (isLimited(frames_[place].file)) continue;
         isCompared[place] = true;
-        for (const std::size_t around : placesAround(place)) isCompared[around] = true;
+        for (const std::size_t around : placesAround(frames_, neighbours_, place)) isCompared[around] = true;
     }
     return isCompared;
 }
@@ -315,7 +296,7 @@ bool SequenceRun::isComparable(std::size_t place) const {
 
 bool SequenceRun::readSecondReport() {
     const std::size_t place = decoded_[read_];
-    if (!isCached_[place]) {
+    if (!isComplete_[place]) {
         std::optional<FileReport> report = pools_.forLevel(settings_.level).next();
         if (!report) return false;
         room_.giveBack(frames_[place].file.findings);
@@ -335,13 +316,8 @@ bool SequenceRun::readSecondReport() {
     return true;
 }
 
-// Below level headers the frame's entry is looked for, if there is a cache.
 FileCheck SequenceRun::checkOf(std::size_t place, Level level) const {
-    const FrameName& name = frames_[place].name;
-    FileCheck check;
-    check.path = name.path;
-    check.level = level;
-    if (hasCache() && level != Level::headers) check.cacheFile = cacheFolder_ + '/' + cacheFileName(name);
+    FileCheck check = lookAt(frames_[place].name, level, cacheFolder_);
     const bool mayHavePreview = level == Level::pixels || !check.cacheFile.isEmpty();
     check.wantsPreview = takePreview_ && mayHavePreview && place >= first_ && place < last_;
     return check;

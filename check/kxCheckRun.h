@@ -12,6 +12,8 @@
 // With a cache the first pass looks at structure and cache as well, and frames that were found there are not
 // checked again: also that waits for the share, not for processors.
 //
+// Files that were looked at before, because they were followed, are not looked at again.
+//
 // A stopped run ends before the first frame whose verdict needs a file that was not read; of frames that repeat
 // others, those read so far decide.
 //
@@ -31,6 +33,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -73,12 +76,16 @@ using ProgressFunction = std::function<void(const RunProgress&)>;
 // is given, and previews of many need more memory than there should be.
 using PreviewFunction = std::function<void(const FrameName&, FileReport&)>;
 
+// The report of a file that was looked at before, as far as the level of the run asks: it is not looked at again.
+// Asked once of each frame; nothing for others.
+using KnownFunction = std::function<std::optional<FileReport>(const FrameName&)>;
+
 class SequenceRun {
 public:
     // `settings` and `pools` must live longer. `progress` is called at the start of each pass and after
     // each of its frames. Previews are made only where there is a `takePreview`.
     SequenceRun(const Settings& settings, const WantedFrames& wanted, CheckPools& pools, ProgressFunction progress,
-                PreviewFunction takePreview = {});
+                PreviewFunction takePreview = {}, KnownFunction takeKnown = {});
 
     // The next frame of the run, judged, with the action that is planned for it; null behind the last one, and when
     // the run was stopped. What the frame before had but its name, verdict, action and identity is given up; with a
@@ -96,14 +103,13 @@ public:
 
 private:
     void begin();
-    [[nodiscard]] bool hasCache() const;
     [[nodiscard]] bool hasSecondPass() const;
     [[nodiscard]] bool isFaultless(std::size_t place) const;
     [[nodiscard]] std::vector<bool> comparedPlaces() const;
     [[nodiscard]] std::vector<std::size_t> placesToOpen(std::size_t first, std::size_t last) const;
     [[nodiscard]] std::vector<std::size_t> placesToDecode() const;
-    [[nodiscard]] std::vector<std::size_t> placesAround(std::size_t place) const;
     [[nodiscard]] bool isComparable(std::size_t place) const;
+    [[nodiscard]] std::map<std::size_t, FileReport> knownReports(const std::vector<std::size_t>& places) const;
     void readFirstPass(const std::vector<std::size_t>& places);
     void beginSecondPass();
     [[nodiscard]] bool readSecondReport();
@@ -123,6 +129,7 @@ private:
     CheckPools& pools_;
     ProgressFunction progress_;
     PreviewFunction takePreview_;      // may be empty
+    KnownFunction takeKnown_;          // may be empty
     QByteArray cacheFolder_;           // empty: without cache
     std::vector<FrameReport> frames_;  // of the whole sequence
     std::vector<bool> isOpened_;       // whose file is there to be opened
@@ -137,7 +144,7 @@ private:
     std::shared_ptr<const Headers> headers_;
     std::vector<std::size_t> decoded_;  // places of the second pass, ascending
     std::size_t read_ = 0;              // how many of them were read
-    std::vector<bool> isCached_;        // by place: found in the cache by the first pass
+    std::vector<bool> isComplete_;      // by place: known, or found in the cache, by the first pass
     std::vector<bool> isRepeated_;
     RepeatedFrames repeated_;
     ReportRoom room_;

@@ -70,6 +70,9 @@ struct Settings {
     bool removeMost = false;  // also when more than half of the checked frames would go
     int minAge = 60;          // seconds; younger files are not removed and may be unfinished; at least 0
 
+    bool follow = false;  // go on as frames arrive; `frames` says which
+    int timeout = 3600;   // seconds without news after which a run that follows ends, at least 1
+
     int timeLimit = 300;             // seconds for one frame, at least 1
     std::optional<int> memoryLimit;  // MiB for one frame, at least 1; none: by what is free and the jobs
 };

@@ -17,4 +17,17 @@ std::optional<std::size_t> Neighbours::at(const FrameName& frame, std::int64_t d
     return found->second;
 }
 
+std::vector<std::size_t> placesAround(const std::vector<FrameReport>& frames, const Neighbours& neighbours,
+                                      std::size_t place) {
+    std::vector<std::size_t> places;
+    for (auto at = neighbours.before(frames[place].name); at && places.size() < 2;
+         at = neighbours.before(frames[*at].name))
+        places.push_back(*at);
+    const std::size_t before = places.size();
+    for (auto at = neighbours.after(frames[place].name); at && places.size() < before + 2;
+         at = neighbours.after(frames[*at].name))
+        places.push_back(*at);
+    return places;
+}
+
 }  // namespace kxCheck

@@ -33,4 +33,9 @@ private:
     std::map<Key, std::size_t> places_;
 };
 
+// The places of those one and two steps before, then of those one and two steps after the frame; one that has no
+// neighbour ends the way.
+[[nodiscard]] std::vector<std::size_t> placesAround(const std::vector<FrameReport>& frames,
+                                                    const Neighbours& neighbours, std::size_t place);
+
 }  // namespace kxCheck

@@ -67,8 +67,10 @@ void PageWriter::tryTarget() {
 void PageWriter::takePreview(const FrameName& frame, FileReport& report) {
     if (!report.picture || report.picture->preview.jpeg.isEmpty()) return;
     const Preview& preview = report.picture->preview;
-    previews_.insert(frame.path,
-                     {spool_.put(preview.jpeg), preview.width, preview.height, spool_.put(preview.small)});
+    StoredPreview& stored = previews_[frame.path];
+    spool_.release(stored.large);
+    spool_.release(stored.small);
+    stored = {spool_.put(preview.jpeg), preview.width, preview.height, spool_.put(preview.small)};
     report.picture = withoutPreview(*report.picture);
 }
 
@@ -136,7 +138,6 @@ void PageWriter::endSequence(const Summary& summary, bool isInterrupted) {
         spool_.release(frame.preview.small);
     }
     sequence_.reset();
-    previews_.clear();
     places_.clear();
 }
 

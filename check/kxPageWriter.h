@@ -35,7 +35,8 @@ public:
     // pictures, as many are shown as have room.
     PageWriter(const QByteArray& path, Level level, std::int64_t roomForPictures = mostPictureBytes);
 
-    // Takes the pictures out of a file's report, before or while its sequence is told.
+    // Takes the pictures out of a file's report, before or while its sequence is told; those of the frame's last
+    // report count.
     void takePreview(const FrameName& frame, FileReport& report);
 
     // Of one sequence, in this order; the frames in the order in which the page shows them.

@@ -17,9 +17,6 @@ namespace kxCheck {
 
 namespace {
 
-// A file that was changed after it was checked must have another time: clocks of file systems go in steps.
-constexpr int leastAge = 2;  // seconds
-
 std::unique_ptr<kxCHK::_SingleImageFile> newEntry() {
     auto entry = std::make_unique<kxCHK::_SingleImageFile>();
     if (entry->image.capacity != kxCHK::thumbnailCapacity) throw std::bad_alloc();
@@ -60,7 +57,7 @@ bool CachedFrame::addTo(FileReport& report) const {
 
 bool mayBeCached(const FileReport& report, std::int64_t now) {
     const bool isWhole = report.decoded && report.picture && report.headers && report.findings.empty();
-    if (!isWhole || isYoung(report.identity, now, leastAge)) return false;
+    if (!isWhole || isYoung(report.identity, now, leastAgeInCache)) return false;
     return !report.picture->picture || !report.picture->picture->isTileMissing;
 }
 

@@ -34,8 +34,12 @@ private:
     bool wantsPreview_ = false;
 };
 
+// Seconds since its last change that make a file old enough for an entry: one that is changed after it was checked
+// must have another time, and the clocks of file systems go in steps.
+constexpr int leastAgeInCache = 2;
+
 // Whether a report may become an entry: that of a sound frame without missing tile, all of which could be decoded,
-// and whose file has not been changed for two seconds before `now` (nanoseconds since the Unix epoch).
+// and whose file is old enough at `now` (nanoseconds since the Unix epoch).
 [[nodiscard]] bool mayBeCached(const FileReport& report, std::int64_t now);
 
 // Writes the entry of such a report, and makes its directory, but not the one above that. `view` has the frame's

@@ -185,6 +185,7 @@ private:
     }
 
     void addProblem(const QByteArray& path, int error) {
+        result.isComplete = false;
         addLine(path + ": " + kxSystemErrorText(error).toLatin1());
     }
 

@@ -22,6 +22,7 @@ struct FoundSequence {
 struct FoundSequences {
     std::vector<FoundSequence> sequences;  // each once, in the order of the arguments
     std::vector<QByteArray> problems;      // lines for standard error, without control characters, each once
+    bool isComplete = true;                // no directory was kept from being listed
 };
 
 // Which names are what of a sequence.

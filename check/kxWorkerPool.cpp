@@ -104,14 +104,21 @@ void WorkerPool::add(FileCheck check) {
 }
 
 std::optional<FileReport> WorkerPool::next() {
+    if (frames_.empty()) return std::nullopt;
+    return nextUntil(Clock::time_point::max());
+}
+
+std::optional<FileReport> WorkerPool::nextUntil(Clock::time_point end) {
     shiftDeadlines(Clock::now() - left_);
     std::optional<FileReport> report;
-    while (!stopped_ && !frames_.empty() && !report) {
+    while (!stopped_ && !report) {
         giveOut();  // also before a report is given back: the workers go on while the caller is away
-        if (frames_.front().report)
+        if (!frames_.empty() && frames_.front().report)
             report = takeFirst();
+        else if (Clock::now() < end)
+            waitForNews(end);
         else
-            waitForNews();
+            break;
     }
     left_ = Clock::now();
     return report;
@@ -278,9 +285,9 @@ bool WorkerPool::isRead(const Connection& connection) const {
     return connection.batch.front() == first_ || firstWaiting() == first_;
 }
 
-milliseconds WorkerPool::timeToDeadline() const {
+milliseconds WorkerPool::timeToDeadline(Clock::time_point end) const {
     const auto now = Clock::now();
-    Clock::duration wait = longestWait;
+    Clock::duration wait = std::min<Clock::duration>(longestWait, end - now);
     for (const auto& connection : connections_) {
         if (connection->isIdle()) continue;
         wait = std::min<Clock::duration>(
@@ -289,14 +296,14 @@ milliseconds WorkerPool::timeToDeadline() const {
     return std::max(std::chrono::ceil<milliseconds>(wait), milliseconds(0));
 }
 
-void WorkerPool::waitForNews() {
+void WorkerPool::waitForNews(Clock::time_point end) {
     std::vector<pollfd> polled = {{options_.stopDescriptor, POLLIN, 0}};
     for (const auto& connection : connections_) {
         const short wanted = connection->toSend.isEmpty() ? POLLIN : POLLIN | POLLOUT;
         polled.push_back({isRead(*connection) ? connection->worker.socket : -1, wanted, 0});
     }
     const auto start = Clock::now();
-    const milliseconds wait = timeToDeadline();
+    const milliseconds wait = timeToDeadline(end);
     const int count = poll(polled.data(), static_cast<nfds_t>(polled.size()), static_cast<int>(wait.count()));
     // A process that was suspended, its workers with it, has slept longer than it wanted.
     const auto overslept = Clock::now() - start - wait;

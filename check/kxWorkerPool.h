@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Checks many frames at once in worker processes, and gives the reports back in the order of the frames.
 //
-// Everything happens in next(): one thread, one poll loop. A worker that dies, hangs, runs out of memory or sends
-// what is no report costs the frame it was at, which gets a report of `limit` that says what happened; the rest of
-// its batch goes to others and a new worker takes its place. No worker is ever waited for: one that hangs in the
-// kernel and can't be killed is left behind.
+// Everything happens in next() and nextUntil(): one thread, one poll loop. A worker that dies, hangs, runs out of
+// memory or sends what is no report costs the frame it was at, which gets a report of `limit` that says what
+// happened; the rest of its batch goes to others and a new worker takes its place. No worker is ever waited for:
+// one that hangs in the kernel and can't be killed is left behind.
 //
 // Make it in a process with one thread, and use it from that thread only.
 #pragma once
@@ -53,6 +53,9 @@ public:
     // The report of the first frame that was not given back yet; waits for it. Nothing when there is no such frame,
     // or when the run was stopped: then all workers are gone, and so it stays.
     [[nodiscard]] std::optional<FileReport> next();
+    // The same, but nothing either when there is no such report at `end`: for a caller that waits for other news
+    // too. Waits also when there is no frame.
+    [[nodiscard]] std::optional<FileReport> nextUntil(std::chrono::steady_clock::time_point end);
 
     [[nodiscard]] bool stopped() const { return stopped_; }
     [[nodiscard]] const PoolTraffic& traffic() const { return traffic_; }
@@ -92,8 +95,8 @@ private:
 
     // Waiting and what it brings.
     [[nodiscard]] bool isRead(const Connection& connection) const;
-    [[nodiscard]] std::chrono::milliseconds timeToDeadline() const;
-    void waitForNews();
+    [[nodiscard]] std::chrono::milliseconds timeToDeadline(Clock::time_point end) const;
+    void waitForNews(Clock::time_point end);
     void shiftDeadlines(Clock::duration time);
     void send(Connection& connection);
     void receive(Connection& connection);

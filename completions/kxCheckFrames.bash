@@ -48,12 +48,12 @@ _kxCheckFrames() {
             ;;
         --cache | --move-to) _kxCheckFrames_files '*' "$current" ;;
         --json | --report) _kxCheckFrames_files '' "$current" ;;
-        -f | --frames | --chunk | -j | --jobs | --min-age | --time-limit | --memory-limit) ;;
+        -f | --frames | --chunk | -j | --jobs | --min-age | --timeout | --time-limit | --memory-limit) ;;
         *)
             local options="--level --frames --chunk --single --jobs --cache --require-multi-layer --require-multipart
                 --no-multipart --expect --fail-on --ignore --strict --verbose --info --sort --list --json --report
-                --delete --move-to --remove-most --min-age --time-limit --memory-limit --progress --color --help
-                --version"
+                --delete --move-to --remove-most --min-age --follow --timeout --time-limit --memory-limit --progress
+                --color --help --version"
             if [[ $mayBeOption && $current == -* ]]; then
                 mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
             else

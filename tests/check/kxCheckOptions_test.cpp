@@ -148,6 +148,9 @@ TEST(CheckOptionsTest, NumbersHaveARange) {
          {"", "0", "1025", "-1", "+1", "1.5", "4 ", " 4", "four", "0x4", "4294967297", "99999999999999999999"})
         EXPECT_EQ(faultOf({QByteArray("--jobs=") + number}),
                   "--jobs: '" + std::string(number) + "' is no number from 1 to 1024");
+    for (const char* const timeout : {"0", "-1", "1h"})
+        EXPECT_EQ(faultOf({"--timeout", timeout}),
+                  "--timeout: '" + std::string(timeout) + "' is no number from 1 to 1000000000");
     EXPECT_EQ(faultOf({"--min-age=-1"}), "--min-age: '-1' is no number from 0 to 1000000000");
     EXPECT_EQ(faultOf({"--time-limit=0"}), "--time-limit: '0' is no number from 1 to 1000000000");
     EXPECT_EQ(faultOf({"--memory-limit=0"}), "--memory-limit: '0' is no number from 1 to 16777216");
@@ -205,6 +208,13 @@ TEST(CheckOptionsTest, RemovalIsDeletingOrMoving) {
     EXPECT_EQ(settingsOf({"--cache", "/c"}).cacheDirectory, "/c");
 }
 
+TEST(CheckOptionsTest, FollowingHasAListAndATimeout) {
+    EXPECT_FALSE(settingsOf({}).follow);
+    EXPECT_TRUE(settingsOf({"--follow", "--frames=1-9"}).follow);
+    EXPECT_EQ(settingsOf({"--follow", "--frames=1-9"}).timeout, 3600);
+    EXPECT_EQ(settingsOf({"--follow", "--frames=1-9", "--timeout=5"}).timeout, 5);
+}
+
 TEST(CheckOptionsTest, OptionsThatExcludeOrNeedEachOtherAreRefused) {
     EXPECT_EQ(faultOf({"--frames=1-9", "--single"}),
               "--single excludes --frames; the one file has no frame number");
@@ -214,6 +224,9 @@ TEST(CheckOptionsTest, OptionsThatExcludeOrNeedEachOtherAreRefused) {
     EXPECT_EQ(faultOf({"--list=bad", "--json", "-"}),
               "--list excludes --json -; both are for standard output, write the JSON lines to a file");
     EXPECT_EQ(faultOf({"--remove-most"}), "--remove-most needs --delete or --move-to; alone it removes nothing");
+    EXPECT_EQ(faultOf({"--follow"}), "--follow needs --frames; only a list says when all frames have come");
+    EXPECT_EQ(faultOf({"--timeout=5", "--frames=1-9"}),
+              "--timeout needs --follow; without it nothing is waited for");
     EXPECT_EQ(faultOf({"--fail-on=nan,inf", "--ignore=black,inf"}),
               "'inf' is in --fail-on and in --ignore; name it in one of them");
 }

@@ -52,3 +52,13 @@ TEST(Neighbours, AreNoneOfFilesWithoutNumber) {
     EXPECT_EQ(around(frames, 1), Places(none, none));
     EXPECT_EQ(around(frames, 0), Places(none, 2));
 }
+
+TEST(Neighbours, AroundAFrameAreThoseOneAndTwoStepsAway) {
+    const std::vector<FrameReport> frames = {frame(1), frame(2), frame(3), frame(4), frame(5), frame(6), frame(8)};
+    const Neighbours neighbours(frames, 1);
+    using List = std::vector<std::size_t>;
+    EXPECT_EQ(placesAround(frames, neighbours, 2), (List{1, 0, 3, 4}));
+    EXPECT_EQ(placesAround(frames, neighbours, 0), (List{1, 2}));
+    EXPECT_EQ(placesAround(frames, neighbours, 4), (List{3, 2, 5}));
+    EXPECT_EQ(placesAround(frames, neighbours, 6), List());
+}

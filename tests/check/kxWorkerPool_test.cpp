@@ -66,6 +66,42 @@ TEST(WorkerPool, KeepsTheOrderOfFramesWithAnyNumberOfJobs) {
     }
 }
 
+TEST(WorkerPool, WaitsNoLongerThanItIsToldTo) {
+    WorkerPool pool(withJobs(1), playedCheck);
+    const auto soon = [] { return std::chrono::steady_clock::now() + std::chrono::milliseconds(20); };
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_FALSE(pool.nextUntil(soon()));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(20)) << "without frames";
+    pool.add({"sleep 600000", Level::headers});
+    EXPECT_FALSE(pool.nextUntil(soon()));
+    EXPECT_FALSE(pool.nextUntil(std::chrono::steady_clock::time_point::min()));
+    EXPECT_FALSE(pool.stopped());
+}
+
+TEST(WorkerPool, GivesWhatIsThereInTime) {
+    WorkerPool pool(withJobs(2), playedCheck);
+    addGood(pool, 2, Level::headers);
+    for (int i = 0; i < 2; ++i) {
+        const auto report = pool.nextUntil(std::chrono::steady_clock::now() + std::chrono::minutes(5));
+        ASSERT_TRUE(report);
+        EXPECT_EQ(numberOf(*report), i);
+    }
+    addGood(pool, 1, Level::headers);  // also after it was idle
+    EXPECT_EQ(numberOf(pool.next().value_or(FileReport())), 0);
+}
+
+TEST(WorkerPool, IsStoppedWhileItWaitsForOtherNews) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    PoolOptions options = withJobs(1);
+    options.stopDescriptor = ends[0];
+    WorkerPool pool(options, playedCheck);
+    ASSERT_EQ(write(ends[1], "", 1), 1);
+    EXPECT_FALSE(pool.nextUntil(std::chrono::steady_clock::now() + std::chrono::minutes(5)));
+    EXPECT_TRUE(pool.stopped());
+    for (const int end : ends) close(end);
+}
+
 TEST(WorkerPool, TakesFramesWhileItWorks) {
     WorkerPool pool(withJobs(3), playedCheck);
     for (int i = 0; i < 50; ++i) {

@@ -70,6 +70,12 @@ TEST_F(CheckOptionsTest, FramesMustBeThereAndOthersAreLeftAlone) {
               "beauty.####.exr  1001-1002  64x36  4 channels half  zip\ntotal 2: 2 good, N s\nexit 0");
 }
 
+TEST_F(CheckOptionsTest, FollowWaitsForFramesUntilTheTimeout) {
+    EXPECT_EQ(with({"--follow", "--frames", "1001-1003", "--timeout", "1"}),
+              "beauty.####.exr  1001-1003  64x36  4 channels half  zip\n" + missing +
+                  "total 3: 2 good, 1 missing (1003), N s\nexit 1");
+}
+
 TEST_F(CheckOptionsTest, ChunkIsARunOfTheFrames) {
     EXPECT_EQ(with({"--chunk", "1/3"}), head + missing + "total 3: 2 good, 1 missing (1003), N s\nexit 1");
     EXPECT_EQ(with({"--chunk", "2/3"}),

@@ -161,7 +161,8 @@ TEST_F(BashCompletionTest, OffersFramesAndDirectories) {
 }
 
 TEST_F(BashCompletionTest, OffersNothingForNumbersAndNoOptionsBehindTheirEnd) {
-    for (const char* const option : {"--jobs", "-j", "--frames", "-f", "--chunk", "--min-age", "--time-limit"})
+    for (const char* const option :
+         {"--jobs", "-j", "--frames", "-f", "--chunk", "--min-age", "--timeout", "--time-limit"})
         EXPECT_EQ(completed({option, ""}), Words{}) << option;
     EXPECT_EQ(completed({"--", "--l"}), Words{});
 }

@@ -66,6 +66,7 @@ TEST(CheckGuideTest, HasTheWordsThatOptionsTake) {
 TEST(CheckGuideTest, HasTheDefaultsOfTheProgram) {
     const kxCheck::Settings defaults;
     EXPECT_TRUE(contains(guide(), "of truncated; default " + std::to_string(defaults.minAge) + " |"));
+    EXPECT_TRUE(contains(guide(), "`--follow` ends; default " + std::to_string(defaults.timeout) + " |"));
     EXPECT_TRUE(contains(guide(), "for one frame; default " + std::to_string(defaults.timeLimit) + " |"));
     const std::string most = std::to_string(kxCheck::mostFrames);
     EXPECT_TRUE(contains(guide(), "`1-99x2,150`, at most " + most + ";"));

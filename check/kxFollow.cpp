@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "check/kxFollow.h"
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <set>
+
+namespace kxCheck {
+
+namespace {
+
+constexpr std::chrono::milliseconds timeForFiles(250);
+
+std::int64_t systemTime() {
+    const auto time = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
+}
+
+}  // namespace
+
+Follow::Follow(const Settings& settings, NamesMean mean, CheckPools& pools, FollowListener listener)
+    : settings_(settings),
+      mean_(mean),
+      pools_(pools),
+      listener_(std::move(listener)),
+      pace_(std::chrono::seconds(settings.timeout), Clock::now()) {}
+
+// A frame that is done last is followed by one more asking, so that what changed meanwhile is seen.
+void Follow::run() {
+    bool goesOn = true;
+    while (goesOn) {
+        const bool hadNews = ask();
+        if (!look()) return;
+        decode();
+        goesOn = !isOver(hadNews) && waitForPixels();
+    }
+}
+
+std::vector<FollowedSequence*> Follow::sequences() {
+    std::vector<FollowedSequence*> all;
+    for (const Key& key : order_) all.push_back(&sequences_.at(key));
+    for (auto& [key, sequence] : sequences_)
+        if (std::find(order_.begin(), order_.end(), key) == order_.end()) all.push_back(&sequence);
+    return all;
+}
+
+bool Follow::isAllDone() const {
+    return problems_.empty() && std::all_of(sequences_.begin(), sequences_.end(), [](const auto& entry) {
+               return entry.second.done() == entry.second.frames();
+           });
+}
+
+bool Follow::isOver(bool hadNews) const {
+    if (!decoded_.empty()) return false;
+    return (!hadNews && isAllDone()) || pace_.isPatienceOver(Clock::now());
+}
+
+void Follow::showProgress() {
+    RunProgress progress{settings_.level, 0, 0};
+    for (const auto& [key, sequence] : sequences_) {
+        progress.done += sequence.done();
+        progress.all += sequence.frames();
+    }
+    listener_.progress(progress);
+}
+
+// --- Asking
+// ----------------------------------------------------------------------------------------------------
+
+bool Follow::ask() {
+    listener_.asking(problems_);
+    const auto begin = Clock::now();
+    const bool areFilesNew = listDirectories();
+    const bool haveChanged = askFiles();
+    const bool hadNews = areFilesNew || haveChanged;
+    const auto end = Clock::now();
+    if (hadNews) pace_.sign(end);
+    pace_.asked(begin, end, hadNews);
+    return hadNews;
+}
+
+// True when files came or went.
+bool Follow::listDirectories() {
+    FoundSequences found = findSequences(settings_.arguments, mean_);
+    problems_ = std::move(found.problems);
+    order_.clear();
+    bool isNews = false;
+    for (FoundSequence& sequence : found.sequences) {
+        const Key key{sequence.directory, sequence.name};
+        const auto place = sequences_.try_emplace(key, settings_, room_, listener_.takePreview).first;
+        if (place->second.update(std::move(sequence))) isNews = true;
+        order_.push_back(key);
+    }
+    if (found.isComplete && emptyOthers()) isNews = true;
+    return isNews;
+}
+
+// Sequences that are not there any more have lost their files, if that is certain. One that never had any was only
+// how a pattern was read as long as there was nothing to read it by.
+bool Follow::emptyOthers() {
+    const std::set<Key> there(order_.begin(), order_.end());
+    bool isNews = false;
+    for (auto entry = sequences_.begin(); entry != sequences_.end();) {
+        FollowedSequence& sequence = entry->second;
+        if (there.count(entry->first) > 0) {
+            ++entry;
+        } else if (!sequence.hadFiles()) {
+            entry = sequences_.erase(entry);
+        } else {
+            if (sequence.update({entry->first.first, entry->first.second, {}})) isNews = true;
+            ++entry;
+        }
+    }
+    return isNews;
+}
+
+// About all of them where all seems to be done.
+bool Follow::askFiles() {
+    if (sequences_.empty()) return false;
+    const auto share = timeForFiles / static_cast<int>(sequences_.size());
+    const auto end = decoded_.empty() && isAllDone() ? Clock::time_point::max() : Clock::now() + share;
+    bool hasChanged = false;
+    for (auto& [key, sequence] : sequences_)
+        if (sequence.askFiles(end)) hasChanged = true;
+    return hasChanged;
+}
+
+// --- Checking
+// --------------------------------------------------------------------------------------------------
+
+void Follow::take(const Work& work, FileReport report) {
+    work.sequence->take(work.check, std::move(report), systemTime());
+    for (const FrameReport& frame : work.sequence->takeJudged()) {
+        pace_.sign(Clock::now());
+        listener_.judged(*work.sequence, frame);
+    }
+    showProgress();
+}
+
+// False when the run was stopped.
+bool Follow::look() {
+    WorkerPool& pool = pools_.forLevel(std::min(settings_.level, Level::structure));
+    std::deque<Work> looked;
+    for (auto& [key, sequence] : sequences_) {
+        sequence.grow(systemTime());
+        for (FileCheck& check : sequence.takeArrived()) {
+            pool.add(check);
+            looked.push_back({&sequence, std::move(check)});
+        }
+    }
+    for (const Work& work : looked) {
+        std::optional<FileReport> report = pool.next();
+        if (!report) return false;
+        take(work, *std::move(report));
+    }
+    return true;
+}
+
+void Follow::decode() {
+    for (auto& [key, sequence] : sequences_)
+        for (FileCheck& check : sequence.takeWhole()) {
+            pools_.forLevel(settings_.level).add(check);
+            decoded_.push_back({&sequence, std::move(check)});
+        }
+}
+
+// Until the directories are to be asked again. False when the run was stopped.
+bool Follow::waitForPixels() {
+    WorkerPool& pool = pools_.forLevel(settings_.level);
+    while (std::optional<FileReport> report = pool.nextUntil(pace_.nextAsking())) {
+        const Work work = std::move(decoded_.front());
+        decoded_.pop_front();
+        take(work, *std::move(report));
+    }
+    return !pool.stopped();
+}
+
+}  // namespace kxCheck

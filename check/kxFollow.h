@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Waits for the frames of sequences and has them checked as they arrive.
+//
+// Directories are asked for new files at the intervals of FollowPace, each with one list; about single files the
+// system is asked only where one may have changed: about those that are still written, and frames that are not
+// good, for a quarter of a second each time at most. What came is looked into down to the structure at once, and
+// what is whole there is decoded while the next news are waited for. Each frame is told as soon as it is done, in
+// the order of arrival.
+//
+// It ends when an asking has no news and all frames of the runs are done, when there was no news for the time of
+// --timeout, or when the pools are stopped. Then `sequences` say what is known of each frame. One thread.
+#pragma once
+
+#include "check/kxCheckRun.h"
+#include "check/kxCheckSettings.h"
+#include "check/kxFileSequence.h"
+#include "check/kxFollowPace.h"
+#include "check/kxFollowedSequence.h"
+#include "check/kxFrameReport.h"
+#include "check/kxSequenceArgument.h"
+
+#include <QByteArray>
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <utility>
+#include <vector>
+
+namespace kxCheck {
+
+// Is told what happens.
+struct FollowListener {
+    // A frame was judged, maybe once more, as far as it can be without the whole sequence.
+    std::function<void(const FollowedSequence&, const FrameReport&)> judged;
+    // Each time before the directories are asked, with what could not be found the last time.
+    std::function<void(const std::vector<QByteArray>& problems)> asking;
+    ProgressFunction progress;    // frames done, of all
+    PreviewFunction takePreview;  // may be empty
+};
+
+class Follow {
+public:
+    // `settings`, with a list of frames, and `pools` must live longer.
+    Follow(const Settings& settings, NamesMean mean, CheckPools& pools, FollowListener listener);
+
+    void run();
+
+    // In the order of the arguments, those that had files before and have none now behind them.
+    [[nodiscard]] std::vector<FollowedSequence*> sequences();
+    // Of the last asking; see FoundSequences.
+    [[nodiscard]] const std::vector<QByteArray>& problems() const { return problems_; }
+
+private:
+    using Clock = FollowPace::Clock;
+    using Key = std::pair<QByteArray, FileSequence>;  // directory and name
+    struct Work {
+        FollowedSequence* sequence;
+        FileCheck check;
+    };
+
+    [[nodiscard]] bool ask();
+    [[nodiscard]] bool listDirectories();
+    [[nodiscard]] bool askFiles();
+    [[nodiscard]] bool emptyOthers();
+    [[nodiscard]] bool look();
+    void decode();
+    [[nodiscard]] bool waitForPixels();
+    void take(const Work& work, FileReport report);
+    [[nodiscard]] bool isAllDone() const;
+    [[nodiscard]] bool isOver(bool hadNews) const;
+    void showProgress();
+
+    const Settings& settings_;
+    NamesMean mean_;
+    CheckPools& pools_;
+    FollowListener listener_;
+    FollowPace pace_;
+    FollowRoom room_;
+    std::map<Key, FollowedSequence> sequences_;
+    std::vector<Key> order_;  // of those that the last asking found
+    std::vector<QByteArray> problems_;
+    std::deque<Work> decoded_;  // given to the workers for pixels, in that order
+};
+
+}  // namespace kxCheck

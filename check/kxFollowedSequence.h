@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// A sequence whose frames arrive: which of its files are there, what was found in each, and what is to be done
+// next.
+//
+// A frame is judged when it is done, by what its file says, the modes and what is expected; and once more, beside
+// its neighbours, when those one and two steps away that the list has are done too. What depends on the whole
+// sequence (differs, differs-coding, repeated) is left to a SequenceRun at the end, which takes the reports over.
+//
+// Frames outside the run of --chunk are not followed. One thread.
+#pragma once
+
+#include "check/kxCheckRun.h"
+#include "check/kxCheckSettings.h"
+#include "check/kxFollowedFile.h"
+#include "check/kxFrameReport.h"
+#include "check/kxLikeness.h"
+#include "check/kxNeighbours.h"
+#include "check/kxReportRoom.h"
+#include "check/kxSequenceArgument.h"
+#include "check/kxSequenceName.h"
+
+#include <QByteArray>
+#include <QHash>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace kxCheck {
+
+// Bounds what all followed frames together take in memory.
+struct FollowRoom {
+    ReportRoom reports;
+    std::int64_t strange = 100000;  // channels with strange samples; what finds no room is read again at the end
+};
+
+class FollowedSequence {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    // `settings` has a list of frames; both must live longer. Previews are made only where there is a
+    // `takePreview`.
+    FollowedSequence(const Settings& settings, FollowRoom& room, PreviewFunction takePreview);
+
+    // Tells which files are there now. True when one of them came or went.
+    bool update(FoundSequence found);
+    // Asks the system about frames that may have changed, unfinished ones and those that are not good, going on
+    // where it stopped, until `end`; about one at least. True when one did.
+    bool askFiles(Clock::time_point end);
+    // Goes on with what only time was needed for.
+    void grow(std::int64_t now);
+
+    // What is to be looked into, down to the structure, and what is to be decoded. Both count as given out.
+    [[nodiscard]] std::vector<FileCheck> takeArrived();
+    [[nodiscard]] std::vector<FileCheck> takeWhole();
+    // The report of one of these, at its level. Of files that went meanwhile it is passed over.
+    void take(const FileCheck& check, FileReport report, std::int64_t now);
+
+    // The frames that were judged since the last call, once or once more.
+    [[nodiscard]] std::vector<FrameReport> takeJudged();
+
+    // Of the run: frames there must be, and how many of them are done.
+    [[nodiscard]] std::int64_t frames() const { return static_cast<std::int64_t>(last_ - first_); }
+    [[nodiscard]] std::int64_t done() const { return done_; }
+    // Whether a file of the sequence was ever there.
+    [[nodiscard]] bool hadFiles() const { return hadFiles_; }
+
+    [[nodiscard]] const FoundSequence& found() const { return found_; }
+    [[nodiscard]] const SequenceName& name() const { return name_; }
+    // Of the first file that had some; null before.
+    [[nodiscard]] const Headers* headers() const { return headers_.get(); }
+    [[nodiscard]] int labelWidth() const { return labelWidth_; }
+
+    [[nodiscard]] bool isDone(const QByteArray& path) const;
+    // The report of a frame that is done, which is given away; nothing of others, and of those that had no room.
+    [[nodiscard]] std::optional<FileReport> takeReport(const QByteArray& path);
+
+private:
+    struct State {
+        FollowStep step = FollowStep::absent;
+        std::optional<FileIdentity> asked;  // what the system said last when it was another one than in the report
+        bool isForgotten = false;           // done, but its report found no room
+    };
+
+    void layOut();
+    [[nodiscard]] std::optional<std::size_t> placeOf(const QByteArray& path) const;
+    void setStep(std::size_t place, FollowStep step);
+    void giveRoomBack(const FileReport& file);
+    void forget(std::size_t place);
+    void keep(std::size_t place, FileReport report);
+    [[nodiscard]] bool isWatched(std::size_t place) const;
+    bool askFile(std::size_t place);
+    [[nodiscard]] bool isAroundDone(std::size_t place) const;
+    [[nodiscard]] bool isFaultless(std::size_t place) const;
+    [[nodiscard]] PictureJudgement judgePicture(std::size_t place, bool isCompared) const;
+    void judgeAround(std::size_t place, std::int64_t now);
+    void judgeOne(std::size_t place, std::int64_t now);
+
+    const Settings& settings_;
+    FollowRoom& room_;
+    PreviewFunction takePreview_;  // may be empty
+    const Likeness nothingInCommon_;
+    FoundSequence found_;
+    bool isLaidOut_ = false;  // `found_` is what the frames below stand for
+    bool hadFiles_ = false;
+    SequenceName name_;
+    QByteArray cacheFolder_;           // empty: without cache
+    std::vector<FrameReport> frames_;  // of the whole list; verdicts as far as they are known
+    std::vector<State> states_;        // by place
+    std::size_t first_ = 0;            // the run, [first_, last_)
+    std::size_t last_ = 0;
+    std::optional<Neighbours> neighbours_;
+    QHash<QByteArray, std::size_t> places_;  // by path
+    std::int64_t done_ = 0;
+    std::size_t nextAsked_ = 0;
+    std::vector<FrameReport> judged_;
+    std::shared_ptr<const Headers> headers_;
+    int labelWidth_ = 0;
+};
+
+}  // namespace kxCheck
