@@ -26,20 +26,20 @@ bool isDefault(int number) {
 }  // namespace
 
 TEST(StopSignals, TellTheFirstOne) {
-    const StopSignals signals;
-    EXPECT_EQ(signals.received(), 0);
-    EXPECT_FALSE(isReadable(signals.descriptor()));
+    const StopSignals stop;
+    EXPECT_EQ(stop.received(), 0);
+    EXPECT_FALSE(isReadable(stop.descriptor()));
     raise(SIGTERM);
     raise(SIGINT);
-    EXPECT_EQ(signals.received(), SIGTERM);
-    EXPECT_TRUE(isReadable(signals.descriptor()));
-    EXPECT_TRUE(isReadable(signals.descriptor())) << "it stays so";
+    EXPECT_EQ(stop.received(), SIGTERM);
+    EXPECT_TRUE(isReadable(stop.descriptor()));
+    EXPECT_TRUE(isReadable(stop.descriptor())) << "it stays so";
 }
 
 TEST(StopSignals, EndTheProcessWhenTheyComeAgainLater) {
     const pid_t child = fork();
     if (child == 0) {
-        const StopSignals signals;
+        const StopSignals stop;
         raise(SIGINT);
         raise(SIGINT);
         sleep(3);
@@ -55,15 +55,15 @@ TEST(StopSignals, EndTheProcessWhenTheyComeAgainLater) {
 TEST(StopSignals, LeaveIgnoredOnesIgnored) {
     std::signal(SIGINT, SIG_IGN);
     {
-        const StopSignals signals;
+        const StopSignals stop;
         raise(SIGINT);
-        EXPECT_EQ(signals.received(), 0);
+        EXPECT_EQ(stop.received(), 0);
     }
     EXPECT_EQ(std::signal(SIGINT, SIG_DFL), SIG_IGN);
 }
 
 TEST(StopSignals, HaveTheirDefaultEffectAgainAfterwards) {
-    { const StopSignals signals; }
+    { const StopSignals stop; }
     EXPECT_TRUE(isDefault(SIGINT));
     EXPECT_TRUE(isDefault(SIGTERM));
     const StopSignals again;
