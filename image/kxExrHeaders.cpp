@@ -138,7 +138,8 @@ Part partFrom(const Imf::Header& header) {
 #if __has_include(<ImfContextInit.h>)
 void discardError(exr_const_context_t /*context*/, exr_result_t /*code*/, const char* /*message*/) {}
 
-// From 3.3 on the EXR library prints each error before it throws it, unless it is told what else to do. The other
+// From 3.3 on the EXR library reads through its C core, from the file itself: over a Stream that takes fifteen
+// times as long. And it prints each error before it throws it, unless it is told what else to do. The other
 // settings are those of the constructor without settings.
 struct OpenFile {
     explicit OpenFile(const QByteArray& path)
@@ -150,6 +151,7 @@ struct OpenFile {
     Imf::MultiPartInputFile reader;
 };
 #else
+// Over a Stream in two thirds of the time that the library's own takes.
 struct OpenFile {
     explicit OpenFile(const QByteArray& path)
         : stream(path.constData()), reader(stream, Imf::globalThreadCount(), true) {}
