@@ -118,7 +118,8 @@ TEST_F(OperationsTest, SmallFramesAreReadOnce) {
     EXPECT_LE(addedBytes, 50 * sizeOfFrame() + (exrLibraryAsksTwice ? 50 * 8 : 0));
 }
 
-// Ten parts of 200 chunks each: with tables of zeros the library looks at all of them to find their places.
+// Ten parts of 200 chunks each: with tables of zeros the library before 3.3 looks at all of them to find their
+// places.
 TEST_F(OperationsTest, UnfinishedFrameIsReadThroughFewTimes) {
     SamplePart part;
     part.displayWindow = part.dataWindow = {{0, 0}, {99, 199}};
@@ -133,7 +134,7 @@ TEST_F(OperationsTest, UnfinishedFrameIsReadThroughFewTimes) {
     bytes("beauty.1.exr", unfinished);
     const Counts counts = countsOfRun();
     EXPECT_LE(counts.at("bytes"), whole + 4 * sizeOfFrame());
-    EXPECT_GT(counts.at("bytes"), whole);
+    EXPECT_GE(counts.at("bytes"), static_cast<long>(layout.headersEnd));
 }
 
 TEST_F(OperationsTest, MissingFramesTakeNothing) {
