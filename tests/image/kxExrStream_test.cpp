@@ -144,6 +144,23 @@ TEST_F(ExrStream, DoesWhatTheLibrarysOwnDoes) {
     }
 }
 
+// Right behind its first read the stream holds the first 64 KiB.
+TEST_F(ExrStream, SeeksAtTheEdgesOfWhatItHolds) {
+    ASSERT_TRUE(writeFileBytes(path, bytesOfSize(300000)));
+    for (const int start : {0, 100000}) {
+        for (int place = start + 65530; place < start + 65545; ++place) {
+            Pair pair(path);
+            pair.seek(static_cast<std::uint64_t>(start));
+            pair.read(1);
+            pair.seek(static_cast<std::uint64_t>(place));
+            pair.tell();
+            pair.read(4);
+            pair.seek(static_cast<std::uint64_t>(start > 0 ? start - 1 : 0));
+            pair.read(4);
+        }
+    }
+}
+
 TEST_F(ExrStream, ReadsBeyond4GiB) {
     const std::uint64_t size = (std::uint64_t{5} << 30) + 12345;
     ASSERT_TRUE(writeFileBytes(path, bytesOfSize(100000)));
