@@ -185,7 +185,8 @@ TEST_F(CheckCacheProcessTest, GoesOnWithoutACacheThatCanNotBeUsed) {
 TEST_F(CheckCacheProcessTest, SaysOnceThatEntriesCanNotBeWritten) {
     frames("a.", 1, 6);
     // A build that counts coverage writes a file at its end.
-    const std::string program = "ulimit -f 1; export LLVM_PROFILE_FILE=/dev/null; exec \"$0\" --cache c --verbose a.0001.exr";
+    const std::string program =
+        "ulimit -f 1; export LLVM_PROFILE_FILE=/dev/null; exec \"$0\" --cache c --verbose a.0001.exr";
     ProcessOptions options;
     options.workingDirectory = dir.path();
     const ProcessResult result = runProcess({"/bin/bash", "-c", program, checkPath()}, options);
