@@ -118,11 +118,16 @@ cat check-chunk-*.out >chunks
     ProcessResult runOnCluster() const {
         ProcessOptions options;
         options.workingDirectory = dir.path();
-        options.environment = {"PATH=" + dir.file("bin") + ":/usr/bin:/bin"};
+        options.environment = {"PATH=" + dir.file("bin") + ":/usr/bin:/bin",
+                               "SBATCH_JOB_NAME=other",
+                               "SBATCH_OUTPUT=/dev/null",
+                               "SBATCH_ERROR=/dev/null",
+                               "SBATCH_REQUEUE=1",
+                               "KX_SBATCH_OPTIONS=--comment=checks --cpus-per-task=1"};
         options.secondsToLive = 200;
         const std::string cluster = (projectDir() / "tests/support/slurmCluster").string();
         const std::string submit = (projectDir() / "examples/slurm/submitCheck").string();
-        return runProcess({KX_END_WITH_ALL, cluster, state_.path(), "./run", submit}, options);
+        return runProcess({KX_END_WITH_ALL, "timeout", "180", cluster, state_.path(), "./run", submit}, options);
     }
 
     std::string left(const char* file) const { return readFileBytes(dir.file(file)); }
@@ -143,7 +148,8 @@ TEST_F(SlurmTest, TasksAndALastJobSayWhatOneRunSaysAndBadFramesAreRenderedAgain)
     ASSERT_EQ(result.exitCode, 0) << result.out << result.err;
 
     EXPECT_EQ(withoutSeconds(left("verdict")), withoutSeconds(oneRun.out));
-    EXPECT_TRUE(contains(left("ended"), "ExitCode=1:0")) << left("ended");
+    for (const char* property : {"ExitCode=1:0", "Requeue=0", "Comment=checks"})
+        EXPECT_TRUE(contains(left("ended"), property)) << left("ended");
     EXPECT_TRUE(contains(left("page.html"), "16 of 400 frames are not good")) << left("page.html").substr(0, 3000);
 
     EXPECT_EQ(countIn(left("chunks"), "\ntotal 50: "), 6) << left("chunks");

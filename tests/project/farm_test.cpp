@@ -26,6 +26,13 @@ protected:
         ASSERT_EQ(chmod(dir.file(name).c_str(), 0755), 0);
     }
 
+    // In place of the programs of the same name, those of Slurm too. "kxCheckFrames" can call the real one,
+    // "$program".
+    void programInPath(const std::string& name, const std::string& program) const {
+        fs::remove(dir.file("bin/" + name));
+        command("bin/" + name, "program='" + checkPath() + "'\n" + program);
+    }
+
     // Of a task of an array of so many.
     ProcessResult run(const std::string& script, const Strings& arguments, int task = 0, int tasks = 1) const {
         ProcessOptions options;
@@ -33,6 +40,7 @@ protected:
         options.environment = {"PATH=" + dir.file("bin") + ":/usr/bin:/bin", "SLURM_CPUS_ON_NODE=1",
                                "SLURM_ARRAY_TASK_ID=" + std::to_string(task),
                                "SLURM_ARRAY_TASK_COUNT=" + std::to_string(tasks)};
+        options.environment.insert(options.environment.end(), environment.begin(), environment.end());
         Strings all{(projectDir() / "examples/slurm" / script).string()};
         all.insert(all.end(), arguments.begin(), arguments.end());
         return runProcess(all, options);
@@ -46,11 +54,26 @@ protected:
         return outcome + "; asked " + readFileBytes(dir.file("asked"));
     }
 
+    // What sbatch was given for each job, then the outcome; there is no Slurm. Paths of the jobs are written
+    // "JOBS/".
+    std::string submitted(const std::string& sbatch) const {
+        programInPath("sbatch", "printf '<%s>' \"$@\" >>jobs; echo >>jobs\n" + sbatch);
+        programInPath("scancel", "echo \"scancel $*\" >>jobs");
+        const ProcessResult result =
+            run("submitCheck", {"3", "cache", "page.html", "a.0001.exr", "--", "./render"});
+        const std::string paths = (projectDir() / "examples/slurm/").string();
+        std::string jobs = readFileBytes(dir.file("jobs")) + described(result);
+        for (std::size_t at; (at = jobs.find(paths)) != std::string::npos;) jobs.replace(at, paths.size(), "JOBS/");
+        return jobs;
+    }
+
     int cachedFrames(const Strings& arguments) const {
         Strings all{"--cache", "cache", "--json", "-"};
         all.insert(all.end(), arguments.begin(), arguments.end());
         return static_cast<int>(textsBetween("\"cached\":", ",", check(all).out).size());
     }
+
+    Strings environment;  // of the jobs, "NAME=value"
 };
 
 }  // namespace
@@ -68,6 +91,17 @@ TEST_F(FarmTest, MistakesAreSaidBeforeAnythingIsSubmitted) {
         {{"2", "cache", "page.html", "--delete", "a.0001.exr"}, "--delete can't be shared by several jobs"},
         {{"2", "cache", "page.html", "--move-to=bad", "a.0001.exr"}, "--move-to=bad can't be shared"},
         {{"2", "cache", "page.html", "--list", "bad", "a.0001.exr"}, "--list is given by the jobs themselves"},
+        {{"2", "cache", "page.html", "--cache", "other", "a.0001.exr"}, "--cache is given by the jobs"},
+        {{"2", "cache", "page.html", "a.0001.exr", "--chunk=1/2"}, "--chunk=1/2 is given by the jobs"},
+        {{"2", "cache", "page.html", "--report", "other.html", "a.0001.exr"}, "--report is given by the jobs"},
+        {{"2", "cache", "page.html", "--jobs=4", "a.0001.exr"}, "--jobs=4 is given by the jobs"},
+        {{"2", "cache", "page.html", "-j4", "a.0001.exr"}, "-j4 is given by the jobs"},
+        {{"2", "cache", "page.html", "--json=-", "a.0001.exr"}, "--json=- can't be shared"},
+        {{"2", "cache", "page.html", "--follow", "a.0001.exr"}, "--follow is for one run beside the render"},
+        {{"2", "cache", "page.html", "--timeout=9", "a.0001.exr"}, "--timeout=9 is for one run"},
+        {{"2", "cache", "absent/page.html", "a.0001.exr"}, "the page 'absent/page.html' can't be written"},
+        {{"2", "cache", "bin", "a.0001.exr"}, "the page 'bin' can't be written"},
+        {{"2", "absent/cache", "page.html", "a.0001.exr"}, "there is no folder for the cache 'absent/cache'"},
     };
     for (const auto& c : cases) {
         const ProcessResult result = run("submitCheck", c.arguments);
@@ -75,6 +109,32 @@ TEST_F(FarmTest, MistakesAreSaidBeforeAnythingIsSubmitted) {
         EXPECT_EQ(result.out, "");
         EXPECT_EQ(result.err.rfind(std::string("submitCheck: ") + c.said, 0), 0U) << result.err;
     }
+}
+
+TEST_F(FarmTest, TheLastJobGoesToTheClusterOfTheArray) {
+    EXPECT_EQ(submitted("echo \"$(wc -l <jobs);blue\""),
+              "<--parsable><--array=0-2><JOBS/checkChunk><cache><a.0001.exr>\n"
+              "<--parsable><--clusters=blue><--dependency=afterany:1><JOBS/checkAll><cache><page.html><1><./render>"
+              "<a.0001.exr>\n1 2 blue\nexit 0");
+}
+
+TEST_F(FarmTest, OptionsForSlurmAreThoseOfBothJobs) {
+    environment = {"KX_SBATCH_OPTIONS=--cpus-per-task=4  --qos low"};
+    EXPECT_EQ(
+        submitted("wc -l <jobs"),
+        "<--parsable><--cpus-per-task=4><--qos><low><--array=0-2><JOBS/checkChunk><cache><a.0001.exr>\n"
+        "<--parsable><--cpus-per-task=4><--qos><low><--dependency=afterany:1><JOBS/checkAll><cache><page.html><1>"
+        "<./render><a.0001.exr>\n1 2\nexit 0");
+}
+
+TEST_F(FarmTest, TheArrayIsTakenBackWhenTheLastJobIsRefused) {
+    const std::string array = "<--parsable><--array=0-2><JOBS/checkChunk><cache><a.0001.exr>\n";
+    EXPECT_EQ(submitted("echo refused >&2; exit 3"), array + "2> refused\nexit 3");
+    fs::remove(dir.file("jobs"));
+    EXPECT_EQ(submitted("[ $2 = --array=0-2 ] && echo '17;blue'"),
+              array +
+                  "<--parsable><--clusters=blue><--dependency=afterany:17><JOBS/checkAll><cache><page.html><1>"
+                  "<./render><a.0001.exr>\nscancel --clusters=blue 17\nexit 1");
 }
 
 TEST_F(FarmTest, TasksCheckTheirRunsAndMayHaveNone) {
@@ -100,6 +160,32 @@ TEST_F(FarmTest, TheLastJobRendersWhatIsBadOrMissing) {
               "a.####.exr  1-3  64x36  4 channels half  zip\n0002  missing\ntotal 3: 2 good, 1 missing (2), N s\n"
               "2> Rendering 2\nexit 1; asked <shot><2>");
     EXPECT_TRUE(entryExists(dir.file("page.html")));
+}
+
+TEST_F(FarmTest, TheLastJobRendersNothingWhenAStrictCheckFindsSuspiciousFramesAlone) {
+    frames("a.", 1, 5);
+    SamplePart unlike = soundPart(2);
+    unlike.compression = Imf::RLE_COMPRESSION;
+    frame("a.0002.exr", unlike);
+    const std::string last = lastJob({"--level", "headers", "--strict", "a.####.exr"});
+    EXPECT_TRUE(contains(last, "total 5: 4 good, 1 suspicious (2), N s\nexit 1; asked ")) << last;
+    EXPECT_FALSE(entryExists(dir.file("asked")));
+}
+
+TEST_F(FarmTest, TheLastJobSaysWhenTheListCouldNotBeMade) {
+    frames("a.", 1, 3);
+    programInPath("kxCheckFrames", "[[ $* == *--list* ]] && kill -TERM $$\nexec \"$program\" \"$@\"");
+    EXPECT_EQ(lastJob({"a.####.exr", "--frames", "1-4"}),
+              "a.####.exr  1-4  64x36  4 channels half  zip\n0004  missing\ntotal 4: 3 good, 1 missing (4), N s\n"
+              "2> The list ended with 143, nothing is rendered.\nexit 1; asked ");
+}
+
+TEST_F(FarmTest, TheRenderCommandSeesNoVariablesForTheSbatchOfTheCheck) {
+    frames("a.", 1, 3);
+    environment = {"SBATCH_PARTITION=checks", "SBATCH_TIMELIMIT=5"};
+    command("render", "echo \"${!SBATCH_@}\" >asked");
+    const std::string last = lastJob({"a.####.exr", "--frames", "1-4"});
+    EXPECT_TRUE(contains(last, "2> Rendering 4\nexit 1; asked \n")) << last;
 }
 
 TEST_F(FarmTest, TheLastJobSaysWhenTheRenderCommandFailed) {
@@ -133,13 +219,29 @@ TEST_F(FarmTest, WithoutARenderCommandTheLastJobGivesTheVerdictAlone) {
               "exit 1");
 }
 
+// The frames are as young as a renderer leaves them, and the hooks run side by side.
 TEST_F(FarmTest, WhatHooksDecodedIsFoundByTheLastTask) {
+    std::string hook = textsBetween("\n    sleep", "\n", document("docs/farm.md")).at(0);
+    const std::string cache = "/shots/.checks";
+    ASSERT_TRUE(contains(hook, "--cache " + cache + " "));
+    hook.replace(hook.find(cache), cache.size(), "cache");
+    programInPath("hooks", R"(touch a.*.exr
+FILE='a.####.exr'
+for FRAMES in 1-10 11-19x2,12 14,16,18 20; do
+    (
+        sleep)" + hook + R"(
+        echo "$FRAMES: $?" >>ended
+    ) >/dev/null &
+done
+wait)");
     frames("a.", 1, 20);
     cut("a.0007.exr", 100);
-    for (const char* list : {"1-10", "11-19x2,12", "14,16,18", "20"}) {
-        const bool isBad = std::string(list) == "1-10";
-        const ProcessResult hook = check({"--min-age", "0", "--cache", "cache", "--frames", list, "a.####.exr"});
-        EXPECT_EQ(hook.exitCode, isBad ? 1 : 0) << hook.out;
-    }
+    ProcessOptions options;
+    options.workingDirectory = dir.path();
+    options.environment = {"PATH=" + dir.file("bin") + ":/usr/bin:/bin"};
+    EXPECT_EQ(described(runProcess({dir.file("bin/hooks")}, options)), "exit 0");
+    const std::string ended = readFileBytes(dir.file("ended"));
+    for (const char* line : {"1-10: 1\n", "11-19x2,12: 0\n", "14,16,18: 0\n", "20: 0\n"})
+        EXPECT_TRUE(contains(ended, line)) << ended;
     EXPECT_EQ(cachedFrames({"--frames", "1-20", "a.####.exr"}), 19);
 }
