@@ -71,8 +71,10 @@ int waitForEnd(pid_t command, const sigset_t& signals) {
 
 int main(int argc, char** argv) {
     if (argc < 2) return 2;
+    const pid_t parent = getppid();
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) return 2;  // it ended before it could be told of
     sigset_t signals;
     sigset_t before;
     sigemptyset(&signals);
