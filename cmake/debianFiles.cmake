@@ -1,6 +1,11 @@
 # SPDX-License-Identifier: BSD-3-Clause
 # Run by cpack when the files of the packages are in their folders, before they are packed: gives documents and
-# completions the names and the form that they have in Debian.
+# completions the names and the form that they have in Debian. Archives (cpack -G TGZ) stay as they are.
+cmake_minimum_required(VERSION 3.25)
+if(NOT CPACK_GENERATOR STREQUAL DEB)
+  return()
+endif()
+
 function(run)
   execute_process(COMMAND ${ARGV} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
@@ -29,8 +34,10 @@ foreach(component ${CPACK_COMPONENTS_ALL})
 endforeach()
 
 # Where zsh looks for completions of packages.
-set(zsh ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/programs/usr/share/zsh)
-file(RENAME ${zsh}/site-functions ${zsh}/vendor-completions)
+if(programs IN_LIST CPACK_COMPONENTS_ALL)
+  set(zsh ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/programs/usr/share/zsh)
+  file(RENAME ${zsh}/site-functions ${zsh}/vendor-completions)
+endif()
 
 # Whatever the umask is.
 run(chmod -R u=rwX,go=rX ${CPACK_TEMPORARY_INSTALL_DIRECTORY})

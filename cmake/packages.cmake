@@ -18,6 +18,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_NAME kxverifyexrmodes)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SUGGESTS "bash-completion, slurm-client")
 set(CPACK_DEBIAN_PROGRAMS_DESCRIPTION "checks sequences of OpenEXR frames
 kxCheckFrames says which frames of a rendered sequence are good: there,
 whole, decodable, alike, and plausible as pictures. It answers with an exit

@@ -24,9 +24,13 @@ protected:
     void SetUp() override {
         for (const char* tool : {"/usr/bin/dpkg-deb", "/usr/bin/dpkg-shlibdeps", "/usr/bin/file"})
             if (!fs::exists(tool)) GTEST_SKIP() << tool << " is not there";
+        pack("DEB");
+    }
+
+    void pack(const std::string& generator) const {
         const ProcessResult result =
-            runProcess({"/bin/sh", "-c", "umask 077; exec \"$0\" --config \"$1\" -B \"$2\"", KX_CPACK,
-                        KX_CPACK_CONFIG, dir.path()});
+            runProcess({"/bin/sh", "-c", "umask 077; exec \"$0\" --config \"$1\" -B \"$2\" -G \"$3\"", KX_CPACK,
+                        KX_CPACK_CONFIG, dir.path(), generator});
         ASSERT_EQ(result.exitCode, 0) << result.out << result.err;
     }
 
@@ -65,6 +69,8 @@ protected:
     void expectWhatOtherProjectsBuildAgainst() const;
     void expectFilesOfRootThatAllMayRead() const;
     void expectOnlyTheCoreOfQt() const;
+    void expectArchivesAsWell() const;
+    void expectNoErrorsOfLintian() const;
 
     TempDir dir;
 };
@@ -132,10 +138,30 @@ void PackagesTest::expectOnlyTheCoreOfQt() const {
         EXPECT_TRUE(contains(toBuild, name)) << toBuild;
 }
 
+// What is done for Debian's packages leaves them alone.
+void PackagesTest::expectArchivesAsWell() const {
+    ASSERT_NO_FATAL_FAILURE(pack("TGZ"));
+    const auto isArchive = [](const fs::path& path) { return path.extension() == ".gz"; };
+    EXPECT_GT(std::count_if(fs::directory_iterator(dir.path()), fs::directory_iterator(), isArchive), 0);
+}
+
+void PackagesTest::expectNoErrorsOfLintian() const {
+    ProcessOptions options;
+    options.secondsToLive = 600;  // on a busy machine
+    const ProcessResult result = runProcess({"/usr/bin/lintian", "--fail-on", "error", "--tag-display-limit", "0",
+                                             fileOf(programsName), fileOf(developmentName)},
+                                            options);
+    EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
+}
+
 // One test: making the packages is most of its time.
 TEST_F(PackagesTest, HaveTheirFilesAndDependOnNoMoreOfQtThanItsCore) {
     expectWhatBelongsToThePrograms();
     expectWhatOtherProjectsBuildAgainst();
     expectFilesOfRootThatAllMayRead();
     expectOnlyTheCoreOfQt();
+    EXPECT_EQ(field(programsName, "Suggests"), "bash-completion, slurm-client\n");
+    expectArchivesAsWell();
+    if (!fs::exists("/usr/bin/lintian")) GTEST_SKIP() << "all but what lintian says, which is not there";
+    expectNoErrorsOfLintian();
 }
