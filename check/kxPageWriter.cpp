@@ -66,12 +66,17 @@ void PageWriter::tryTarget() {
 
 void PageWriter::takePreview(const FrameName& frame, FileReport& report) {
     if (!report.picture || report.picture->preview.jpeg.isEmpty()) return;
+    dropPreview(frame);
     const Preview& preview = report.picture->preview;
-    StoredPreview& stored = previews_[frame.path];
+    previews_.insert(frame.path,
+                     {spool_.put(preview.jpeg), preview.width, preview.height, spool_.put(preview.small)});
+    report.picture = withoutPreview(*report.picture);
+}
+
+void PageWriter::dropPreview(const FrameName& frame) {
+    StoredPreview stored = previews_.take(frame.path);
     spool_.release(stored.large);
     spool_.release(stored.small);
-    stored = {spool_.put(preview.jpeg), preview.width, preview.height, spool_.put(preview.small)};
-    report.picture = withoutPreview(*report.picture);
 }
 
 void PageWriter::beginSequence(const SequenceName& sequence, const Headers* headers) {

@@ -38,6 +38,8 @@ public:
     // Takes the pictures out of a file's report, before or while its sequence is told; those of the frame's last
     // report count.
     void takePreview(const FrameName& frame, FileReport& report);
+    // Forgets what was taken of the frame.
+    void dropPreview(const FrameName& frame);
 
     // Of one sequence, in this order; the frames in the order in which the page shows them.
     void beginSequence(const SequenceName& sequence, const Headers* headers);

@@ -184,6 +184,22 @@ TEST_F(PageWriterTest, KeepsOnlySmallPicturesOfGoodFrames) {
     EXPECT_LT(page.temporarySize(), 2 * small + 100000);
 }
 
+TEST_F(PageWriterTest, ShowsNoPictureThatWasDropped) {
+    PageWriter page(path(), Level::pixels);
+    SequenceName sequence;
+    sequence.frames = 1;
+    FrameReport frame = playedFrame(0, 1, PlayedDamage::none);
+    page.takePreview(frame.name, frame.file);
+    page.dropPreview(frame.name);
+    page.dropPreview(frame.name);
+    page.beginSequence(sequence, nullptr);
+    page.frame(frame);
+    page.endSequence({}, false);
+    page.finish({}, false, 0);
+    ASSERT_EQ(page.fault(), "");
+    EXPECT_EQ(PageMarkup(bytes()).named("img").size(), 0U);
+}
+
 TEST_F(PageWriterTest, KnowsBeforehandWhatCantBeWritten) {
     ASSERT_TRUE(writeFileBytes(dir.file("frame"), "\x76\x2f\x31\x01 and what follows"));
     ASSERT_EQ(mkfifo(dir.file("pipe").c_str(), 0600), 0);
