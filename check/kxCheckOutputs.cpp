@@ -60,6 +60,10 @@ void CheckOutputs::takePreview(const FrameName& frame, FileReport& report) {
     if (page_) page_->takePreview(frame, report);
 }
 
+void CheckOutputs::dropPreview(const FrameName& frame) {
+    if (page_) page_->dropPreview(frame);
+}
+
 void CheckOutputs::arrivedFrame(const SequenceName& sequence, const Headers* headers, int labelWidth,
                                 const FrameReport& frame) {
     if (!hasLines()) return;
@@ -136,8 +140,10 @@ void CheckOutputs::line(const QByteArray& text) {
 // Lines of sequences that are followed together alternate; each row of them has the sequence above it.
 void CheckOutputs::beginLines(const SequenceName& sequence, const Headers* headers, int labelWidth) {
     style_.labelWidth = labelWidth;
-    if (settings_.follow && shownSequence_ == sequence.path) return;
+    const bool isShown = shownSequence_ == sequence.path && (isShownWithHeaders_ || !headers);
+    if (settings_.follow && isShown) return;
     shownSequence_ = sequence.path;
+    isShownWithHeaders_ = headers;
     line(sequenceLine(sequence, headers));
 }
 

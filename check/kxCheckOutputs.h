@@ -33,7 +33,8 @@ public:
     // problem().
     void open();
     // A frame of a run that follows was judged: a line as soon as there is something to be said of it, and again
-    // when that changes, below the line of its sequence. What was said is not repeated by frame().
+    // when that changes, below the line of its sequence, which comes again once headers are known. What was said is
+    // not repeated by frame().
     void arrivedFrame(const SequenceName& sequence, const Headers* headers, int labelWidth,
                       const FrameReport& frame);
     // Of one sequence, in this order. Lines are with the system when a call is over.
@@ -49,6 +50,8 @@ public:
     [[nodiscard]] bool hasPage() const { return page_.has_value(); }
     // Takes the pictures for the page out of a report. Before the frame is told, also before its sequence.
     void takePreview(const FrameName& frame, FileReport& report);
+    // Those of the frame are not shown, unless it is looked at again.
+    void dropPreview(const FrameName& frame);
 
     void progress(const RunProgress& progress) { bar_.show(progress); }
     // A line for standard error, without control characters. The page repeats it.
@@ -85,6 +88,7 @@ private:
     LineStyle style_;
     // Of a run that follows.
     QByteArray shownSequence_;            // to which the last line belongs
+    bool isShownWithHeaders_ = false;     // its line says what they hold
     QHash<QByteArray, QByteArray> said_;  // by path: what was said last of the frame
 };
 

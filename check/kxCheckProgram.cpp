@@ -19,6 +19,7 @@
 #include <chrono>
 #include <csignal>
 #include <iterator>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -54,14 +55,28 @@ Remover removerFor(const QByteArray& directory, const Settings& settings) {
     return {directory, settings.minAge};
 }
 
-// Of an interrupted run that follows: what has not come, or is not whole, was not checked.
+// Of the directory that bad frames are moved to.
+QByteArray faultOfTarget(const Settings& settings) {
+    const QByteArray reason = Remover(settings.moveTo, settings.minAge).fault();
+    return reason.isEmpty() ? reason : settings.moveTo + ": " + reason;
+}
+
+// Of an interrupted run that follows: what has not come, is not whole, or would be read again, was not checked.
 void keepDone(WantedFrames& wanted, const FollowedSequence& followed) {
     auto& frames = wanted.frames;
     frames.erase(std::remove_if(frames.begin(), frames.end(),
-                                [&](const WantedFrame& frame) { return !followed.isDone(frame.name.path); }),
+                                [&](const WantedFrame& frame) { return !followed.hasReport(frame.name.path); }),
                  frames.end());
     wanted.runFirst = 0;
     wanted.runLast = frames.size();
+}
+
+// What is known of a frame at the end. A file that was replaced meanwhile is looked at again, as far as there is
+// time.
+std::optional<FileReport> knownReport(FollowedSequence& followed, const QByteArray& path, bool isCutShort) {
+    if (isCutShort || followed.isReportTrue(path)) return followed.takeReport(path);
+    followed.dropReport(path);
+    return std::nullopt;
 }
 
 class Program {
@@ -124,7 +139,7 @@ bool Program::canBegin(const std::vector<FoundSequence>& sequences) {
         fault = removerFor(sequence.directory, settings_).fault();
     }
     if (fault.isEmpty() && settings_.follow && settings_.removal == Removal::move)
-        fault = Remover(settings_.moveTo, settings_.minAge).fault();  // also where no frame has come yet
+        fault = faultOfTarget(settings_);  // also where no frame has come yet
     if (!fault.isEmpty()) say(fault);
     return fault.isEmpty();
 }
@@ -190,7 +205,8 @@ FollowListener Program::listener() {
             outputs_.arrivedFrame(sequence.name(), sequence.headers(), sequence.labelWidth(), frame);
     };
     listener.progress = [this](const RunProgress& progress) { outputs_.progress(progress); };
-    listener.takePreview = previewFunction();
+    if (outputs_.hasPage())
+        listener.previews = {previewFunction(), [this](const FrameName& frame) { outputs_.dropPreview(frame); }};
     return listener;
 }
 
@@ -212,7 +228,8 @@ void Program::checkSequence(const FoundSequence& found, FollowedSequence* follow
     const bool isCutShort = followed && stop_.received() != 0;
     if (isCutShort) keepDone(wanted, *followed);
     KnownFunction takeKnown;
-    if (followed) takeKnown = [followed](const FrameName& frame) { return followed->takeReport(frame.path); };
+    if (followed)
+        takeKnown = [=](const FrameName& frame) { return knownReport(*followed, frame.path, isCutShort); };
     SequenceRun run(
         settings_, wanted, pools_, [this](const RunProgress& progress) { outputs_.progress(progress); },
         previewFunction(), takeKnown);

@@ -88,7 +88,7 @@ bool Follow::listDirectories() {
     bool isNews = false;
     for (FoundSequence& sequence : found.sequences) {
         const Key key{sequence.directory, sequence.name};
-        const auto place = sequences_.try_emplace(key, settings_, room_, listener_.takePreview).first;
+        const auto place = sequences_.try_emplace(key, settings_, room_, listener_.previews).first;
         if (place->second.update(std::move(sequence))) isNews = true;
         order_.push_back(key);
     }
@@ -144,8 +144,8 @@ bool Follow::look() {
     std::deque<Work> looked;
     for (auto& [key, sequence] : sequences_) {
         sequence.grow(systemTime());
-        for (FileCheck& check : sequence.takeArrived()) {
-            pool.add(check);
+        for (FollowCheck& check : sequence.takeArrived()) {
+            pool.add(check.file);
             looked.push_back({&sequence, std::move(check)});
         }
     }
@@ -159,8 +159,8 @@ bool Follow::look() {
 
 void Follow::decode() {
     for (auto& [key, sequence] : sequences_)
-        for (FileCheck& check : sequence.takeWhole()) {
-            pools_.forLevel(settings_.level).add(check);
+        for (FollowCheck& check : sequence.takeWhole()) {
+            pools_.forLevel(settings_.level).add(check.file);
             decoded_.push_back({&sequence, std::move(check)});
         }
 }

@@ -35,8 +35,8 @@ struct FollowListener {
     std::function<void(const FollowedSequence&, const FrameReport&)> judged;
     // Each time before the directories are asked, with what could not be found the last time.
     std::function<void(const std::vector<QByteArray>& problems)> asking;
-    ProgressFunction progress;    // frames done, of all
-    PreviewFunction takePreview;  // may be empty
+    ProgressFunction progress;  // frames done, of all
+    FollowPreviews previews;
 };
 
 class Follow {
@@ -56,7 +56,7 @@ private:
     using Key = std::pair<QByteArray, FileSequence>;  // directory and name
     struct Work {
         FollowedSequence* sequence;
-        FileCheck check;
+        FollowCheck check;
     };
 
     [[nodiscard]] bool ask();

@@ -45,6 +45,10 @@ bool isStillWritten(const FileReport& file, std::int64_t now, int minAge) {
            std::any_of(std::begin(codes), std::end(codes), [&file](Code code) { return hasCode(file, code); });
 }
 
+bool isUnreadable(const FileReport& file) {
+    return hasCode(file, Code::unreadable);
+}
+
 FollowStep stepAfterLook(const FileReport& file, const Settings& settings, std::int64_t now) {
     const FollowStep step = stepAfterPixels(file, settings, now);
     const bool isCached = file.picture && file.picture->isCached;

@@ -29,6 +29,9 @@ enum class FollowStep {
 // Whether a young file lacks what may still be written: it is empty, not whole, or changed all the time.
 [[nodiscard]] bool isStillWritten(const FileReport& file, std::int64_t now, int minAge);
 
+// Whether the system refused to read it, which it may not do another time.
+[[nodiscard]] bool isUnreadable(const FileReport& file);
+
 // What comes next after a look down to the structure: absent, unfinished, ripening, whole or done.
 [[nodiscard]] FollowStep stepAfterLook(const FileReport& file, const Settings& settings, std::int64_t now);
 // The same after all of it was looked at: absent, unfinished or done.

@@ -36,8 +36,8 @@ PictureJudgement judgeAlone(PictureReport report) {
 
 }  // namespace
 
-FollowedSequence::FollowedSequence(const Settings& settings, FollowRoom& room, PreviewFunction takePreview)
-    : settings_(settings), room_(room), takePreview_(std::move(takePreview)), nothingInCommon_({}) {}
+FollowedSequence::FollowedSequence(const Settings& settings, FollowRoom& room, FollowPreviews previews)
+    : settings_(settings), room_(room), previews_(std::move(previews)), nothingInCommon_({}) {}
 
 // --- Which files there are
 // ----------------------------------------------------------------------------------------
@@ -74,14 +74,13 @@ void FollowedSequence::layOut() {
         if (!isFollowed)
             forget(place);
         else if (states_[place].step == FollowStep::absent)
-            states_[place].step = FollowStep::arrived;
+            arrive(place);
     }
     for (const FrameReport& gone : frames) giveRoomBack(gone.file);
     done_ = std::count_if(states_.begin(), states_.end(),
                           [](const State& state) { return state.step == FollowStep::done; });
     neighbours_.emplace(frames_, wanted.step);
     labelWidth_ = labelWidthOf(frames_);
-    nextAsked_ = 0;
     isLaidOut_ = true;
 }
 
@@ -96,6 +95,11 @@ void FollowedSequence::setStep(std::size_t place, FollowStep step) {
     if (current == FollowStep::done) --done_;
     current = step;
     if (current == FollowStep::done) ++done_;
+}
+
+void FollowedSequence::arrive(std::size_t place) {
+    states_[place].arrival = ++arrivals_;
+    setStep(place, FollowStep::arrived);
 }
 
 // --- What becomes of them
@@ -118,17 +122,18 @@ bool FollowedSequence::askFiles(Clock::time_point end) {
     return hasChanged;
 }
 
-// Where the system tells by path something else of a file than through its descriptor, it is looked at once more
-// for that, not for ever; where nothing is known of the file that was looked at, changes count from now on.
+// Where the system tells by path something else of a file than through its descriptor, or could not open it, it is
+// looked at once more for that, not for ever. What a reader was lost on is not, before it changes.
 bool FollowedSequence::askFile(std::size_t place) {
     const FileReport& file = frames_[place].file;
     const auto identity = identityAt(frames_[place].name.path);
-    if (!identity || (file.hasIdentity && *identity == file.identity)) return false;
-    std::optional<FileIdentity>& asked = states_[place].asked;
-    if (asked && *asked == *identity) return false;
-    const bool hasChanged = file.hasIdentity || asked;
-    asked = identity;
-    if (hasChanged) setStep(place, FollowStep::arrived);
+    if (file.hasIdentity && identity == file.identity) return false;
+    State& state = states_[place];
+    const bool isFirstOfLost = !state.wasAsked && !file.hasIdentity && isLimited(file);
+    const bool hasChanged = identity && identity != state.answer && !isFirstOfLost;
+    state.wasAsked = true;
+    state.answer = identity;
+    if (hasChanged) arrive(place);
     return hasChanged;
 }
 
@@ -137,43 +142,46 @@ void FollowedSequence::grow(std::int64_t now) {
         setStep(place, stepInTime(states_[place].step, frames_[place].file, settings_, now));
 }
 
-std::vector<FileCheck> FollowedSequence::takeArrived() {
-    std::vector<FileCheck> checks;
+std::vector<FollowCheck> FollowedSequence::takeArrived() {
+    std::vector<FollowCheck> checks;
     for (std::size_t place = first_; place < last_; ++place) {
         if (states_[place].step != FollowStep::arrived) continue;
-        checks.push_back(lookAt(frames_[place].name, std::min(settings_.level, Level::structure), cacheFolder_));
-        checks.back().wantsPreview = takePreview_ && !checks.back().cacheFile.isEmpty();
+        FileCheck check = lookAt(frames_[place].name, std::min(settings_.level, Level::structure), cacheFolder_);
+        check.wantsPreview = previews_.take && !check.cacheFile.isEmpty();
+        checks.push_back({std::move(check), states_[place].arrival});
         setStep(place, FollowStep::looking);
     }
     return checks;
 }
 
-std::vector<FileCheck> FollowedSequence::takeWhole() {
-    std::vector<FileCheck> checks;
+std::vector<FollowCheck> FollowedSequence::takeWhole() {
+    std::vector<FollowCheck> checks;
     for (std::size_t place = first_; place < last_; ++place) {
         if (states_[place].step != FollowStep::whole) continue;
-        checks.push_back(lookAt(frames_[place].name, settings_.level, cacheFolder_));
-        checks.back().wantsPreview = static_cast<bool>(takePreview_);
-        checks.back().keepsInCache = !cacheFolder_.isEmpty() && isFaultless(place);
+        FileCheck check = lookAt(frames_[place].name, settings_.level, cacheFolder_);
+        check.wantsPreview = static_cast<bool>(previews_.take);
+        check.keepsInCache = !cacheFolder_.isEmpty() && isFaultless(place);
+        checks.push_back({std::move(check), states_[place].arrival});
         setStep(place, FollowStep::looking);
     }
     return checks;
 }
 
 // A file that is gone although the directory has it comes anew with the next update.
-void FollowedSequence::take(const FileCheck& check, FileReport report, std::int64_t now) {
-    const auto place = placeOf(check.path);
-    if (!place || states_[*place].step == FollowStep::absent) return;
-    const bool isAll = check.level == settings_.level;
+void FollowedSequence::take(const FollowCheck& check, FileReport report, std::int64_t now) {
+    const auto place = placeOf(check.file.path);
+    if (!place || states_[*place].arrival != check.arrival) return;
+    const bool isAll = check.file.level == settings_.level;
     const FollowStep step = isAll ? stepAfterPixels(report, settings_, now) : stepAfterLook(report, settings_, now);
     if (step == FollowStep::absent) {
         isLaidOut_ = false;
         return forget(*place);
     }
-    if (check.level == Level::pixels && isLimited(report)) addKnown(report, frames_[*place].file);
+    if (check.file.level == Level::pixels && isLimited(report)) addKnown(report, frames_[*place].file);
     keep(*place, std::move(report));
     setStep(*place, step);
     if (step == FollowStep::done) judgeAround(*place, now);
+    if (states_[*place].isForgotten) frames_[*place].file.picture = nullptr;
 }
 
 void FollowedSequence::giveRoomBack(const FileReport& file) {
@@ -183,6 +191,7 @@ void FollowedSequence::giveRoomBack(const FileReport& file) {
 
 void FollowedSequence::forget(std::size_t place) {
     giveRoomBack(std::exchange(frames_[place].file, FileReport()));
+    if (previews_.drop) previews_.drop(frames_[place].name);
     setStep(place, FollowStep::absent);
     states_[place] = State();
 }
@@ -191,7 +200,8 @@ void FollowedSequence::keep(std::size_t place, FileReport report) {
     FileReport& file = frames_[place].file;
     giveRoomBack(file);
     room_.reports.take(report);
-    if (takePreview_) takePreview_(frames_[place].name, report);
+    if (previews_.drop) previews_.drop(frames_[place].name);
+    if (previews_.take) previews_.take(frames_[place].name, report);
     file = std::move(report);
     if (!headers_) headers_ = file.headers;
     states_[place].isForgotten = strangeIn(file) > room_.strange;
@@ -246,9 +256,9 @@ void FollowedSequence::judgeAround(std::size_t place, std::int64_t now) {
     judgeOne(place, now);
     for (const std::size_t other : placesAround(frames_, *neighbours_, place)) {
         const State& state = states_[other];
-        if (state.step == FollowStep::done && !state.isForgotten) judgeOne(other, now);
+        const bool isKnown = state.step == FollowStep::done && !state.isForgotten;
+        if (isKnown && isAroundDone(other)) judgeOne(other, now);
     }
-    if (states_[place].isForgotten) frames_[place].file.picture = nullptr;
 }
 
 std::vector<FrameReport> FollowedSequence::takeJudged() {
@@ -258,15 +268,25 @@ std::vector<FrameReport> FollowedSequence::takeJudged() {
 // --- At the end
 // ------------------------------------------------------------------------------------------------
 
-bool FollowedSequence::isDone(const QByteArray& path) const {
+bool FollowedSequence::hasReport(const QByteArray& path) const {
     const auto place = placeOf(path);
-    return place && states_[*place].step == FollowStep::done;
+    return place && states_[*place].step == FollowStep::done && !states_[*place].isForgotten;
+}
+
+bool FollowedSequence::isReportTrue(const QByteArray& path) const {
+    if (!hasReport(path)) return false;
+    const FileReport& file = frames_[*placeOf(path)].file;
+    if (!file.hasIdentity) return isLimited(file);
+    return !isUnreadable(file) && identityAt(path) == file.identity;
 }
 
 std::optional<FileReport> FollowedSequence::takeReport(const QByteArray& path) {
-    const auto place = placeOf(path);
-    if (!place || states_[*place].step != FollowStep::done || states_[*place].isForgotten) return std::nullopt;
-    return std::move(frames_[*place].file);
+    if (!hasReport(path)) return std::nullopt;
+    return std::move(frames_[*placeOf(path)].file);
+}
+
+void FollowedSequence::dropReport(const QByteArray& path) {
+    if (const auto place = placeOf(path)) forget(*place);
 }
 
 }  // namespace kxCheck

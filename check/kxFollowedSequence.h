@@ -25,6 +25,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -37,13 +38,24 @@ struct FollowRoom {
     std::int64_t strange = 100000;  // channels with strange samples; what finds no room is read again at the end
 };
 
+// What becomes of the pictures for a page; both are empty without one.
+struct FollowPreviews {
+    PreviewFunction take;
+    std::function<void(const FrameName&)> drop;  // of a file that is not there any more, or was looked at anew
+};
+
+// What is given out to be checked, and which arrival of the frame's file that is about.
+struct FollowCheck {
+    FileCheck file;
+    std::int64_t arrival = 0;
+};
+
 class FollowedSequence {
 public:
     using Clock = std::chrono::steady_clock;
 
-    // `settings` has a list of frames; both must live longer. Previews are made only where there is a
-    // `takePreview`.
-    FollowedSequence(const Settings& settings, FollowRoom& room, PreviewFunction takePreview);
+    // `settings` has a list of frames; both must live longer.
+    FollowedSequence(const Settings& settings, FollowRoom& room, FollowPreviews previews);
 
     // Tells which files are there now. True when one of them came or went.
     bool update(FoundSequence found);
@@ -54,10 +66,11 @@ public:
     void grow(std::int64_t now);
 
     // What is to be looked into, down to the structure, and what is to be decoded. Both count as given out.
-    [[nodiscard]] std::vector<FileCheck> takeArrived();
-    [[nodiscard]] std::vector<FileCheck> takeWhole();
-    // The report of one of these, at its level. Of files that went meanwhile it is passed over.
-    void take(const FileCheck& check, FileReport report, std::int64_t now);
+    [[nodiscard]] std::vector<FollowCheck> takeArrived();
+    [[nodiscard]] std::vector<FollowCheck> takeWhole();
+    // The report of one of these, at its level. It is passed over where the file went meanwhile, also when another
+    // one has come under its name.
+    void take(const FollowCheck& check, FileReport report, std::int64_t now);
 
     // The frames that were judged since the last call, once or once more.
     [[nodiscard]] std::vector<FrameReport> takeJudged();
@@ -74,20 +87,29 @@ public:
     [[nodiscard]] const Headers* headers() const { return headers_.get(); }
     [[nodiscard]] int labelWidth() const { return labelWidth_; }
 
-    [[nodiscard]] bool isDone(const QByteArray& path) const;
-    // The report of a frame that is done, which is given away; nothing of others, and of those that had no room.
+    // Whether the frame is done, and its report found room.
+    [[nodiscard]] bool hasReport(const QByteArray& path) const;
+    // Asks the system whether the report still says what there is: of the file that is there now, which could be
+    // read. False without report.
+    [[nodiscard]] bool isReportTrue(const QByteArray& path) const;
+    // Gives the report away; nothing where there is none.
     [[nodiscard]] std::optional<FileReport> takeReport(const QByteArray& path);
+    // The frame will be looked at anew by somebody else.
+    void dropReport(const QByteArray& path);
 
 private:
     struct State {
         FollowStep step = FollowStep::absent;
-        std::optional<FileIdentity> asked;  // what the system said last when it was another one than in the report
-        bool isForgotten = false;           // done, but its report found no room
+        std::int64_t arrival = 0;            // 0: not there
+        bool wasAsked = false;               // the system, about another file than that of the report
+        std::optional<FileIdentity> answer;  // what it said last; nothing also where it knew of no file
+        bool isForgotten = false;            // done, but its report found no room
     };
 
     void layOut();
     [[nodiscard]] std::optional<std::size_t> placeOf(const QByteArray& path) const;
     void setStep(std::size_t place, FollowStep step);
+    void arrive(std::size_t place);
     void giveRoomBack(const FileReport& file);
     void forget(std::size_t place);
     void keep(std::size_t place, FileReport report);
@@ -101,7 +123,7 @@ private:
 
     const Settings& settings_;
     FollowRoom& room_;
-    PreviewFunction takePreview_;  // may be empty
+    FollowPreviews previews_;
     const Likeness nothingInCommon_;
     FoundSequence found_;
     bool isLaidOut_ = false;  // `found_` is what the frames below stand for
@@ -114,6 +136,7 @@ private:
     std::size_t last_ = 0;
     std::optional<Neighbours> neighbours_;
     QHash<QByteArray, std::size_t> places_;  // by path
+    std::int64_t arrivals_ = 0;              // so far
     std::int64_t done_ = 0;
     std::size_t nextAsked_ = 0;
     std::vector<FrameReport> judged_;

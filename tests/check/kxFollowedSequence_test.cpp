@@ -8,6 +8,8 @@
 
 #include <ctime>
 #include <filesystem>
+#include <map>
+#include <string>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -25,6 +27,12 @@ FileReport report(std::optional<Code> code = {}, int age = 3600) {
     file.hasIdentity = true;
     file.identity = {1, 2, 1000, now - age * second};
     if (code) file.findings = {makeFinding(*code, "text")};
+    return file;
+}
+
+FileReport nameless(Code code) {
+    FileReport file = report(code);
+    file.hasIdentity = false;
     return file;
 }
 
@@ -59,13 +67,17 @@ protected:
     // The frames that are to be looked into, as digits.
     std::string arrived() { return digits(sequence.takeArrived()); }
     std::string whole() { return digits(sequence.takeWhole()); }
-    std::string digits(const std::vector<FileCheck>& checks) const {
+    std::string digits(const std::vector<FollowCheck>& checks) {
         std::string text;
-        for (const FileCheck& check : checks) text += check.path.at(directory.size() + 2);
+        for (const FollowCheck& check : checks) {
+            text += check.file.path.at(directory.size() + 2);
+            arrivals[check.file.path] = check.arrival;
+        }
         return text;
     }
+    // The report of what was given out last for that frame.
     void take(int number, const FileReport& file, Level level = Level::structure) {
-        sequence.take({path(number), level}, file, now);
+        sequence.take({{path(number), level}, arrivals[path(number)]}, file, now);
     }
     // Those that were judged, each with the codes found.
     std::string judged() {
@@ -81,7 +93,22 @@ protected:
     Settings settings;
     FollowRoom room;
     QByteArray directory = "/r/";
-    FollowedSequence sequence{settings, room, {}};
+    FollowedSequence sequence{settings, room, previews()};
+    std::map<QByteArray, std::int64_t> arrivals;
+    std::string shown;  // frames whose previews a page has, in order of path
+
+private:
+    FollowPreviews previews() {
+        const auto digit = [](const FrameName& frame) { return frame.text.toStdString(); };
+        const auto drop = [this, digit](const FrameName& frame) {
+            const std::size_t at = shown.find(digit(frame));
+            if (at != std::string::npos) shown.erase(at, 1);
+        };
+        const auto take = [this, digit](const FrameName& frame, const FileReport& file) {
+            if (file.picture) shown += digit(frame);
+        };
+        return {take, drop};
+    }
 };
 
 }  // namespace
@@ -99,7 +126,7 @@ TEST_F(FollowedSequenceTest, FilesAreLookedIntoOnceWhenTheyArrive) {
     EXPECT_TRUE(sequence.update(found({1, 2, 3, 9})));
     EXPECT_EQ(arrived(), "1");
     EXPECT_EQ(sequence.done(), 1);
-    EXPECT_TRUE(sequence.isDone(path(3)));
+    EXPECT_TRUE(sequence.hasReport(path(3)));
     EXPECT_TRUE(sequence.hadFiles());
 }
 
@@ -110,10 +137,43 @@ TEST_F(FollowedSequenceTest, AFileThatVanishesIsForgotten) {
     EXPECT_TRUE(sequence.update(found({})));
     EXPECT_EQ(sequence.done(), 0);
     take(2, report());  // that was on its way
-    EXPECT_FALSE(sequence.isDone(path(2)));
+    EXPECT_FALSE(sequence.hasReport(path(2)));
     EXPECT_FALSE(sequence.takeReport(path(1)));
     (void)sequence.update(found({1, 2}));
     EXPECT_EQ(arrived(), "12");
+}
+
+TEST_F(FollowedSequenceTest, AReportOfAFileThatVanishedIsNotThatOfTheNextOfItsName) {
+    settings.level = Level::pixels;
+    (void)sequence.update(found({1}));
+    EXPECT_EQ(arrived(), "1");
+    take(1, report());
+    EXPECT_EQ(whole(), "1");
+    const std::int64_t former = arrivals[path(1)];
+    (void)sequence.update(found({}));
+    (void)sequence.update(found({1}));
+    EXPECT_EQ(arrived(), "1");
+    sequence.take({{path(1), Level::pixels}, former}, report(), now);
+    EXPECT_EQ(sequence.done(), 0);
+    take(1, report(Code::truncated));
+    EXPECT_EQ(whole(), "1");
+    take(1, report(Code::truncated), Level::pixels);
+    EXPECT_EQ(judged(), "1 truncated;");
+}
+
+TEST_F(FollowedSequenceTest, APageKeepsThePicturesOfFilesThatAreThere) {
+    settings.level = Level::pixels;
+    (void)sequence.update(found({1, 2, 3}));
+    EXPECT_EQ(arrived(), "123");
+    for (const int number : {1, 2, 3}) take(number, reportWithTileMissing(), Level::pixels);
+    EXPECT_EQ(shown, "123");
+    (void)sequence.update(found({2, 3}));
+    EXPECT_EQ(shown, "23");
+    take(2, report(Code::header));
+    EXPECT_EQ(shown, "3");
+    sequence.dropReport(path(3));
+    EXPECT_EQ(shown, "");
+    EXPECT_FALSE(sequence.takeReport(path(3)));
 }
 
 TEST_F(FollowedSequenceTest, AFileThatIsGoneWhenItIsOpenedArrivesAgainWhereTheDirectoryStillHasIt) {
@@ -172,7 +232,7 @@ TEST_F(FollowedSequenceTest, NeighboursAreComparedWhenAllAroundAreDone) {
     EXPECT_EQ(judged(), "2;");
     take(1, report(), Level::pixels);
     take(3, report(), Level::pixels);
-    EXPECT_EQ(judged(), "1;2;3;2;1;");
+    EXPECT_EQ(judged(), "1;3;1;");
     take(4, report(), Level::pixels);
     EXPECT_EQ(judged(), "4;3;2 tile-missing;");
 }
@@ -208,9 +268,10 @@ TEST_F(FollowedSequenceTest, StrangeSamplesFindRoomAsFarAsThereIsSome) {
     file.picture = picture;
     take(1, file, Level::pixels);
     take(2, file, Level::pixels);
-    EXPECT_EQ(judged(), "1 nan nan nan;2 nan nan nan;1 nan nan nan;");
+    EXPECT_EQ(judged(), "1 nan nan nan;2 nan nan nan;");
     EXPECT_EQ(room.strange, 2);
-    EXPECT_TRUE(sequence.isDone(path(2)));
+    EXPECT_EQ(sequence.done(), 2);
+    EXPECT_FALSE(sequence.hasReport(path(2)));
     EXPECT_FALSE(sequence.takeReport(path(2)));
     (void)sequence.update(found({}));
     EXPECT_EQ(room.strange, 5);
@@ -256,16 +317,46 @@ TEST_F(AskedSequenceTest, AFileOfWhichTheSystemTellsTwoThingsIsLookedIntoOnceMor
     EXPECT_FALSE(sequence.askFiles(always));
 }
 
-TEST_F(AskedSequenceTest, WhereNothingIsKnownOfTheFileChangesCountFromNowOn) {
+TEST_F(AskedSequenceTest, AFileThatCouldNotBeOpenedIsLookedIntoOnceMoreWhenItIsThere) {
     (void)sequence.update(found({1}));
     EXPECT_EQ(arrived(), "1");
-    put(1, Code::chunk);
-    FileReport unknown;
-    unknown.findings = {makeFinding(Code::unreadable, "text")};
-    take(1, unknown);
+    take(1, nameless(Code::unreadable));
+    EXPECT_FALSE(sequence.askFiles(always)) << "a link that leads nowhere";
+    ASSERT_TRUE(writeFileBytes(path(1).toStdString(), "x"));
+    EXPECT_TRUE(sequence.askFiles(always));
+    EXPECT_EQ(arrived(), "1");
+    take(1, nameless(Code::unreadable));
+    EXPECT_FALSE(sequence.askFiles(always));
+    std::filesystem::remove(path(1).toStdString());
     EXPECT_FALSE(sequence.askFiles(always));
     ASSERT_TRUE(writeFileBytes(path(1).toStdString(), "longer"));
     EXPECT_TRUE(sequence.askFiles(always));
+}
+
+TEST_F(AskedSequenceTest, WhatAReaderWasLostOnIsLookedIntoWhenItChanges) {
+    (void)sequence.update(found({1}));
+    EXPECT_EQ(arrived(), "1");
+    ASSERT_TRUE(writeFileBytes(path(1).toStdString(), "x"));
+    take(1, nameless(Code::limit));
+    EXPECT_FALSE(sequence.askFiles(always));
+    EXPECT_TRUE(sequence.isReportTrue(path(1)));
+    ASSERT_TRUE(writeFileBytes(path(1).toStdString(), "longer"));
+    EXPECT_TRUE(sequence.askFiles(always));
+}
+
+// Whoever asks at the end looks at it again.
+TEST_F(AskedSequenceTest, AReportIsTrueAsLongAsItsFileIsThere) {
+    (void)sequence.update(found({1, 2, 3, 4}));
+    EXPECT_EQ(arrived(), "1234");
+    put(1, {});
+    put(2, {});
+    put(3, Code::unreadable);
+    for (const int number : {1, 2, 3}) EXPECT_TRUE(sequence.hasReport(path(number)));
+    EXPECT_TRUE(sequence.isReportTrue(path(1)));
+    ASSERT_TRUE(writeFileBytes(path(2).toStdString(), "longer"));
+    for (const int number : {2, 3, 4}) EXPECT_FALSE(sequence.isReportTrue(path(number))) << number;
+    std::filesystem::remove(path(1).toStdString());
+    EXPECT_FALSE(sequence.isReportTrue(path(1)));
 }
 
 TEST_F(AskedSequenceTest, WhereAskingTakesLongEachFileHasItsTurn) {

@@ -157,7 +157,39 @@ TEST_F(CheckFollowTest, ABadFrameIsLookedAtAgainWhenItsFileChanges) {
     EXPECT_EQ(outcome,
               "r/a.####.exr  1-2\n"
               "0001  bad         not-exr: this is no EXR file\n0001  bad         empty: the file is empty\n"
-              "0001  good\ntotal 2: 2 good, N s\nexit 0");
+              "r/a.####.exr  1-2" +
+                  sequence + "0001  good\ntotal 2: 2 good, N s\nexit 0");
+}
+
+TEST_F(CheckFollowTest, ALinkIsLookedAtAgainWhenItsTargetArrives) {
+    std::filesystem::create_symlink("target", dir.file("r/a.0001.exr"));
+    const std::string outcome = follow({"-f", "1-2", "r/a.####.exr"}, [this] {
+        await("0001  unknown     unreadable");
+        arrive("0001", "r/copy.");
+        std::filesystem::rename(dir.file("r/copy.0001.exr"), dir.file("r/target"));
+        await("0001  good\n");
+        arrive("0002");
+    });
+    const std::string end = "0001  good\ntotal 2: 2 good, N s\nexit 0";
+    EXPECT_EQ(outcome.substr(outcome.size() - std::min(outcome.size(), end.size())), end) << outcome;
+}
+
+TEST_F(CheckFollowTest, AGoodFrameThatWasReplacedIsLookedAtAgainAtTheEnd) {
+    const std::string outcome = follow({"-v", "-f", "1-2", "r/a.####.exr"}, [this] {
+        arrive("0001");
+        await("0001  good\n");
+        bytes("r/a.0001.exr", half("0001"));
+        arrive("0002");
+    });
+    EXPECT_EQ(outcome, "r/a.####.exr  1-2" + sequence +
+                           "0001  good\n0002  good\n"
+                           "0001  bad         truncated: rows 32 to 35 of 36 are missing\n"
+                           "total 2: 1 good, 1 bad (1), N s\nexit 1");
+}
+
+TEST_F(CheckFollowTest, TheDirectoryToMoveToIsNeededFromTheStart) {
+    EXPECT_EQ(outcome({"--follow", "-f", "1-2", "--move-to", "nowhere", "r/a.####.exr"}),
+              "2> kxCheckFrames: nowhere: No such file or directory\nexit 3");
 }
 
 TEST_F(CheckFollowTest, AFrameThatVanishesIsWaitedForAnew) {
