@@ -11,6 +11,8 @@ namespace kxCheck {
 namespace {
 
 constexpr std::chrono::milliseconds timeForFiles(250);
+// How long one kind of workers is listened to where both have something to do.
+constexpr std::chrono::milliseconds timeOfTurn(20);
 
 std::int64_t systemTime() {
     const auto time = std::chrono::system_clock::now().time_since_epoch();
@@ -30,10 +32,11 @@ Follow::Follow(const Settings& settings, NamesMean mean, CheckPools& pools, Foll
 void Follow::run() {
     bool goesOn = true;
     while (goesOn) {
+        const bool wasAllDone = isAllDone();
         const bool hadNews = ask();
-        if (!look()) return;
+        look();
         decode();
-        goesOn = !isOver(hadNews) && waitForPixels();
+        goesOn = !isOver(wasAllDone && !hadNews) && waitForReports();
     }
 }
 
@@ -51,9 +54,9 @@ bool Follow::isAllDone() const {
            });
 }
 
-bool Follow::isOver(bool hadNews) const {
-    if (!decoded_.empty()) return false;
-    return (!hadNews && isAllDone()) || pace_.isPatienceOver(Clock::now());
+bool Follow::isOver(bool isQuiet) const {
+    if (!looked_.empty() || !decoded_.empty()) return false;
+    return (isQuiet && isAllDone()) || pace_.isPatienceOver(Clock::now());
 }
 
 void Follow::showProgress() {
@@ -138,23 +141,14 @@ void Follow::take(const Work& work, FileReport report) {
     showProgress();
 }
 
-// False when the run was stopped.
-bool Follow::look() {
-    WorkerPool& pool = pools_.forLevel(std::min(settings_.level, Level::structure));
-    std::deque<Work> looked;
+void Follow::look() {
     for (auto& [key, sequence] : sequences_) {
         sequence.grow(systemTime());
         for (FollowCheck& check : sequence.takeArrived()) {
-            pool.add(check.file);
-            looked.push_back({&sequence, std::move(check)});
+            pools_.forLevel(levelOfLook()).add(check.file);
+            looked_.push_back({&sequence, std::move(check)});
         }
     }
-    for (const Work& work : looked) {
-        std::optional<FileReport> report = pool.next();
-        if (!report) return false;
-        take(work, *std::move(report));
-    }
-    return true;
 }
 
 void Follow::decode() {
@@ -165,15 +159,36 @@ void Follow::decode() {
         }
 }
 
-// Until the directories are to be asked again. False when the run was stopped.
-bool Follow::waitForPixels() {
-    WorkerPool& pool = pools_.forLevel(settings_.level);
-    while (std::optional<FileReport> report = pool.nextUntil(pace_.nextAsking())) {
-        const Work work = std::move(decoded_.front());
-        decoded_.pop_front();
-        take(work, *std::move(report));
+// Until the directories are to be asked again. A file that hangs keeps neither those from being asked nor others
+// from being decoded. False when the run was stopped.
+bool Follow::waitForReports() {
+    bool goesOn = true;
+    while (goesOn && Clock::now() < pace_.nextAsking()) {
+        if (!looked_.empty()) goesOn = fetch(looked_, levelOfLook());
+        decode();
+        const bool isTurn = looked_.empty() || !decoded_.empty();
+        if (goesOn && isTurn) goesOn = fetch(decoded_, settings_.level);
     }
+    return goesOn;
+}
+
+// What has come at the end of its turn; waits also where there is no work. False when the run was stopped.
+bool Follow::fetch(std::deque<Work>& works, Level level) {
+    WorkerPool& pool = pools_.forLevel(level);
+    const auto end = endOfTurn();
+    do {
+        std::optional<FileReport> report = pool.nextUntil(end);
+        if (!report) break;
+        const Work work = std::move(works.front());
+        works.pop_front();
+        take(work, *std::move(report));
+    } while (!works.empty() && Clock::now() < end);
     return !pool.stopped();
+}
+
+Follow::Clock::time_point Follow::endOfTurn() const {
+    const auto end = pace_.nextAsking();
+    return looked_.empty() || decoded_.empty() ? end : std::min<Clock::time_point>(end, Clock::now() + timeOfTurn);
 }
 
 }  // namespace kxCheck

@@ -3,12 +3,13 @@
 //
 // Directories are asked for new files at the intervals of FollowPace, each with one list; about single files the
 // system is asked only where one may have changed: about those that are still written, and frames that are not
-// good, for a quarter of a second each time at most. What came is looked into down to the structure at once, and
-// what is whole there is decoded while the next news are waited for. Each frame is told as soon as it is done, in
-// the order of arrival.
+// good, for a quarter of a second each time and a file more; about all of them once all frames are done. What came
+// is looked into down to the structure, and what is whole there is decoded, while the next news are waited for.
+// Each frame is told as soon as it is done, in the order of arrival.
 //
-// It ends when an asking has no news and all frames of the runs are done, when there was no news for the time of
-// --timeout, or when the pools are stopped. Then `sequences` say what is known of each frame. One thread.
+// It ends when an asking has no news and all frames of the runs were done before it, when there was no news for the
+// time of --timeout, or when the pools are stopped. Then `sequences` say what is known of each frame.
+// One thread.
 #pragma once
 
 #include "check/kxCheckRun.h"
@@ -21,6 +22,7 @@
 
 #include <QByteArray>
 
+#include <algorithm>
 #include <deque>
 #include <functional>
 #include <map>
@@ -63,12 +65,15 @@ private:
     [[nodiscard]] bool listDirectories();
     [[nodiscard]] bool askFiles();
     [[nodiscard]] bool emptyOthers();
-    [[nodiscard]] bool look();
+    void look();
     void decode();
-    [[nodiscard]] bool waitForPixels();
+    [[nodiscard]] bool waitForReports();
+    [[nodiscard]] bool fetch(std::deque<Work>& works, Level level);
+    [[nodiscard]] Clock::time_point endOfTurn() const;
+    [[nodiscard]] Level levelOfLook() const { return std::min(settings_.level, Level::structure); }
     void take(const Work& work, FileReport report);
     [[nodiscard]] bool isAllDone() const;
-    [[nodiscard]] bool isOver(bool hadNews) const;
+    [[nodiscard]] bool isOver(bool isQuiet) const;
     void showProgress();
 
     const Settings& settings_;
@@ -80,7 +85,9 @@ private:
     std::map<Key, FollowedSequence> sequences_;
     std::vector<Key> order_;  // of those that the last asking found
     std::vector<QByteArray> problems_;
-    std::deque<Work> decoded_;  // given to the workers for pixels, in that order
+    // Given to the workers, in that order.
+    std::deque<Work> looked_;
+    std::deque<Work> decoded_;
 };
 
 }  // namespace kxCheck

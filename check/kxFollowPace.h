@@ -2,8 +2,8 @@
 // When a run that waits for frames asks the directories again, and when it has waited long enough.
 //
 // Shares do not tell of new files, so directories are asked: soon again after one had news, less often while
-// nothing comes, and never so often that asking takes more than a tenth of the time. Values only; one thread at a
-// time.
+// nothing comes, and not so often that asking takes more than a tenth of the time, as far as two seconds of pause
+// allow that. Values only; one thread at a time.
 #pragma once
 
 #include <chrono>

@@ -19,7 +19,7 @@ namespace kxCheck {
 enum class FollowStep {
     absent,      // there is no file
     arrived,     // it is to be looked into
-    looking,     // somebody does
+    looking,     // a worker looks into it, or decodes it
     unfinished,  // it is looked into again when it changed, or is not young any more
     ripening,    // whole, and to be decoded as soon as it is old enough for the cache
     whole,       // to be decoded

@@ -37,7 +37,7 @@ PictureJudgement judgeAlone(PictureReport report) {
 }  // namespace
 
 FollowedSequence::FollowedSequence(const Settings& settings, FollowRoom& room, FollowPreviews previews)
-    : settings_(settings), room_(room), previews_(std::move(previews)), nothingInCommon_({}) {}
+    : settings_(settings), room_(room), previews_(std::move(previews)), unlikeNone_({}) {}
 
 // --- Which files there are
 // ----------------------------------------------------------------------------------------
@@ -199,12 +199,14 @@ void FollowedSequence::forget(std::size_t place) {
 void FollowedSequence::keep(std::size_t place, FileReport report) {
     FileReport& file = frames_[place].file;
     giveRoomBack(file);
+    const bool hadHeaders = report.headers != nullptr;
     room_.reports.take(report);
+    const bool isCut = hadHeaders && !report.headers;
     if (previews_.drop) previews_.drop(frames_[place].name);
     if (previews_.take) previews_.take(frames_[place].name, report);
     file = std::move(report);
     if (!headers_) headers_ = file.headers;
-    states_[place].isForgotten = strangeIn(file) > room_.strange;
+    states_[place].isForgotten = isCut || strangeIn(file) > room_.strange;
     if (!states_[place].isForgotten) room_.strange -= strangeIn(file);
 }
 
@@ -221,7 +223,7 @@ bool FollowedSequence::isFaultless(std::size_t place) const {
     FrameReport frame;
     frame.name = frames_[place].name;
     frame.file = frames_[place].file;
-    judge(frame, settings_, nothingInCommon_, {}, 0);
+    judge(frame, settings_, unlikeNone_, {}, 0);
     return frame.verdict == Verdict::good || frame.verdict == Verdict::suspicious;
 }
 
@@ -246,7 +248,7 @@ void FollowedSequence::judgeOne(std::size_t place, std::int64_t now) {
     Comparison comparison;
     if (isCompared) comparison.size = sizeJumpOf(frames_, *neighbours_, place);
     comparison.picture = judgePicture(place, isCompared);
-    judge(frame, settings_, nothingInCommon_, comparison, now);
+    judge(frame, settings_, unlikeNone_, comparison, now);
     frames_[place].verdict = frame.verdict;
     judged_.push_back(std::move(frame));
 }

@@ -60,7 +60,7 @@ public:
     // Tells which files are there now. True when one of them came or went.
     bool update(FoundSequence found);
     // Asks the system about frames that may have changed, unfinished ones and those that are not good, going on
-    // where it stopped, until `end`; about one at least. True when one did.
+    // where it stopped, until `end`, but about one in any case. True when one did.
     bool askFiles(Clock::time_point end);
     // Goes on with what only time was needed for.
     void grow(std::int64_t now);
@@ -124,7 +124,7 @@ private:
     const Settings& settings_;
     FollowRoom& room_;
     FollowPreviews previews_;
-    const Likeness nothingInCommon_;
+    const Likeness unlikeNone_;  // as if no frame were like others, so that none differs
     FoundSequence found_;
     bool isLaidOut_ = false;  // `found_` is what the frames below stand for
     bool hadFiles_ = false;

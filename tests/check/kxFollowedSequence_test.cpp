@@ -277,6 +277,20 @@ TEST_F(FollowedSequenceTest, StrangeSamplesFindRoomAsFarAsThereIsSome) {
     EXPECT_EQ(room.strange, 5);
 }
 
+// Other sequences may have taken it up.
+TEST_F(FollowedSequenceTest, HeadersThatFindNoRoomAreReadAgainAtTheEnd) {
+    room.reports = ReportRoom(0);
+    (void)sequence.update(found({1, 2}));
+    EXPECT_EQ(arrived(), "12");
+    FileReport file = report();
+    file.headers = std::make_shared<const Headers>(1);
+    take(1, file);
+    take(2, report());
+    EXPECT_EQ(sequence.done(), 2);
+    EXPECT_FALSE(sequence.hasReport(path(1)));
+    EXPECT_TRUE(sequence.hasReport(path(2)));
+}
+
 class AskedSequenceTest : public FollowedSequenceTest {
 protected:
     AskedSequenceTest() { directory = QByteArray::fromStdString(dir.path()); }

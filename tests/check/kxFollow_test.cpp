@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Files whose content does not matter: the workers say of them what the test is about.
+#include "check/kxFollow.h"
+
+#include "tests/support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+using namespace kxCheck;
+
+namespace {
+
+constexpr int minAge = 60;
+
+FileReport reportOf(const FileCheck& check) {
+    FileReport report;
+    const auto identity = identityAt(check.path);
+    report.hasIdentity = identity.has_value();
+    if (identity) report.identity = *identity;
+    return report;
+}
+
+// A look that lasts until there is a file "go", or the test has failed.
+FileReport checkWhenTold(const FileCheck& check) {
+    const std::filesystem::path path(check.path.toStdString());
+    for (int tries = 0; tries < 6000 && !std::filesystem::exists(path.parent_path() / "go"); ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return reportOf(check);
+}
+
+FileReport checkHalfDone(const FileCheck& check) {
+    FileReport report = reportOf(check);
+    report.findings = {makeFinding(Code::unfinished, "text")};
+    return report;
+}
+
+class FollowTest : public ::testing::Test {
+protected:
+    FollowTest() {
+        settings.arguments = {path("a.#.exr")};
+        settings.frames = FrameNumbers{1};
+        settings.level = Level::structure;
+        settings.minAge = minAge;
+        listener.asking = [this](const std::vector<QByteArray>&) { told += "ask "; };
+        listener.judged = [this](const FollowedSequence&, const FrameReport& frame) {
+            told += frame.name.text.toStdString() + " ";
+        };
+        listener.progress = [](const RunProgress&) {};
+    }
+    [[nodiscard]] QByteArray path(const char* name) const { return QByteArray::fromStdString(dir.file(name)); }
+    void run(const CheckFunction& check) {
+        CheckPools pools(settings, check, -1);
+        Follow(settings, NamesMean::numberedSequences, pools, listener).run();
+    }
+
+    TempDir dir;
+    Settings settings;
+    FollowListener listener;
+    std::string told;  // what happened, in its order
+};
+
+}  // namespace
+
+TEST_F(FollowTest, DirectoriesAreAskedWhileAFileHangs) {
+    ASSERT_TRUE(writeFileBytes(dir.file("a.1.exr"), "x"));
+    listener.asking = [this](const std::vector<QByteArray>&) {
+        told += "ask ";
+        if (told == "ask ask ask ") {
+            EXPECT_TRUE(writeFileBytes(dir.file("go"), ""));
+        }
+    };
+    run(checkWhenTold);
+    EXPECT_EQ(told.substr(0, 12), "ask ask ask ");
+    EXPECT_NE(told.find("1 ask "), std::string::npos) << told;
+}
+
+// It is done in time, without news.
+TEST_F(FollowTest, WhatIsDoneLastIsFollowedByOneMoreAsking) {
+    ASSERT_TRUE(writeFileBytes(dir.file("a.1.exr"), "x"));
+    struct stat status {};
+    ASSERT_EQ(stat(dir.file("a.1.exr").c_str(), &status), 0);
+    timespec times[2] = {{0, UTIME_OMIT}, {status.st_mtim.tv_sec - minAge + 1, status.st_mtim.tv_nsec}};
+    ASSERT_EQ(utimensat(AT_FDCWD, dir.file("a.1.exr").c_str(), times, 0), 0);
+    run(checkHalfDone);
+    EXPECT_NE(told.find("1 ask "), std::string::npos) << told;
+}
