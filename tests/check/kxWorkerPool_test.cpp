@@ -8,6 +8,7 @@
 #include <chrono>
 #include <csignal>
 #include <random>
+#include <set>
 #include <thread>
 
 #include <poll.h>
@@ -328,7 +329,10 @@ TEST(WorkerPool, LosesNoFrameWhenWorkersAreKilledAtRandom) {
             if (getppid() != test) _exit(0);
         }
     }
-    // On a fast machine a run may be over before the first kill: it is repeated until one struck.
+    // On a fast machine a run may be over before the first kill: it is repeated until one struck. On a busy one a
+    // killed process may be there for a while.
+    const std::set<QByteArray> ends = {"limit: the reader was killed by signal 9 (KILL)",
+                                       "limit: the reader closed its connection"};
     for (const Level level : {Level::structure, Level::pixels}) {
         bool struck = false;
         while (!struck) {
@@ -338,7 +342,7 @@ TEST(WorkerPool, LosesNoFrameWhenWorkersAreKilledAtRandom) {
                 const auto report = pool.next();
                 ASSERT_TRUE(report);
                 if (numberOf(*report) == i) continue;
-                EXPECT_EQ(firstFinding(*report), "limit: the reader was killed by signal 9 (KILL)");
+                EXPECT_EQ(ends.count(firstFinding(*report)), 1U) << firstFinding(*report).constData();
             }
             EXPECT_FALSE(pool.next());
             struck = pool.traffic().workers > 4;
