@@ -178,11 +178,13 @@ protected:
 
 TEST_F(KillTest, KilledAtAnyMomentNoFrameIsGoneThatDidNotFail) {
     constexpr int kills = 200;
+    constexpr int wantedPartly = kills / 50;
     constexpr int failingFrames = frameCount / 3;
     std::mt19937 random(20240607);
     double aim = 0.02;  // seconds, moved to where the deletions take place
     int partly = 0;
-    for (int i = 0; i < kills; ++i) {
+    // On a busy machine the moment is hit less often: more are tried.
+    for (int i = 0; i < kills || (partly < wantedPartly && i < 4 * kills); ++i) {
         writeMissingFrames();
         const double seconds = aim * std::uniform_real_distribution<>(0.5, 1.5)(random);
         const ProcessResult result = killAfter(seconds);
@@ -191,7 +193,7 @@ TEST_F(KillTest, KilledAtAnyMomentNoFrameIsGoneThatDidNotFail) {
         if (gone > 0 && gone < failingFrames) ++partly;
         EXPECT_TRUE(result.exitCode != 0 || gone == failingFrames) << gone;
     }
-    EXPECT_GE(partly, 1) << "no run was killed while it deleted";
+    EXPECT_GE(partly, wantedPartly) << "hardly any run was killed while it deleted";
     RecordProperty("killedWhileDeleting", partly);
 }
 
