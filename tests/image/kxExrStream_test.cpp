@@ -195,16 +195,28 @@ TEST_F(ExrStream, DirectoryFailsToBeRead) {
     pair.tell();
 }
 
-// The process's own memory as a file: what is not mapped is a bad sector in its middle.
+// Makes whole pages of memory unreadable: they map a file that has no bytes. Unlike pages that are not mapped,
+// nothing else of the process ever gets their place.
+void makeUnreadable(const std::string& emptyFile, char* where, std::size_t bytes) {
+    ASSERT_TRUE(writeFileBytes(emptyFile, ""));
+    const int file = open(emptyFile.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(file, 0);
+    EXPECT_EQ(mmap(where, bytes, PROT_READ, MAP_PRIVATE | MAP_FIXED, file, 0), where);
+    close(file);
+}
+
+// The process's own memory as a file with bad sectors in its middle, and behind all that is asked for.
 TEST_F(ExrStream, UnreadableBytesFailOnlyWhereTheyAreNeeded) {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     const std::size_t size = 64 * page;
-    void* const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    const std::size_t behind = 256 * page;
+    void* const memory = mmap(nullptr, size + behind, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(memory, MAP_FAILED);
-    bytesOfSize(size).copy(static_cast<char*>(memory), size);
+    char* const bytes = static_cast<char*>(memory);
+    bytesOfSize(size).copy(bytes, size);
+    for (const std::size_t bad : {3U, 20U, 50U}) makeUnreadable(path, bytes + bad * page, page);
+    makeUnreadable(path, bytes + size, behind);
     const auto begin = reinterpret_cast<std::uintptr_t>(memory);
-    for (const std::size_t bad : {3U, 20U, 50U})
-        ASSERT_EQ(munmap(static_cast<char*>(memory) + bad * page, page), 0);
     std::vector<std::uint64_t> places;
     for (std::size_t i = 1; i < 63; ++i) places.push_back(begin + i * page - 20);
     for (int round = 0; round < rounds() && !HasFailure(); ++round) {
@@ -214,7 +226,7 @@ TEST_F(ExrStream, UnreadableBytesFailOnlyWhereTheyAreNeeded) {
         pair.seek(begin);
         walk(pair, random, places);
     }
-    munmap(memory, size);
+    munmap(memory, size + behind);
 }
 
 // Two pipes that hold the same bytes.
