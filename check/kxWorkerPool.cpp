@@ -22,11 +22,16 @@ namespace {
 using std::chrono::milliseconds;
 
 // Frames in a message at the levels where a frame takes microseconds; one that is decoded is worth a message.
-constexpr std::size_t greatestBatch = 64;
+constexpr FrameQueue::Number greatestBatch = 128;
+// A worker gets the next batch when it has fewer frames than this left, so that it never waits for one.
+constexpr std::size_t fewLeft = 64;
+// While all workers have as many as this left, their reports are let come for the length of a nap: being woken for
+// each one costs both sides more than the report.
+constexpr std::size_t leftForANap = 16;
+constexpr milliseconds lengthOfNap(1);
+// A worker that said nothing for so long may be in for a longer wait: others get what it has not begun.
+constexpr milliseconds longSilence(1000);
 
-// Reports that wait for one before them are bounded by memory, not by number: the reports of a whole sequence find
-// room while one frame hangs, and hostile ones with thousands of tiles do not.
-constexpr std::int64_t mostWaitingBytes = 16 << 20;
 constexpr std::int64_t bytesBesideMessage = 256;
 
 constexpr milliseconds longestWait(1000);
@@ -87,6 +92,7 @@ struct WorkerPool::Connection {
     QByteArray toSend;
     QByteArray received;
     bool hasReported = false;
+    bool isStale = false;        // it goes on with frames that were taken back: it is ended at its next report
     Clock::time_point lastSign;  // of life: the batch was sent, or a report came
 };
 
@@ -100,11 +106,11 @@ WorkerPool::~WorkerPool() {
 }
 
 void WorkerPool::add(FileCheck check) {
-    frames_.push_back({std::move(check), std::nullopt, 0});
+    queue_.add(std::move(check));
 }
 
 std::optional<FileReport> WorkerPool::next() {
-    if (frames_.empty()) return std::nullopt;
+    if (queue_.isEmpty()) return std::nullopt;
     return nextUntil(Clock::time_point::max());
 }
 
@@ -113,79 +119,51 @@ std::optional<FileReport> WorkerPool::nextUntil(Clock::time_point end) {
     std::optional<FileReport> report;
     while (!stopped_ && !report) {
         giveOut();  // also before a report is given back: the workers go on while the caller is away
-        if (!frames_.empty() && frames_.front().report)
-            report = takeFirst();
-        else if (Clock::now() < end)
-            waitForNews(end);
-        else
-            break;
+        report = queue_.takeFirst();
+        if (report) break;
+        if (Clock::now() >= end) break;
+        waitForNews(end);
     }
     left_ = Clock::now();
-    return report;
-}
-
-FileReport WorkerPool::takeFirst() {
-    FileReport report = std::move(*frames_.front().report);
-    waitingBytes_ -= frames_.front().bytes;
-    frames_.pop_front();
-    ++first_;
     return report;
 }
 
 // --- Giving frames out
 // --------------------------------------------------------------------------------------------
 
-WorkerPool::Number WorkerPool::waitingFrames() const {
-    return static_cast<Number>(returned_.size()) + end() - fresh_;
-}
-
-WorkerPool::Number WorkerPool::firstWaiting() const {
-    return returned_.empty() ? fresh_ : *returned_.begin();
-}
-
 // The frame that all others wait for always has.
 bool WorkerPool::hasRoom() const {
-    return waitingBytes_ < mostWaitingBytes || firstWaiting() == first_;
+    return !queue_.isFull() || queue_.isFirst(queue_.firstWaiting());
+}
+
+bool WorkerPool::waitsForDecoding() const {
+    return queue_.check(queue_.firstWaiting()).level == Level::pixels;
 }
 
 // Half of each worker's share of what is left: large while there is much, one by one at the end, so that all
 // workers end at about the same time.
-std::size_t WorkerPool::batchSize() const {
-    const Number next = firstWaiting();
-    if (frames_[static_cast<std::size_t>(next - first_)].check.level == Level::pixels) return 1;
-    const auto share = static_cast<std::size_t>(waitingFrames() / (2 * Number{options_.jobs}));
-    return std::clamp(share, std::size_t{1}, greatestBatch);
-}
-
-std::vector<WorkerPool::Number> WorkerPool::takeBatch() {
-    std::vector<Number> batch;
-    for (std::size_t left = batchSize(); left > 0 && waitingFrames() > 0; --left) {
-        batch.push_back(firstWaiting());
-        if (returned_.empty())
-            ++fresh_;
-        else
-            returned_.erase(returned_.begin());
-    }
-    return batch;
+WorkerPool::Number WorkerPool::batchSize() const {
+    if (waitsForDecoding()) return 1;
+    return std::clamp(queue_.waiting() / (2 * Number{options_.jobs}), Number{1}, greatestBatch);
 }
 
 void WorkerPool::giveOut() {
-    while (waitingFrames() > 0 && hasRoom()) {
-        Connection* const idle = idleConnection();
-        if (!idle) return;
-        give(*idle);
+    while (queue_.waiting() > 0 && hasRoom()) {
+        Connection* const free = freeConnection();
+        if (!free) return;
+        give(*free);
         removeLost();
     }
 }
 
 void WorkerPool::give(Connection& connection) {
+    if (connection.isIdle()) connection.lastSign = Clock::now();
     std::vector<FileCheck> checks;
-    for (const Number number : takeBatch()) {
-        connection.batch.push_back(number);
-        checks.push_back(frame(number).check);
+    for (Number left = std::min(batchSize(), queue_.waiting()); left > 0; --left) {
+        connection.batch.push_back(queue_.takeWaiting());
+        checks.push_back(queue_.check(connection.batch.back()));
     }
     appendMessage(connection.toSend, encodeChecks(checks));
-    connection.lastSign = Clock::now();
     ++traffic_.batches;
     send(connection);
 }
@@ -193,12 +171,15 @@ void WorkerPool::give(Connection& connection) {
 // --- Workers
 // ------------------------------------------------------------------------------------------------------
 
-// Null when all are busy, or none could be had.
-WorkerPool::Connection* WorkerPool::idleConnection() {
+// One that is idle, a new one, or one that has little left. Null when all are busy, or none could be had.
+WorkerPool::Connection* WorkerPool::freeConnection() {
     for (const auto& connection : connections_)
         if (connection->isIdle()) return connection.get();
-    if (connections_.size() >= static_cast<std::size_t>(options_.jobs)) return nullptr;
-    return startConnection();
+    if (connections_.size() < static_cast<std::size_t>(options_.jobs)) return startConnection();
+    if (waitsForDecoding()) return nullptr;
+    for (const auto& connection : connections_)
+        if (connection->batch.size() < fewLeft && !connection->isStale) return connection.get();
+    return nullptr;
 }
 
 // With other workers there one that can't be started is done without. The last hope is tried for some time, once;
@@ -227,9 +208,12 @@ void WorkerPool::failWithoutWorker(int error) {
     const QByteArray reason = kxSystemErrorText(error).toLatin1();
     FileReport report;
     report.findings = {makeFinding(Code::unreadable, "no process could be started to read it: " + reason)};
-    const Number number = firstWaiting();
-    if (returned_.erase(number) == 0) ++fresh_;
-    finish(number, std::move(report), 0);
+    queue_.finish(queue_.takeWaiting(), std::move(report), 0);
+}
+
+// The last frames of its batch wait again.
+void WorkerPool::takeBackAllBut(Connection& connection, std::size_t kept) {
+    for (; connection.batch.size() > kept; connection.batch.pop_back()) queue_.giveBack(connection.batch.back());
 }
 
 // Ends the connection. The frame that the worker was at gets its report, the others wait again.
@@ -241,8 +225,8 @@ void WorkerPool::lose(Connection& connection, const QByteArray& what) {
     if (connection.batch.empty()) return;
     FileReport report = limitReport(what);
     report.seconds = std::chrono::duration<double>(Clock::now() - connection.lastSign).count();
-    finish(connection.batch.front(), std::move(report), 0);
-    returned_.insert(connection.batch.begin() + 1, connection.batch.end());
+    queue_.finish(connection.batch.front(), std::move(report), 0);
+    takeBackAllBut(connection, 1);
     connection.batch.clear();
 }
 
@@ -281,8 +265,19 @@ void WorkerPool::killAll() {
 
 // A worker whose reports would only wait is left waiting itself, unless the first frame may need its place.
 bool WorkerPool::isRead(const Connection& connection) const {
-    if (waitingBytes_ < mostWaitingBytes || connection.isIdle()) return true;
-    return connection.batch.front() == first_ || firstWaiting() == first_;
+    if (!queue_.isFull() || connection.isIdle()) return true;
+    return queue_.isFirst(connection.batch.front()) || queue_.isFirst(queue_.firstWaiting());
+}
+
+bool WorkerPool::areAllBusy() const {
+    const auto isBusy = [](const auto& connection) { return connection->batch.size() >= leftForANap; };
+    return !connections_.empty() && std::all_of(connections_.begin(), connections_.end(), isBusy);
+}
+
+// Ends early when the run is to be stopped.
+void WorkerPool::nap() const {
+    pollfd stop = {options_.stopDescriptor, POLLIN, 0};
+    poll(&stop, 1, lengthOfNap.count());
 }
 
 milliseconds WorkerPool::timeToDeadline(Clock::time_point end) const {
@@ -302,6 +297,7 @@ void WorkerPool::waitForNews(Clock::time_point end) {
         const short wanted = connection->toSend.isEmpty() ? POLLIN : POLLIN | POLLOUT;
         polled.push_back({isRead(*connection) ? connection->worker.socket : -1, wanted, 0});
     }
+    if (areAllBusy()) nap();
     const auto start = Clock::now();
     const milliseconds wait = timeToDeadline(end);
     const int count = poll(polled.data(), static_cast<nfds_t>(polled.size()), static_cast<int>(wait.count()));
@@ -317,7 +313,7 @@ void WorkerPool::waitForNews(Clock::time_point end) {
         if ((polled[i + 1].revents & POLLOUT) != 0) send(*connections_[i]);
         if ((polled[i + 1].revents & ~POLLOUT) != 0) receive(*connections_[i]);
     }
-    endOverdue();
+    endSilent();
     removeLost();
     reap();
 }
@@ -337,10 +333,7 @@ void WorkerPool::send(Connection& connection) {
         return;
     }
     if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) return;
-    if (connection.hasReported) {
-        returned_.insert(connection.batch.begin(), connection.batch.end());
-        connection.batch.clear();
-    }
+    if (connection.hasReported) takeBackAllBut(connection, 0);
     lose(connection, endOf(connection));
 }
 
@@ -360,6 +353,7 @@ void WorkerPool::takeReports(Connection& connection) {
     Arrival arrival = readMessage(connection.received, at, content);
     while (arrival == Arrival::whole && takeReport(connection, content))
         arrival = readMessage(connection.received, at, content);
+    if (connection.isStale && connection.isIdle()) return lose(connection, QByteArray());
     if (arrival != Arrival::incomplete) return lose(connection, "the reader sent what is no report");
     connection.received.remove(0, at);
 }
@@ -371,30 +365,27 @@ bool WorkerPool::takeReport(Connection& connection, const QByteArray& content) {
     connection.hasReported = true;
     connection.lastSign = Clock::now();
     const std::int64_t bytes = waitingBytesOf(*report, content.size());
-    finish(connection.batch.front(), std::move(*report), bytes);
+    queue_.finish(connection.batch.front(), std::move(*report), bytes);
     connection.batch.pop_front();
     return true;
 }
 
 // What comes from a worker that is not read from at the moment counts as in time.
-void WorkerPool::endOverdue() {
+void WorkerPool::endSilent() {
     const auto now = Clock::now();
     const auto limit = std::chrono::seconds(options_.secondsPerFrame);
     for (const auto& connection : connections_) {
         if (connection->isLost() || connection->isIdle()) continue;
         if (!isRead(*connection)) connection->lastSign = now;
-        if (now - connection->lastSign < limit) continue;
-        lose(*connection, "the time limit of " +
-                              countText(static_cast<std::size_t>(options_.secondsPerFrame), "second") +
-                              " was reached");
+        const auto silence = now - connection->lastSign;
+        if (silence >= limit) {
+            const auto seconds = static_cast<std::size_t>(options_.secondsPerFrame);
+            lose(*connection, "the time limit of " + countText(seconds, "second") + " was reached");
+        } else if (silence >= longSilence && connection->batch.size() > 1) {
+            takeBackAllBut(*connection, 1);
+            connection->isStale = true;
+        }
     }
-}
-
-void WorkerPool::finish(Number number, FileReport report, std::int64_t bytes) {
-    Frame& done = frame(number);
-    done.report = std::move(report);
-    done.bytes = bytes;
-    waitingBytes_ += bytes;
 }
 
 }  // namespace kxCheck

@@ -3,22 +3,22 @@
 //
 // Everything happens in next() and nextUntil(): one thread, one poll loop. A worker that dies, hangs, runs out of
 // memory or sends what is no report costs the frame it was at, which gets a report of `limit` that says what
-// happened; the rest of its batch goes to others and a new worker takes its place. No worker is ever waited for:
-// one that hangs in the kernel and can't be killed is left behind.
+// happened; the rest of its batch goes to others and a new worker takes its place. A worker that is silent for a
+// second keeps only the frame it is at. No worker is ever waited for: one that hangs in the kernel and can't be
+// killed is left behind.
 //
 // Make it in a process with one thread, and use it from that thread only.
 #pragma once
 
+#include "check/kxFrameQueue.h"
 #include "check/kxWorker.h"
 #include "check/kxWorkerMessage.h"
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
-#include <set>
 #include <vector>
 
 namespace kxCheck {
@@ -62,31 +62,21 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-    using Number = std::int64_t;  // of a frame, in the order of add()
-
-    struct Frame {
-        FileCheck check;
-        std::optional<FileReport> report;
-        std::int64_t bytes = 0;  // that count as waiting with the report
-    };
+    using Number = FrameQueue::Number;
     struct Connection;
 
-    Frame& frame(Number number) { return frames_[static_cast<std::size_t>(number - first_)]; }
-    [[nodiscard]] Number end() const { return first_ + static_cast<Number>(frames_.size()); }
-
     // Which frames are given out.
-    [[nodiscard]] Number waitingFrames() const;
-    [[nodiscard]] Number firstWaiting() const;
     [[nodiscard]] bool hasRoom() const;
-    [[nodiscard]] std::size_t batchSize() const;
-    std::vector<Number> takeBatch();
+    [[nodiscard]] bool waitsForDecoding() const;
+    [[nodiscard]] Number batchSize() const;
     void giveOut();
     void give(Connection& connection);
 
     // Workers.
-    Connection* idleConnection();
+    Connection* freeConnection();
     Connection* startConnection();
     void failWithoutWorker(int error);
+    void takeBackAllBut(Connection& connection, std::size_t kept);
     void lose(Connection& connection, const QByteArray& what);
     void removeLost();
     QByteArray endOf(Connection& connection);
@@ -95,6 +85,8 @@ private:
 
     // Waiting and what it brings.
     [[nodiscard]] bool isRead(const Connection& connection) const;
+    [[nodiscard]] bool areAllBusy() const;
+    void nap() const;
     [[nodiscard]] std::chrono::milliseconds timeToDeadline(Clock::time_point end) const;
     void waitForNews(Clock::time_point end);
     void shiftDeadlines(Clock::duration time);
@@ -102,19 +94,13 @@ private:
     void receive(Connection& connection);
     void takeReports(Connection& connection);
     [[nodiscard]] bool takeReport(Connection& connection, const QByteArray& content);
-    void endOverdue();
-    void finish(Number number, FileReport report, std::int64_t bytes);
-    FileReport takeFirst();
+    void endSilent();
 
     PoolOptions options_;
     CheckFunction check_;
     HeaderStore ownHeaders_;
     HeaderStore& headers_;
-    std::deque<Frame> frames_;       // those not given back yet
-    Number first_ = 0;               // the number of the first of them
-    Number fresh_ = 0;               // the first that was never given out
-    std::set<Number> returned_;      // given out, and back without a report
-    std::int64_t waitingBytes_ = 0;  // of reports that wait for those before them
+    FrameQueue queue_;
     std::vector<std::unique_ptr<Connection>> connections_;
     std::vector<pid_t> unreaped_;
     Clock::time_point left_ = Clock::now();  // when next() ended

@@ -242,6 +242,31 @@ TEST(WorkerPool, CountsTheTimeLimitFromTheLastReport) {
     for (int i = 0; i < 8; ++i) EXPECT_EQ(numberOf(pool.next().value_or(FileReport())), 500);
 }
 
+// What the silent worker has not begun is done by others long before its time is over.
+TEST(WorkerPool, GivesToOthersWhatASilentWorkerHasNotBegun) {
+    PoolOptions options = withJobs(2);
+    options.secondsPerFrame = 3600;
+    WorkerPool pool(options, playedCheck);
+    for (int i = 0; i < 200; ++i)
+        pool.add({i == 3 ? "sleep 600000" : "good " + QByteArray::number(i), Level::structure});
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(4);
+    int given = 0;
+    while (pool.traffic().reports < 199 && std::chrono::steady_clock::now() < end)
+        if (pool.nextUntil(std::chrono::steady_clock::now() + std::chrono::milliseconds(50))) ++given;
+    EXPECT_EQ(pool.traffic().reports, 199);
+    EXPECT_EQ(given, 3) << "the others wait for the fourth";
+    EXPECT_EQ(pool.traffic().workers, 2);
+}
+
+// The frames that were taken from it are not reported twice, and it is not charged with them.
+TEST(WorkerPool, EndsASilentWorkerWhenItReportsAgain) {
+    WorkerPool pool(withJobs(2), playedCheck);
+    for (int i = 0; i < 200; ++i)
+        pool.add({i == 3 ? "sleep 2500" : "good " + QByteArray::number(i), Level::structure});
+    for (int i = 0; i < 200; ++i) EXPECT_EQ(numberOf(pool.next().value_or(FileReport())), i == 3 ? 2500 : i);
+    EXPECT_FALSE(pool.next());
+}
+
 TEST(WorkerPool, DoesNotCountTheTimeInWhichTheCallerIsAway) {
     PoolOptions options = withJobs(1);
     options.secondsPerFrame = 2;
