@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 
 namespace {
 
@@ -48,6 +49,16 @@ bool isSame(const char* first, const char* second) {
 }
 
 // --- The record ------------------------------------------------------------------------------------------------
+
+TEST(SequenceRecordTest, IsMadeWithoutExceptionsAndInPlaceToo) {
+    const std::unique_ptr<_kxViewSequence> record(new (std::nothrow) _kxViewSequence);
+    ASSERT_NE(record, nullptr);
+    record->viewEnd = 7;
+    record->~_kxViewSequence();
+    const auto* const again = new (static_cast<void*>(record.get())) _kxViewSequence;
+    EXPECT_EQ(again, record.get());
+    EXPECT_EQ(again->viewEnd, 100);
+}
 
 TEST(SequenceRecordTest, ConstructorSetsTheStatedValues) {
     const auto record = newRecord();

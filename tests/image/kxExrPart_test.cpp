@@ -16,6 +16,8 @@ TEST(ChannelList, IsSharedByCopiesUntilOneIsChanged) {
     ChannelList second = first;
     EXPECT_EQ(second.shared(), first.shared());
     EXPECT_EQ(second.begin(), first.begin());
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(ChannelList(first.shared()).begin(), first.begin());
     second.push_back({"A"});
     EXPECT_NE(second.shared(), first.shared());
     EXPECT_EQ(first.size(), 2U);

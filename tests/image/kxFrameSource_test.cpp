@@ -76,6 +76,13 @@ TEST(FrameSource, FramesInAreThoseWantedInExactLetterCase) {
     EXPECT_EQ(folder.questions, 2);
 }
 
+TEST(DiskFrameSource, HoldsNothingBeforeADirectoryIsListed) {
+    DiskFrameSource source;
+    EXPECT_FALSE(source.next());
+    EXPECT_EQ(source.name(), QString());
+    EXPECT_EQ(source.facts().size, -1);
+}
+
 TEST(DiskFrameSource, ShowsTheFilesOfADirectory) {
     const SequenceDir files({"b.1.exr"});
     std::filesystem::create_directory(files.dir.file("b.2.exr"));

@@ -111,14 +111,25 @@ TEST(ImageBuffer, FloatsTakeSixteenBytesAPixel) {
 
 TEST(ImageBuffer, HasNoCapacityWhenMemoryIsNotToBeHad) {
     const auto allocateTooMuch = [] {
-        const rlimit limit{1U << 30, 1U << 30};
+        rlimit before{};
+        getrlimit(RLIMIT_AS, &before);
+        const rlimit limit{1U << 30, before.rlim_max};
         setrlimit(RLIMIT_AS, &limit);
         const unsigned wanted = UINT_MAX;
         _imgRGBABufferf image(wanted);
         image.setWidth(10);
         image.setHeight(10);
         image.write(0, _Rgbaf{1, 1, 1, 1});
-        std::_Exit(image.capacity == 0 && image.pixelCount == 0 && image.read(0).r == 0 ? 0 : 1);
+        const bool isEmpty = image.capacity == 0 && image.pixelCount == 0 && image.read(0).r == 0;
+        _imgRGBABuffer8 bytes(wanted);
+        bytes.setHeight(10);
+        bytes.setWidth(10);
+        bytes.width = bytes.height = 10;  // as a damaged file has it
+        _Rgba8 pixel = red;
+        bytes.read(pixel, 0, 0);
+        const bool isUntouched = bytes.rowsInMemory() == 0 && pixel.r == red.r;
+        setrlimit(RLIMIT_AS, &before);
+        std::exit(isEmpty && isUntouched ? 0 : 1);
     };
     EXPECT_EXIT(allocateTooMuch(), testing::ExitedWithCode(0), "");
 }

@@ -113,9 +113,12 @@ TEST_F(MemoryLimit, FurtherSpaceRaisesNoLimit) {
 TEST_F(MemoryLimit, NothingIsLimitedWhereTheMappedSizeIsUnknown) {
     expectGoodEnd([] {
         const rlimit before = addressSpace();
-        const rlimit noFiles{};
+        rlimit files{};
+        getrlimit(RLIMIT_NOFILE, &files);
+        const rlimit noFiles{0, files.rlim_max};
         setrlimit(RLIMIT_NOFILE, &noFiles);
         const bool isSet = kxLimitFurtherAddressSpace(256 * mebibyte);
+        setrlimit(RLIMIT_NOFILE, &files);
         end(!isSet && isAddressSpace(before.rlim_cur, before.rlim_max) && canGet(limit));
     });
 }

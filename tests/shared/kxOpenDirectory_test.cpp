@@ -92,6 +92,16 @@ TEST(OpenDirectoryTest, EveryPathToADirectoryHasItsIdentity) {
     EXPECT_TRUE(identity("a") < identity("") || identity("") < identity("a"));
 }
 
+TEST(OpenDirectoryTest, IdentitiesAreOrderedByDeviceAndThenByNumber) {
+    const kxDirectoryIdentity ordered[] = {{1, 5}, {1, 6}, {2, 4}, {2, 5}};
+    for (const auto& a : ordered) {
+        for (const auto& b : ordered) {
+            EXPECT_EQ(a == b, &a == &b);
+            EXPECT_EQ(a < b, &a < &b);
+        }
+    }
+}
+
 TEST(OpenDirectoryTest, EmptyPathIsTheCurrentDirectory) {
     EXPECT_EQ(kxOpenDirectory("").identity(), kxOpenDirectory(".").identity());
 }
