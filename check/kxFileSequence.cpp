@@ -134,7 +134,7 @@ std::vector<FileSequence> sequencesOfPattern(const QByteArray& typed) {
     const QByteArray name = isWild ? typed : withWildcard(typed);
     if (!isWild && name == typed) return {};
     const auto path = kxFrames::splitFramePath(here + toText(name));
-    if (!path) return {};
+    if (!path || path->isSingleFile()) return {};
 
     std::vector<FileSequence> sequences{sequenceOf(*path)};
     if (path->tile != TileMarker::none) {

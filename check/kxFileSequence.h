@@ -50,7 +50,7 @@ FileSequence sequenceOfFile(const QByteArray& name);
 
 // The sequence that a name with the frame number written "*", "#", "%04d", "$F4" or "@@" means, however many digits
 // that asks for; in the order in which they are to be tried (what looks like a tile marker may be none). Empty when
-// the name has no such sign.
+// the name has no such sign, or nothing behind it: frames have an extension.
 std::vector<FileSequence> sequencesOfPattern(const QByteArray& name);
 
 // What a name is in a sequence with this prefix and suffix; nothing for other names and single files.

@@ -109,6 +109,12 @@ TEST(FileSequenceTest, NamesWithoutPatternHaveNone) {
         EXPECT_EQ(patternOf(name), "") << name;
 }
 
+TEST(FileSequenceTest, PatternsHaveSomethingBehindTheNumber) {
+    for (const char* const name : {"#", "*", "beauty####", "beauty%04d", "beauty.@@", "b_tile00_####"})
+        EXPECT_EQ(patternOf(name), "") << name;
+    EXPECT_EQ(patternOf("beauty####."), "beauty|.");
+}
+
 TEST(FileSequenceTest, LastPatternCounts) {
     EXPECT_EQ(patternOf("a@@b.%04d.exr"), "a@@b.|.exr");
     EXPECT_EQ(patternOf("a%d.####.exr"), "a%d.|.exr");
