@@ -348,7 +348,7 @@ std::shared_ptr<const Headers> HeaderStore::get(const QByteArray& encoded) {
     auto headers = std::make_shared<Headers>();
     MessageReader reader(encoded);
     reader.list(*headers, anyCount, passPart);
-    if (!reader.finished()) return nullptr;
+    if (!reader.finished() || headers->empty()) return nullptr;
     for (kxExr::Part& part : *headers) share(part.channels);
     headers_.add(hash, headers);
     return headers;

@@ -66,7 +66,7 @@ private:
 // in something else: windows that follow the picture are usual.
 class HeaderStore {
 public:
-    // Null when `encoded` is no encoding of headers.
+    // Null when `encoded` is no encoding of headers of at least one part.
     [[nodiscard]] std::shared_ptr<const Headers> get(const QByteArray& encoded);
 
 private:

@@ -413,6 +413,15 @@ TEST(Report, IsRejectedWithAValueOutOfRange) {
     EXPECT_FALSE(decoded(bytesOfReport(report))) << "too many findings";
 }
 
+// What is shown of headers is asked of their first part.
+TEST(Report, IsRejectedWithHeadersOfNoPart) {
+    FileReport report;
+    report.headers = std::make_shared<const Headers>(Headers{kxExr::Part()});
+    EXPECT_TRUE(decoded(bytesOfReport(report)));
+    report.headers = std::make_shared<const Headers>();
+    EXPECT_FALSE(decoded(bytesOfReport(report)));
+}
+
 TEST(Report, IsRejectedWithANumberOfHeadersThatWereNeverSent) {
     ReportEncoder encoder;
     HeaderStore store;
