@@ -45,6 +45,14 @@ public:
         return text;
     }
 
+    // A text of up to 255 bytes behind its length, of whatever bytes.
+    std::string takeText() {
+        const std::size_t length = std::min<std::size_t>(take<uint8_t>(), size_);
+        std::string text(reinterpret_cast<const char*>(bytes_), length);
+        skip(length);
+        return text;
+    }
+
     const uint8_t* bytes() const { return bytes_; }
     std::size_t size() const { return size_; }
     bool empty() const { return size_ == 0; }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Writes the inputs that fuzzing starts from: makeCorpora <directory>. There is one folder for each target.
+#include "check/kxWorkerMessage.h"
 #include "examples/SampleFrames.h"
 #include "image/KX_DataTypes_image.h"
 
@@ -120,6 +121,89 @@ void writeSegments(Corpus corpus) {
     corpus.add(bytesOf(1) + bytesOf(std::uint16_t{0}) + bytesOf(517U) + bytesOf(0x0c05U));
 }
 
+std::string message(const QByteArray& content) {
+    QByteArray stream;
+    kxCheck::appendMessage(stream, content);
+    return stream.toStdString();
+}
+
+kxCheck::FileReport someReport() {
+    kxCheck::FileReport report;
+    report.hasIdentity = true;
+    kxExr::Part part;
+    part.name = "left";
+    part.tiles.emplace();
+    part.channels = {{"A"}, {"diffuse.R"}};
+    report.headers = std::make_shared<const kxCheck::Headers>(kxCheck::Headers{part, kxExr::Part()});
+    report.chunks = {{9, 9}, {1, 0}};
+    report.decoded = true;
+    auto picture = std::make_shared<kxCheck::PictureReport>();
+    picture->picture.emplace();
+    picture->picture->ranges[0].emplace();
+    picture->strange = {{0, "diffuse.R", 1, 2}};
+    picture->preview.jpeg = picture->preview.small = "jpeg";
+    report.picture = picture;
+    kxCheck::Finding finding = kxCheck::makeFinding(kxCheck::Code::chunk, "tile 1,2 can't be decoded");
+    finding.part = 0;
+    finding.tiles = {{1, 2, 0, 0}};
+    report.findings = {finding, kxCheck::makeFinding(kxCheck::Code::truncated, "rows 1 to 2 are missing")};
+    report.findings.back().rows.emplace();
+    return report;
+}
+
+// Bytes for what is made of random values: every third one is a length, a count or a bit that stands for much.
+std::string valueBytes(int seed, std::size_t size) {
+    std::string bytes;
+    unsigned state = static_cast<unsigned>(seed) * 2654435761U + 1;
+    for (std::size_t i = 0; i < size; ++i) {
+        state = state * 1103515245U + 12345U;
+        bytes += static_cast<char>(i % 3 == 0 ? state >> 16U & 7U : state >> 16U);
+    }
+    return bytes;
+}
+
+void writeMessages(Corpus messages, Corpus processes) {
+    kxCheck::ReportEncoder encoder;
+    const std::string reports = message(encoder.encode(someReport())) + message(encoder.encode(someReport())) +
+                                message(encoder.encode(kxCheck::FileReport()));
+    const QByteArray checks = kxCheck::encodeChecks(
+        {{"/r/a.1.exr", kxCheck::Level::headers}, {"/r/a.2.exr", kxCheck::Level::pixels, "/c/1", true, true}});
+    messages.add('\0' + reports);
+    messages.add("\1" + checks.toStdString());
+    for (int seed = 0; seed < 8; ++seed) messages.add("\2" + valueBytes(seed, 500));
+    for (const char level : {'\0', '\1'}) processes.add(std::string(1, '\0') + level + reports);
+    processes.add("\1" + message(checks) + message(checks) + message("no checks"));
+}
+
+void writeCommandLines(Corpus corpus) {
+    const std::string files = "\n\nshot.0001.exr\nshot.0002.exr\nshot.0005.exr\nShot.0005.exr\nother.EXR\n";
+    corpus.add("shot.0001.exr" + files);
+    corpus.add("--frames=1-5x2,9\n--chunk\n2/3\nshot.####.exr" + files);
+    corpus.add("-lheaders\n-j8\n--expect=size=1920x1080,2x2\n--expect\nchannels=R,G\nshot.%04d.exr" + files);
+    corpus.add("--fail-on=nan,inf\n--ignore=flat\n--sort=-date\n--list=bad,good\n--\nshot.$F4.exr\n*.exr" + files);
+    corpus.add("--single\n--json=-\n--report=a\n--delete\n--min-age=0\nother.EXR\nshot.@@@@.exr\n." + files);
+    corpus.add("--follow\n--frames=-5--1,1-24999\n--timeout=9\n--move-to=d\na_tile03_.0042.exr\n" +
+               std::string("\na_tile00_.0042.exr\na_tile29_.0043.exr\na_tile01_0042.exr\n"));
+    corpus.add(
+        "--expect=pixel-aspect=1.33\n--expect=type=half\n--cache=c\ns.*.exr\n\ns.-0003.exr\ns_-1.exr\n"
+        "s.9223372036854775807.exr\ns.999999999999999.exr\n");
+}
+
+void writeOutputs(Corpus corpus) {
+    for (int seed = 0; seed < 12; ++seed) corpus.add(valueBytes(seed, 600));
+    std::string texts = "\2";
+    for (const char* text :
+         {"</title><b>&amp;", "\"onload=\"x", "a\nbad", "\x1b[2J\xc2\x9b", "\xff\xed\xa0\x80", "]]>"})
+        for (int i = 0; i < 12; ++i) texts += static_cast<char>(std::strlen(text)) + std::string(text);
+    corpus.add(texts);
+}
+
+void writeEntries(Corpus corpus) {
+    corpus.add(std::string("\0no stream", 10));
+    for (int seed = 0; seed < 4; ++seed) corpus.add("\1" + valueBytes(seed, 60));
+    for (int seed = 0; seed < 12; ++seed) corpus.add("\2" + valueBytes(seed, 500));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -134,6 +218,10 @@ int main(int argc, char** argv) {
         writeCacheFiles(Corpus(root / "cacheFile"), root / "scratch");
         writeDrawings(Corpus(root / "drawing"));
         writeSegments(Corpus(root / "checkJob"));
+        writeMessages(Corpus(root / "workerMessage"), Corpus(root / "workerProcess"));
+        writeCommandLines(Corpus(root / "checkOptions"));
+        writeOutputs(Corpus(root / "checkOutput"));
+        writeEntries(Corpus(root / "checkCache"));
     } catch (const std::exception& error) {
         std::fprintf(stderr, "Unable to write the corpora: %s\n", error.what());
         return 1;

@@ -1,48 +1,18 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Splitting a path and finding its sequence. The input is lines: the path's last part, two lines of options, the
 // names of the directory's files.
+#include "fuzz/FuzzDirectory.h"
 #include "fuzz/FuzzInput.h"
 #include "image/KX_DataTypes_imageList.h"
 #include "shared/kxLog.h"
-#include "tests/support/TempDir.h"
 
 #include <cstddef>
-#include <cstdlib>
 #include <memory>
 #include <sstream>
-#include <vector>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
 constexpr int mostFiles = 64;
-
-// libFuzzer ends without destructors: the empty directory stays, in $TMPDIR.
-class Directory {
-public:
-    // Names that cannot be files' are passed over.
-    void add(const std::string& name) {
-        if (name.find('/') != std::string::npos || name.find('\0') != std::string::npos) return;
-        const int file = open(dir_.file(name).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        if (file < 0) return;
-        close(file);
-        names_.push_back(name);
-    }
-
-    void clear() {
-        for (const std::string& name : names_) unlink(dir_.file(name).c_str());
-        names_.clear();
-    }
-
-    const std::string& path() const { return dir_.path(); }
-
-private:
-    const TempDir dir_{std::getenv("TMPDIR") ? std::getenv("TMPDIR") : "/dev/shm"};
-    std::vector<std::string> names_;
-};
 
 class Log : public __KXlog {
 public:
@@ -93,7 +63,7 @@ void requireConsistent(const _kxViewSequence& sequence) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
-    static Directory directory;
+    static FuzzDirectory directory;
     static const auto sequence = std::make_unique<_kxViewSequence>();
     FuzzInput input(bytes, size);
     const std::string path = directory.path() + input.takeUntil('\n');
