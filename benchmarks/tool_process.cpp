@@ -1,18 +1,23 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Programs from outside: tool_process <rounds> <command> <argument> [<command> <argument> ...]
+// Programs from outside: tool_process <rounds> <command>...
 //
-// Starts each command with its one argument in turn. Prints, per command, the median microseconds from its start to
-// its first line that begins with a frame ("0001: "), and its peak memory in KiB. A command that ends without such
-// a line ends the measurement with exit code 1.
+// Starts the commands in turn; the words of each are separated by blanks. Prints, per command, the median
+// microseconds from its start to its first line that begins with a frame ("0001: ", "0001  "), and the peak memory
+// in KiB of it and its processes. A command that ends without such a line ends the measurement with exit code 1;
+// its own exit code does not matter.
 #include "benchmarks/Alternate.h"
 
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
+#include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,17 +25,24 @@
 namespace {
 
 struct Command {
-    char* program;
-    char* argument;
+    std::string text;
+    std::vector<std::string> words;
     std::vector<double> times{};  // microseconds
     long peakKiB = 0;
 };
+
+Command commandOf(const char* text) {
+    Command command{text, {}};
+    std::istringstream words(text);
+    for (std::string word; words >> word;) command.words.push_back(word);
+    return command;
+}
 
 bool startsWithFrame(const char* line) {
     const char* end = line;
     while (*end == ' ') ++end;
     while (std::isdigit(static_cast<unsigned char>(*end))) ++end;
-    return end > line && std::strncmp(end, ": ", 2) == 0;
+    return end > line && (std::strncmp(end, ": ", 2) == 0 || std::strncmp(end, "  ", 2) == 0);
 }
 
 bool readToFirstFrame(FILE* lines) {
@@ -47,15 +59,29 @@ void readToEnd(FILE* lines) {
     }
 }
 
-pid_t start(const Command& command, int output) {
+pid_t start(Command& command, int output) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    char* const arguments[] = {command.program, command.argument, nullptr};
+    std::vector<char*> arguments;
+    for (std::string& word : command.words) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
     pid_t child = -1;
-    if (posix_spawn(&child, command.program, &actions, nullptr, arguments, environ) != 0) child = -1;
+    if (posix_spawn(&child, arguments[0], &actions, nullptr, arguments.data(), environ) != 0) child = -1;
     posix_spawn_file_actions_destroy(&actions);
     return child;
+}
+
+// The command and those of its processes that it leaves behind; true when it ended by itself.
+bool waitForAll(pid_t child, long& peakKiB) {
+    bool isGood = false;
+    struct rusage usage {};
+    int status = 0;
+    for (pid_t ended = 0; (ended = wait4(-1, &status, 0, &usage)) > 0;) {
+        if (ended == child) isGood = WIFEXITED(status);
+        peakKiB = std::max(peakKiB, usage.ru_maxrss);
+    }
+    return isGood;
 }
 
 bool measure(Command& command) {
@@ -72,27 +98,24 @@ bool measure(Command& command) {
     }));
     if (lines) readToEnd(lines);
     if (lines) std::fclose(lines);
-    struct rusage usage {};
-    int status = 0;
-    if (child > 0) wait4(child, &status, 0, &usage);
-    command.peakKiB = std::max(command.peakKiB, usage.ru_maxrss);
-    return found && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return waitForAll(child, command.peakKiB) && found;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 4 || argc % 2 != 0) {
-        std::fputs("Usage: tool_process <rounds> <command> <argument> ...\n", stderr);
+    if (argc < 3) {
+        std::fputs("Usage: tool_process <rounds> <command>...\n", stderr);
         return 1;
     }
     std::vector<Command> commands;
-    for (int i = 2; i < argc; i += 2) commands.push_back({argv[i], argv[i + 1]});
+    for (int i = 2; i < argc; ++i) commands.push_back(commandOf(argv[i]));
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
     const long rounds = std::strtol(argv[1], nullptr, 10);
     for (long round = 0; round < rounds; ++round) {
         for (Command& command : commands) {
             if (measure(command)) continue;
-            std::fprintf(stderr, "tool_process: no frame from '%s %s'\n", command.program, command.argument);
+            std::fprintf(stderr, "tool_process: no frame from '%s'\n", command.text.c_str());
             return 1;
         }
     }
