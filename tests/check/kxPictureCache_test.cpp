@@ -68,9 +68,10 @@ protected:
     void SetUp() override { write(gradientFrame()); }
 
     // A file that was changed so many seconds ago.
-    void write(const std::string& bytes, int age = 100) {
+    void write(const std::string& bytes, int age = 100) { writeAt(bytes, std::time(nullptr) - age); }
+    void writeAt(const std::string& bytes, std::time_t seconds) {
         ASSERT_TRUE(writeFileBytes(dir.file("frame.exr"), bytes));
-        const timespec time = {std::time(nullptr) - age, 123456789};
+        const timespec time = {seconds, 123456789};
         const timespec times[] = {time, time};
         ASSERT_EQ(utimensat(AT_FDCWD, dir.file("frame.exr").c_str(), times, 0), 0);
     }
@@ -161,13 +162,14 @@ TEST_F(PictureCacheTest, LooksAtHeadersAndStructureAllTheSame) {
 
 TEST_F(PictureCacheTest, DecodesAFileOfAnotherSizeOrTimeAgain) {
     ASSERT_TRUE(check().decoded);
-    write(gradientFrame(), 101);
+    const std::time_t other = std::time(nullptr) - 200;
+    writeAt(gradientFrame(), other);
     EXPECT_FALSE(isCached());
     ASSERT_TRUE(check().decoded);
     EXPECT_TRUE(isCached()) << "the entry was replaced";
-    write(gradientFrame() + "x", 101);
+    writeAt(gradientFrame() + "x", other);
     EXPECT_FALSE(isCached());
-    write(gradientFrame(), 101);
+    writeAt(gradientFrame(), other);
     EXPECT_TRUE(isCached());
 }
 
