@@ -3,6 +3,8 @@
 #include "check/kxWorkerMessage.h"
 #include "examples/SampleFrames.h"
 #include "image/KX_DataTypes_image.h"
+#include "tests/support/ExrDamage.h"
+#include "tests/support/ExrKinds.h"
 
 #include <cstdio>
 #include <cstring>
@@ -204,6 +206,37 @@ void writeEntries(Corpus corpus) {
     for (int seed = 0; seed < 12; ++seed) corpus.add("\2" + valueBytes(seed, 500));
 }
 
+// Every storage with every compression, levels, sampling and several parts, as small as shows them all.
+std::vector<std::string> smallKinds() {
+    std::vector<std::string> files;
+    for (Kind kind : exrKinds()) {
+        for (KindPart& part : kind.parts) {
+            part.dataWindow = {{0, 0}, {17, 35}};
+            part.displayWindow = {{0, 0}, {19, 19}};
+        }
+        files.push_back(exrBytes(kind));
+    }
+    return files;
+}
+
+void addFiles(Corpus& corpus, const std::vector<ExrDamage>& damages) {
+    for (const ExrDamage& damage : damages) corpus.add(damage.file);
+}
+
+void writeFiles(Corpus layouts, Corpus pixels) {
+    for (const std::string& file : smallKinds()) {
+        layouts.add(file);
+        pixels.add(file);
+        const auto chunks = damagedChunks(file);
+        addFiles(layouts, {chunks.front(), chunks.back()});
+        const auto data = damagedData(file);
+        if (!data.empty()) addFiles(pixels, {chunks.back(), data.front()});
+    }
+    addFiles(layouts, damagedHeaders(smallKinds().front()));
+    addFiles(layouts, damagedHeaders(smallKinds().back()));
+    addFiles(layouts, foreignFiles());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -218,6 +251,7 @@ int main(int argc, char** argv) {
         writeCacheFiles(Corpus(root / "cacheFile"), root / "scratch");
         writeDrawings(Corpus(root / "drawing"));
         writeSegments(Corpus(root / "checkJob"));
+        writeFiles(Corpus(root / "layout"), Corpus(root / "pixels"));
         writeMessages(Corpus(root / "workerMessage"), Corpus(root / "workerProcess"));
         writeCommandLines(Corpus(root / "checkOptions"));
         writeOutputs(Corpus(root / "checkOutput"));

@@ -4,8 +4,10 @@
 #include "tests/support/ExrDamage.h"
 #include "tests/support/ExrKinds.h"
 #include "tests/support/plainLayout.h"
+#include "tests/support/structureDifference.h"
 
 #include <gtest/gtest.h>
+#include <openexr.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -70,6 +72,25 @@ TEST(FileReaderDamage, OfChunksIsFoundWhereItShows) {
                 EXPECT_EQ(textsOf(structure), std::vector<std::string>{}) << damage.what;
         }
     }
+}
+
+TEST(FileReaderDamage, IsWhatAPlainReadingFinds) {
+    const CheckedFile file;
+    int faults = 0;
+    const auto expectSame = [&](const std::string& what, const std::string& bytes) {
+        const PlainStructure plain = plainStructure(bytes, EXR_COMPRESSION_LAST_TYPE);
+        EXPECT_EQ(differenceFromPlain(file.check(bytes, Level::structure), plain), "") << what;
+        faults += plain.alone || !plain.faults.empty() ? 1 : 0;
+    };
+    for (const Kind& kind : exrKinds()) {
+        SCOPED_TRACE(kind.name);
+        const std::string good = exrBytes(kind);
+        expectSame("nothing", good);
+        EXPECT_FALSE(plainStructure(good, EXR_COMPRESSION_LAST_TYPE).alone);
+        for (const ExrDamage& damage : damagedHeaders(good)) expectSame(damage.what, damage.file);
+        for (const ExrDamage& damage : damagedChunks(good)) expectSame(damage.what, damage.file);
+    }
+    EXPECT_GT(faults, 3000);
 }
 
 // The other compressions hold no sum over their data: there a flipped byte may just be another picture.
