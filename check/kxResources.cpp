@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxResources.h"
 
-#include <QFile>
 #include <QList>
-#include <QString>
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -22,17 +22,19 @@ constexpr int jobsWhereTheShareIsWaitedFor = 16;
 constexpr std::int64_t leastMemoryMiB = 16;  // with less no file can be read, and the limit reserves nothing
 constexpr std::int64_t mostMemoryMiB = 4096;
 
+// Not with QFile, which asks for the size of these files in vain.
 QByteArray contentOf(const QByteArray& path) {
-    QFile file(QString::fromLatin1(path));
-    if (!file.open(QIODevice::ReadOnly)) return QByteArray();
-    return file.readAll();
+    std::ifstream file(path.constData(), std::ios::binary);
+    return QByteArray::fromStdString({std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()});
 }
 
-// The number in a file that holds nothing else; unlimited for "max", or without such a file.
+// The number in a file that holds nothing else; unlimited for "max", without such a file, or where it is what older
+// groups have for no limit.
 std::int64_t numberIn(const QByteArray& path) {
+    constexpr qlonglong least = qlonglong{1} << 62;
     bool isNumber = false;
     const qlonglong number = contentOf(path).trimmed().toLongLong(&isNumber);
-    return isNumber ? number : unlimited;
+    return isNumber && number < least ? number : unlimited;
 }
 
 std::int64_t availableOfSystem(const QByteArray& root) {
@@ -58,8 +60,9 @@ std::int64_t fileCacheOf(const QByteArray& group) {
 
 std::int64_t leftOf(const QByteArray& group, const char* limitFile, const char* usedFile) {
     const std::int64_t limit = numberIn(group + limitFile);
+    if (limit == unlimited) return unlimited;
     const std::int64_t used = numberIn(group + usedFile);
-    if (limit == unlimited || used == unlimited) return unlimited;
+    if (used == unlimited) return unlimited;
     return limit - std::max<std::int64_t>(used - fileCacheOf(group), 0);
 }
 

@@ -23,8 +23,9 @@ using std::chrono::milliseconds;
 
 // Frames in a message at the levels where a frame takes microseconds; one that is decoded is worth a message.
 constexpr FrameQueue::Number greatestBatch = 128;
-// A worker gets the next batch when it has fewer frames than this left, so that it never waits for one.
-constexpr std::size_t fewLeft = 64;
+// A worker gets the next batch when it has fewer frames than that and than this left, so that it never waits for
+// one.
+constexpr FrameQueue::Number fewLeft = 64;
 // While all workers have as many as this left, their reports are let come for the length of a nap: being woken for
 // each one costs both sides more than the report.
 constexpr std::size_t leftForANap = 16;
@@ -177,8 +178,9 @@ WorkerPool::Connection* WorkerPool::freeConnection() {
         if (connection->isIdle()) return connection.get();
     if (connections_.size() < static_cast<std::size_t>(options_.jobs)) return startConnection();
     if (waitsForDecoding()) return nullptr;
+    const auto few = static_cast<std::size_t>(std::min(batchSize(), fewLeft));
     for (const auto& connection : connections_)
-        if (connection->batch.size() < fewLeft && !connection->isStale) return connection.get();
+        if (connection->batch.size() < few && !connection->isStale) return connection.get();
     return nullptr;
 }
 

@@ -242,6 +242,19 @@ TEST(WorkerPool, CountsTheTimeLimitFromTheLastReport) {
     for (int i = 0; i < 8; ++i) EXPECT_EQ(numberOf(pool.next().value_or(FileReport())), 500);
 }
 
+// Each waits a while at every frame, as on a share.
+TEST(WorkerPool, GivesAllWorkersTheirShare) {
+    WorkerPool pool(withJobs(16), [](const FileCheck&) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        return numberedReport(getpid());
+    });
+    for (int i = 0; i < 400; ++i) pool.add({"", Level::structure});
+    std::map<int, int> framesOf;
+    while (const auto report = pool.next()) ++framesOf[numberOf(*report)];
+    ASSERT_EQ(framesOf.size(), 16U);
+    for (const auto& [worker, frames] : framesOf) EXPECT_LE(frames, 2 * 400 / 16);
+}
+
 // What the silent worker has not begun is done by others long before its time is over.
 TEST(WorkerPool, GivesToOthersWhatASilentWorkerHasNotBegun) {
     PoolOptions options = withJobs(2);
