@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <future>
-#include <limits>
 #include <random>
 #include <regex>
 #include <set>
@@ -50,63 +49,7 @@ protected:
             EXPECT_TRUE(readPlainCacheFile(readFileBytes(entry.path().string()), file)) << entry.path();
         }
     }
-
-    static std::string nameOf(int number) {
-        return "a.00" + std::string(number < 10 ? "0" : "") + std::to_string(number) + ".exr";
-    }
-    // "a.0001.exr" and so on, with everything that can be found in pictures, headers and files.
-    void randomSequence(std::mt19937& random, int count);
-    SamplePart randomPart(std::mt19937& random, int number) const;
 };
-
-SamplePart CheckCacheProcessTest::randomPart(std::mt19937& random, int number) const {
-    SamplePart part = soundPart(number);
-    const Imath::Box2i few{{3, 4}, {9, 6}};
-    const Imath::Box2i block{{24, 16}, {31, 23}};
-    switch (random() % 14) {
-        case 0:
-            part.patches = {{"R", few, std::numeric_limits<float>::quiet_NaN()}};
-            break;
-        case 1:
-            part.patches = {{"", few, std::numeric_limits<float>::infinity()}};
-            break;
-        case 2:
-            part.patches = {{"", block, 0}};
-            break;
-        case 3:
-            part.pixels = SamplePixels::black;
-            break;
-        case 4:
-            part.patches = {{"", {{0, 0}, {63, 35}}, 0.5F}};
-            break;
-        case 5:
-            part.gain = 0.2F;
-            break;
-        case 6:
-            part.phase = number - 1;
-            break;
-        case 7:
-            part.channels.push_back({"Z"});
-            break;
-        case 8:
-            part.channels = {{"Z", Imf::FLOAT}};
-            break;
-        default:
-            break;
-    }
-    return part;
-}
-
-void CheckCacheProcessTest::randomSequence(std::mt19937& random, int count) {
-    for (int number = 1; number <= count; ++number) {
-        const std::string name = nameOf(number);
-        frame(name, randomPart(random, number));
-        const std::size_t size = readFileBytes(dir.file(name)).size();
-        if (number > 1 && random() % 14 == 0) cut(name, random() % size);
-        if (number > 1 && random() % 20 == 0) fs::remove(dir.file(name));
-        if (fs::exists(dir.file(name)) && random() % 14 == 0) makeYoung(name);
-    }
-}
 
 }  // namespace
 
@@ -115,7 +58,7 @@ TEST_F(CheckCacheProcessTest, FindsTheSameWithoutWithAnEmptyAndWithAFullCache) {
     std::set<std::string> codes;
     int cached = 0;
     for (int round = 0; round < 12; ++round) {
-        randomSequence(random, 16);
+        randomSequence("a.", 16, random);
         const std::vector<std::string> jobs{"--jobs", std::to_string(1 + round % 4)};
         const std::string expected = all(jobs);
         static const std::regex code("\"code\":\"([a-z-]*)\"");

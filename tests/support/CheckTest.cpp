@@ -3,6 +3,7 @@
 
 #include <ctime>
 #include <filesystem>
+#include <limits>
 #include <regex>
 
 #include <fcntl.h>
@@ -32,6 +33,44 @@ std::string lowered(const std::string& text, const std::string& start) {
     return lines;
 }
 
+// A sound part as it is, or changed so that something is found in it.
+SamplePart maybeChanged(SamplePart part, std::mt19937& random, int number) {
+    const Imath::Box2i few{{3, 4}, {9, 6}};
+    const Imath::Box2i block{{24, 16}, {31, 23}};
+    switch (random() % 14) {
+        case 0:
+            part.patches = {{"R", few, std::numeric_limits<float>::quiet_NaN()}};
+            break;
+        case 1:
+            part.patches = {{"", few, std::numeric_limits<float>::infinity()}};
+            break;
+        case 2:
+            part.patches = {{"", block, 0}};
+            break;
+        case 3:
+            part.pixels = SamplePixels::black;
+            break;
+        case 4:
+            part.patches = {{"", {{0, 0}, {63, 35}}, 0.5F}};
+            break;
+        case 5:
+            part.gain = 0.2F;
+            break;
+        case 6:
+            part.phase = number - 1;
+            break;
+        case 7:
+            part.channels.push_back({"Z"});
+            break;
+        case 8:
+            part.channels = {{"Z", Imf::FLOAT}};
+            break;
+        default:
+            break;
+    }
+    return part;
+}
+
 }  // namespace
 
 SamplePart CheckTest::soundPart(int number) {
@@ -48,6 +87,17 @@ void CheckTest::frame(const std::string& name, const SamplePart& part) {
 
 void CheckTest::frames(const std::string& prefix, int first, int last) {
     for (int number = first; number <= last; ++number) frame(frameName(prefix, number), soundPart(number));
+}
+
+void CheckTest::randomSequence(const std::string& prefix, int count, std::mt19937& random) {
+    for (int number = 1; number <= count; ++number) {
+        const std::string name = frameName(prefix, number);
+        frame(name, maybeChanged(soundPart(number), random, number));
+        const std::size_t size = readFileBytes(dir.file(name)).size();
+        if (number > 1 && random() % 14 == 0) cut(name, random() % size);
+        if (number > 1 && random() % 20 == 0) std::filesystem::remove(dir.file(name));
+        if (std::filesystem::exists(dir.file(name)) && random() % 14 == 0) makeYoung(name);
+    }
 }
 
 void CheckTest::bytes(const std::string& name, const std::string& content) {

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,10 @@ protected:
     // beauty.1001 to 1010: 1003 is missing, 1004 cut within its chunks, 1005 has a channel more than the others,
     // 1006 is no EXR file, 1008 a link that leads nowhere; the others are good.
     void mixedSequence();
+
+    // Frames 1 to `count`, with everything in them that can be found in pictures, headers and files; some are
+    // missing.
+    void randomSequence(const std::string& prefix, int count, std::mt19937& random);
 
     // Runs the program in the directory.
     ProcessResult check(const std::vector<std::string>& arguments, const ProcessOptions& options = {}) const;
