@@ -5,6 +5,7 @@
 #include "check/kxCheckOutputs.h"
 #include "check/kxCheckRun.h"
 #include "check/kxEscape.h"
+#include "check/kxFileAge.h"
 #include "check/kxFollow.h"
 #include "check/kxFrameGuard.h"
 #include "check/kxFrameOrder.h"
@@ -37,11 +38,6 @@ int worse(int a, int b) {
 
 double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-std::int64_t systemTime() {
-    const auto time = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
 }
 
 // A directory's files without frame number are among the others that a list of frames leaves alone.

@@ -2,6 +2,7 @@
 #include "check/kxCheckRun.h"
 
 #include "check/kxCacheFolder.h"
+#include "check/kxFileAge.h"
 #include "check/kxFrameLook.h"
 #include "check/kxJudge.h"
 #include "check/kxRemovalPlan.h"
@@ -9,7 +10,6 @@
 #include "check/kxSizeJump.h"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 namespace kxCheck {
@@ -50,11 +50,6 @@ std::vector<bool> openedFrames(const WantedFrames& wanted) {
     opened.reserve(wanted.frames.size());
     for (const WantedFrame& frame : wanted.frames) opened.push_back(frame.source == WantedFrame::Source::file);
     return opened;
-}
-
-std::int64_t now() {
-    const auto time = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
 }
 
 // Of a frame that was judged: its strange samples are findings now, and files with thousands of channels have many.
@@ -148,7 +143,7 @@ bool SequenceRun::isDecided(std::size_t place) const {
 
 void SequenceRun::judgeNext() {
     judge(frames_[judged_], settings_, *likeness_,
-          {sizeJumpOf(frames_, neighbours_, judged_), pictures_.judge(judged_)}, now());
+          {sizeJumpOf(frames_, neighbours_, judged_), pictures_.judge(judged_)}, systemTime());
     pictures_.giveUp(judged_);
     dropStrange(frames_[judged_].file);
     ++judged_;
@@ -195,7 +190,7 @@ bool SequenceRun::isFaultless(std::size_t place) const {
     FrameReport frame;
     frame.name = frames_[place].name;
     frame.file = frames_[place].file;
-    judge(frame, settings_, *likeness_, {sizeJumpOf(frames_, neighbours_, place), {}}, now());
+    judge(frame, settings_, *likeness_, {sizeJumpOf(frames_, neighbours_, place), {}}, systemTime());
     return frame.verdict == Verdict::good || frame.verdict == Verdict::suspicious;
 }
 

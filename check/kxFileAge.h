@@ -4,11 +4,18 @@
 
 #include "check/kxFileReport.h"
 
+#include <chrono>
 #include <cstdint>
 
 namespace kxCheck {
 
-// Whether the file was changed less than `minAge` seconds before `now` (nanoseconds since the Unix epoch). One that
+// Nanoseconds since the Unix epoch, as FileIdentity::modified. The system's clock may be set meanwhile.
+inline std::int64_t systemTime() {
+    const auto time = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
+}
+
+// Whether the file was changed less than `minAge` seconds before `now` (as systemTime()). One that
 // bears a time to come was changed just now, so that none is young with a minimum age of 0.
 inline bool isYoung(const FileIdentity& file, std::int64_t now, int minAge) {
     constexpr std::int64_t nanoseconds = 1000000000;

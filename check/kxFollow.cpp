@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxFollow.h"
 
+#include "check/kxFileAge.h"
+
 #include <algorithm>
 #include <chrono>
 #include <optional>
@@ -13,11 +15,6 @@ namespace {
 constexpr std::chrono::milliseconds timeForFiles(250);
 // How long one kind of workers is listened to where both have something to do.
 constexpr std::chrono::milliseconds timeOfTurn(20);
-
-std::int64_t systemTime() {
-    const auto time = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
-}
 
 }  // namespace
 

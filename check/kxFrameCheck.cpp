@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxFrameCheck.h"
 
+#include "check/kxFileAge.h"
 #include "check/kxFileReader.h"
 #include "check/kxPictureBuilder.h"
 #include "check/kxPictureCache.h"
@@ -17,11 +18,6 @@ namespace kxCheck {
 
 namespace {
 
-std::int64_t now() {
-    const auto time = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
-}
-
 // Why the entry could not be written; empty when it was, or need not be.
 QByteArray keep(const QByteArray& cacheFile, const FileReport& report, kxCHK::_SingleImageView& view) {
     try {
@@ -37,7 +33,7 @@ FileReport decodePicture(const FileCheck& check) {
     if (!report.decoded) return report;
     const auto picture = std::make_shared<PictureReport>(builder.report());
     report.picture = picture;
-    const bool isKept = check.keepsInCache && !check.cacheFile.isEmpty() && mayBeCached(report, now());
+    const bool isKept = check.keepsInCache && !check.cacheFile.isEmpty() && mayBeCached(report, systemTime());
     if (!check.wantsPreview && !isKept) return report;
     kxCHK::_SingleImageView view;
     if (builder.picture()) makeThumbnail(*builder.picture(), view.ensureThumbnail());
