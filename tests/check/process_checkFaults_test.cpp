@@ -38,7 +38,7 @@ protected:
         EXPECT_TRUE(writeFileBytes(log.file("faults"), ""));
         return outcome(arguments, process);
     }
-    [[nodiscard]] bool struck() const { return !readFileBytes(log.file("faults")).empty(); }
+    [[nodiscard]] bool struck() const { return readFileBytes(log.file("faults"))[0] != '\0'; }
     [[nodiscard]] std::size_t filesLeft() const { return dir.entries().size(); }
 
     const TempDir log;

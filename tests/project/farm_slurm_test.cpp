@@ -101,7 +101,7 @@ exec ./program "$@"
         command("renderFrame", "name=$(printf beauty.%04d.exr \"$SLURM_ARRAY_TASK_ID\")\ncp sound/$name $name\n");
         command("run", R"sh(set -euo pipefail
 read -r array last <<<"$("$1" 8 cache page.html --frames 1-400 beauty.####.exr -- ./render 'shot 10')"
-until [ -s hung3 ] && [ -s hung5 ]; do [ $SECONDS -lt 100 ]; sleep 0.05; done
+until grep -qs open hung3 && grep -qs open hung5; do [ $SECONDS -lt 100 ]; sleep 0.05; done
 ls cache/* >kept
 kill -KILL -- "-$(cat process3)"
 scancel "${array}_5"
