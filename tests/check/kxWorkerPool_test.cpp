@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxWorkerPool.h"
 
+#include "shared/kxMemoryLimit.h"
 #include "tests/support/PlayedWorker.h"
 
 #include <gtest/gtest.h>
@@ -166,13 +167,21 @@ TEST(WorkerPool, ChargesWhatAWorkerDoesToTheFrameItWasAt) {
         {"exit 3", "limit: the reader ended with exit code 3"},
         {"signal 9", "limit: the reader was killed by signal 9 (KILL)"},
         {"signal 6", "limit: the reader was killed by signal 6 (ABRT)"},
+        {"abort", "limit: the reader was killed by signal 6 (ABRT)"},
         {"throw", "limit: the reader failed with an unexpected error"},
+        {"allocate 100000", "limit: the reader ran out of memory (limit 1024 MiB)"},
         {"close", "limit: the reader closed its connection"},
+        {"closeAll", "limit: the reader closed its connection"},
         {"nonsense", "limit: the reader sent what is no report"},
         {"long", "limit: the reader sent what is no report"},
+        {"longer", "limit: the reader sent what is no report"},
+        {"short", "limit: the reader sent what is no report"},
+        {"endless", "limit: the reader sent what is no report"},
+        {"empty", "limit: the reader sent what is no report"},
         {"half", "limit: the reader ended with exit code 0"},
     };
     for (const auto& c : cases) {
+        if (kxIsSanitizerBuild() && QByteArray(c.path).startsWith("allocate")) continue;  // not limited there
         for (const Level level : {Level::structure, Level::pixels}) {
             WorkerPool pool(withJobs(2), playedCheck);
             for (int i = 0; i < 40; ++i) {
@@ -218,7 +227,7 @@ TEST(WorkerPool, DoesNotWaitForTheChildrenOfAWorker) {
 }
 
 TEST(WorkerPool, EndsAFrameAtItsTimeLimit) {
-    for (const char* path : {"sleep 600000", "signal 19"}) {
+    for (const char* path : {"sleep 600000", "signal 19", "slow"}) {
         PoolOptions options = withJobs(2);
         options.secondsPerFrame = 1;
         WorkerPool pool(options, playedCheck);

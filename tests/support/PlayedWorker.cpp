@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -49,6 +50,19 @@ void fill(int mib, bool touch) {
     delete[] block;
 }
 
+// Fills the connection until the run has enough of it.
+[[noreturn]] void talkForEver(const QByteArray& bytes) {
+    for (;;) writeToRun(bytes);
+}
+
+QByteArray lengthOf(std::uint32_t bytes) {
+    return QByteArray(reinterpret_cast<const char*>(&bytes), sizeof bytes);
+}
+
+void closeAll() {
+    for (int descriptor = 0; descriptor < 1000; ++descriptor) close(descriptor);
+}
+
 // A child that lives on with the socket for some time.
 void leaveAChild() {
     if (fork() != 0) return;
@@ -62,14 +76,21 @@ const std::map<QByteArray, std::function<void(int)>>& roles() {
         {"sleep", [](int value) { wait(value * 1000); }},
         {"exit", [](int value) { std::exit(value); }},
         {"signal", [](int value) { raise(value); }},
+        {"abort", [](int) { std::abort(); }},
         {"throw", [](int) { throw std::runtime_error("unexpected"); }},
         {"allocate", [](int value) { fill(value, false); }},
         {"touch", [](int value) { fill(value, true); }},
         {"close", [](int) { close(workerSocket), waitForEver(); }},
+        {"closeAll", [](int) { closeAll(), waitForEver(); }},
         {"fork", [](int) { leaveAChild(), _exit(5); }},
         {"nonsense", [](int) { writeToRun(QByteArray("\x10\0\0\0 what is this ??", 20)), waitForEver(); }},
         {"half", [](int) { writeToRun(messageOf(numberedReport(1)).left(20)), _exit(0); }},
         {"long", [](int) { writeToRun(QByteArray(8, '\xff')), waitForEver(); }},
+        {"endless", [](int) { talkForEver(QByteArray(1 << 16, 'x')); }},
+        {"empty", [](int) { talkForEver(lengthOf(0)); }},
+        {"slow", [](int) { writeToRun(lengthOf(greatestMessage) + "slow"), waitForEver(); }},
+        {"longer", [](int) { writeToRun(lengthOf(greatestMessage + 1)), waitForEver(); }},
+        {"short", [](int) { writeToRun(lengthOf(3) + messageOf(numberedReport(1)).mid(4)), waitForEver(); }},
         {"twice", [](int value) { writeToRun(messageOf(numberedReport(value))); }},
     };
     return table;

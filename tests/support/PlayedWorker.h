@@ -3,9 +3,10 @@
 //
 //   good N      reports N, after a moment that differs from frame to frame
 //   sleep MS    the same after MS milliseconds
-//   exit N, signal N, throw, allocate MIB, touch MIB, close, fork
-//   nonsense, half, long, twice     write to the socket what is no report, part of one, too much of one, one too
-//   many
+//   exit N, signal N, abort, throw, allocate MIB, touch MIB, close, closeAll, fork
+//   nonsense, half, twice           write to the socket what is no report, part of one, one too many
+//   long, longer, short, slow       lengths: of gigabytes, one more than may be, too few, and less behind it
+//   endless, empty                  bytes, and messages without content, without end
 #pragma once
 
 #include "check/kxFileReport.h"
