@@ -21,6 +21,7 @@ PoolOptions poolOptions(const Settings& settings, Level level, int stopDescripto
     options.headers = &headers;
     options.jobs = settings.jobs.value_or(defaultJobs(level));
     options.limits.memoryMiB = settings.memoryLimit ? *settings.memoryLimit : defaultMemoryLimit(options.jobs);
+    if (level == Level::pixels && usesCache(settings)) options.limits.writableDirectory = settings.cacheDirectory;
     options.secondsPerFrame = settings.timeLimit;
     options.stopDescriptor = stopDescriptor;
     return options;

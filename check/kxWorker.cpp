@@ -2,12 +2,16 @@
 #include "check/kxWorker.h"
 
 #include "check/kxWorkerMessage.h"
+#include "check/private/kxCallFilter.h"
+#include "check/private/kxWriteLimit.h"
 #include "shared/kxMemoryLimit.h"
 #include "shared/kxSystemCall.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
+#include <cstring>
 #include <iterator>
 #include <new>
 
@@ -28,6 +32,9 @@ constexpr int unknownException = 101;
 constexpr int badRequest = 102;
 
 constexpr int workerSocket = 3;
+
+constexpr rlim_t mostDescriptors = 32;
+constexpr rlim_t largestFile = 16 << 20;  // far more than an entry of a cache has
 
 // --- The worker's surroundings
 // ------------------------------------------------------------------------------------
@@ -67,10 +74,38 @@ void keepOnly(int socket) {
     if (nothing > workerSocket) close(nothing);
 }
 
+// Also for good; what is lower already stays.
+void lowerLimit(__rlimit_resource resource, rlim_t most) {
+    rlimit limit{};
+    if (getrlimit(resource, &limit) != 0) return;
+    limit.rlim_max = std::min(limit.rlim_max, most);
+    limit.rlim_cur = std::min(limit.rlim_cur, limit.rlim_max);
+    setrlimit(resource, &limit);
+}
+
+// Sanitizers and valgrind live in the process and need much that it does not: executable memory, files, programs.
+bool isUnderChecker() {
+    const char* const preloaded = std::getenv("LD_PRELOAD");
+    return kxIsSanitizerBuild() || (preloaded && std::strstr(preloaded, "vgpreload_"));
+}
+
 void limitResources(const WorkerLimits& limits) {
-    const rlimit none{0, 0};
-    setrlimit(RLIMIT_CORE, &none);
+    lowerLimit(RLIMIT_CORE, 0);
     if (limits.memoryMiB > 0) kxLimitFurtherAddressSpace(limits.memoryMiB * (1 << 20));
+    if (isUnderChecker()) return;
+    lowerLimit(RLIMIT_NPROC, 0);
+    lowerLimit(RLIMIT_NOFILE, mostDescriptors);
+    lowerLimit(RLIMIT_FSIZE, limits.writableDirectory.isEmpty() ? 0 : largestFile);
+}
+
+// What the kernel has no means for, or does not allow here, is done without: each of these is one more wall behind
+// the others.
+void limitCalls(const WorkerLimits& limits) {
+    prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+    if (isUnderChecker()) return;
+    static_cast<void>(limitWriting(limits.writableDirectory));
+    static_cast<void>(
+        limitSystemCalls(limits.writableDirectory.isEmpty() ? FileChanges::refused : FileChanges::allowed));
 }
 
 // --- The worker's work
@@ -127,6 +162,7 @@ void serve(const CheckFunction& check) {
         resetSignals();
         keepOnly(socket);
         limitResources(limits);
+        limitCalls(limits);
         serve(check);
     } catch (const std::bad_alloc&) {
         _exit(outOfMemory);

@@ -4,8 +4,12 @@
 // Files are hostile, and the EXR library is not trusted with them: what goes wrong in a worker stays there. It has
 // a limit of memory, leaves no core file, holds no descriptor but its socket (standard streams are /dev/null), and
 // ends with the process that started it, whatever ends that one. A terminal's interrupts are the run's business:
-// SIGINT, SIGQUIT, SIGTERM and SIGHUP do not end it. In builds with a sanitizer memory is not limited and the error
-// stream stays.
+// SIGINT, SIGQUIT, SIGTERM and SIGHUP do not end it. As far as the kernel and the build go, it opens files for
+// reading only, has at most 32 of them open, and starts no threads, processes, programs or connections: a check
+// function that tries is told that there is no such call.
+//
+// In builds with a sanitizer memory is not limited and the error stream stays; there and under valgrind a worker
+// may do what its run may do.
 //
 // Start workers from a process with one thread only.
 #pragma once
@@ -29,9 +33,9 @@ struct Worker {
     int socket = -1;  // non-blocking stream of messages; at its end the worker goes
 };
 
-// What a worker may use beyond what the process has mapped when it is started; 0: no limit.
 struct WorkerLimits {
-    std::int64_t memoryMiB = 0;
+    std::int64_t memoryMiB = 0;         // beyond what the process has mapped when it is started; 0: no limit
+    QByteArray writableDirectory = {};  // where it may make and replace files, the only place; empty: nowhere
 };
 
 // 0, or the system's error number when there is no process or no descriptor to be had; `worker` is set on success.

@@ -35,7 +35,7 @@ write_basic_package_version_file(
   ${PROJECT_BINARY_DIR}/kxVerifyExrModesConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES
   ${PROJECT_BINARY_DIR}/kxVerifyExrModesConfig.cmake ${PROJECT_BINARY_DIR}/kxVerifyExrModesConfigVersion.cmake
-  cmake/FindkxCodecs.cmake
+  cmake/FindkxCodecs.cmake cmake/FindkxSeccomp.cmake
   DESTINATION ${kx_cmake_package} COMPONENT development)
 install(FILES CHANGELOG.md LICENSE docs/cache-file-format.md
   DESTINATION ${kx_documents} COMPONENT development)

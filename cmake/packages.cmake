@@ -36,11 +36,15 @@ else()
 endif()
 string(REGEX MATCH "^([0-9]+)\\.([0-9]+)" kx_openexr ${OpenEXR_VERSION})
 math(EXPR kx_openexr_next "${CMAKE_MATCH_2} + 1")
+set(kx_seccomp_package "")
+if(kx_has_seccomp)
+  set(kx_seccomp_package libseccomp-dev)
+endif()
 string(JOIN ", " CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "${kx_qt_package} (>= ${Qt${kx_qt}Core_VERSION})"
   "libopenexr-dev (>= ${OpenEXR_VERSION})"
   "libopenexr-dev (<< ${CMAKE_MATCH_1}.${kx_openexr_next})"
-  libturbojpeg0-dev libxxhash-dev zlib1g-dev)
+  ${kx_seccomp_package} libturbojpeg0-dev libxxhash-dev zlib1g-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkxverifyexrmodes-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS cmake)

@@ -3,6 +3,8 @@
 #include "check/kxWorker.h"
 
 #include "check/kxWorkerPool.h"
+#include "check/private/kxCallFilter.h"
+#include "check/private/kxWriteLimit.h"
 #include "shared/kxMemoryLimit.h"
 #include "tests/support/PlayedWorker.h"
 #include "tests/support/TempDir.h"
@@ -12,6 +14,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -19,6 +22,7 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -29,9 +33,10 @@ namespace {
 constexpr int memoryMiB = 64;
 
 // What `tell` says in a worker.
-QByteArray toldByWorker(const std::function<QByteArray()>& tell) {
+QByteArray toldByWorker(const std::function<QByteArray()>& tell, const std::string& writableDirectory = {}) {
     PoolOptions options;
     options.limits.memoryMiB = memoryMiB;
+    options.limits.writableDirectory = QByteArray::fromStdString(writableDirectory);
     options.secondsPerFrame = 60;
     WorkerPool pool(options, [&tell](const FileCheck&) {
         FileReport report;
@@ -44,6 +49,32 @@ QByteArray toldByWorker(const std::function<QByteArray()>& tell) {
 
 QByteArray yesOrNo(bool value) {
     return value ? "yes" : "no";
+}
+
+QByteArray hardLimit(__rlimit_resource resource) {
+    rlimit limit = {};
+    getrlimit(resource, &limit);
+    return QByteArray::number(static_cast<qulonglong>(limit.rlim_max));
+}
+
+// The value of a field of /proc/self/status.
+QByteArray statusOf(const std::string& field) {
+    std::ifstream status("/proc/self/status");
+    for (std::string name, value; std::getline(status, name, ':') && std::getline(status, value);)
+        if (name == field) return QByteArray::fromStdString(value).trimmed();
+    return QByteArray();
+}
+
+// What is limited is limited for that thread alone.
+bool isDoneInThread(const std::function<bool()>& limit) {
+    bool isDone = false;
+    std::thread([&] { isDone = limit(); }).join();
+    return isDone;
+}
+
+bool canBeContained() {
+    return !kxIsSanitizerBuild() && (isDoneInThread([] { return limitWriting(QByteArray()); }) ||
+                                     isDoneInThread([] { return limitSystemCalls(FileChanges::refused); }));
 }
 
 }  // namespace
@@ -95,12 +126,58 @@ TEST(Worker, IgnoresWhatATerminalSendsAndHasAllElseAtDefault) {
 }
 
 TEST(Worker, LeavesNoCoreFile) {
-    EXPECT_EQ(toldByWorker([] {
-                  rlimit limit = {};
-                  getrlimit(RLIMIT_CORE, &limit);
-                  return QByteArray::number(static_cast<qulonglong>(limit.rlim_max));
+    EXPECT_EQ(toldByWorker([] { return hardLimit(RLIMIT_CORE); }), "0");
+}
+
+TEST(Worker, HasWhatItNeedsAndNoMore) {
+    if (kxIsSanitizerBuild()) GTEST_SKIP() << "a sanitizer needs more";
+    const TempDir dir;
+    EXPECT_EQ(toldByWorker([] { return statusOf("NoNewPrivs") + hardLimit(RLIMIT_NPROC); }), "10");
+    EXPECT_EQ(toldByWorker([] { return hardLimit(RLIMIT_NOFILE); }), "32");
+    EXPECT_EQ(toldByWorker([] { return hardLimit(RLIMIT_FSIZE); }), "0");
+    EXPECT_EQ(toldByWorker([] { return hardLimit(RLIMIT_FSIZE); }, dir.path()), "16777216");
+}
+
+// By two walls where the kernel and the build have them, by one at least.
+TEST(Worker, ChangesNoFiles) {
+    if (!canBeContained()) GTEST_SKIP() << "neither the kernel nor the build can keep it from that";
+    const TempDir dir;
+    const std::string file = dir.file("file");
+    ASSERT_TRUE(writeFileBytes(file, "bytes"));
+    EXPECT_EQ(toldByWorker([&] {
+                  return yesOrNo(open(file.c_str(), O_WRONLY) >= 0) + yesOrNo(unlink(file.c_str()) == 0) +
+                         yesOrNo(open((file + "2").c_str(), O_RDONLY | O_CREAT, 0666) >= 0) +
+                         yesOrNo(rename(file.c_str(), (file + "3").c_str()) == 0) +
+                         yesOrNo(readFileBytes(file) == "bytes");
               }),
-              "0");
+              "nonononoyes");
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"file"});
+}
+
+TEST(Worker, ChangesFilesInOneDirectoryWhereItIsTold) {
+    if (!canBeContained()) GTEST_SKIP() << "neither the kernel nor the build can keep it from that";
+    const TempDir dir;
+    const TempDir other;
+    const auto writes = [&] {
+        return yesOrNo(writeFileBytes(dir.file("file"), "bytes")) +
+               yesOrNo(writeFileBytes(other.file("file"), "bytes"));
+    };
+    EXPECT_EQ(toldByWorker(writes), "nono");
+    const bool canBeLimited = isDoneInThread([] { return limitWriting(QByteArray()); });
+    EXPECT_EQ(toldByWorker(writes, dir.path()), canBeLimited ? "yesno" : "yesyes");
+}
+
+TEST(Worker, StartsNothingAndConnectsToNobody) {
+    const bool isFiltered = isDoneInThread([] { return limitSystemCalls(FileChanges::refused); });
+    if (kxIsSanitizerBuild() || !isFiltered) GTEST_SKIP() << "there is no filter in this build or on this system";
+    EXPECT_EQ(toldByWorker([] {
+                  const pid_t process = fork();
+                  if (process == 0) _exit(0);
+                  return yesOrNo(process > 0) + yesOrNo(std::system("true") == 0) +
+                         yesOrNo(socket(AF_INET, SOCK_STREAM, 0) >= 0) + yesOrNo(kill(getppid(), 0) == 0) +
+                         statusOf("Seccomp");
+              }),
+              "nononono2");
 }
 
 TEST(Worker, GetsNoMoreMemoryThanItsLimit) {

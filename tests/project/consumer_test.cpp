@@ -114,6 +114,7 @@ TEST_F(ConsumerTest, FindsTheLibrariesThatWereInstalled) {
                                          KX_LIBRARIES "/libkxImage.a",
                                          KX_LIBRARIES "/libkxShared.a",
                                          package + "FindkxCodecs.cmake",
+                                         package + "FindkxSeccomp.cmake",
                                          package + "kxVerifyExrModesConfig.cmake",
                                          package + "kxVerifyExrModesConfigVersion.cmake",
                                          package + "kxVerifyExrModesTargets-release.cmake",

@@ -101,7 +101,7 @@ void PackagesTest::expectWhatOtherProjectsBuildAgainst() const {
     const std::string documents = "share/doc/" + developmentName + "/";
     for (const char* name :
          {"libkxCheck.a", "libkxImage.a", "libkxShared.a", "cmake/kxVerifyExrModes/FindkxCodecs.cmake",
-          "cmake/kxVerifyExrModes/kxVerifyExrModesConfig.cmake"})
+          "cmake/kxVerifyExrModes/FindkxSeccomp.cmake", "cmake/kxVerifyExrModes/kxVerifyExrModesConfig.cmake"})
         EXPECT_TRUE(has(std::string(KX_LIBRARIES "/") + name)) << name;
     for (const char* name : {"copyright", "changelog.gz", "changelog.Debian.gz", "examples/CMakeLists.txt"})
         EXPECT_TRUE(has(documents + name)) << name;
@@ -130,12 +130,14 @@ void PackagesTest::expectOnlyTheCoreOfQt() const {
     EXPECT_FALSE(contains(std::regex_replace(needed, library, ""), "qt")) << needed;
     for (const char* name : {"libopenexr", "libturbojpeg", "libxxhash", "zlib1g"})
         EXPECT_TRUE(contains(needed, name)) << needed;
+    EXPECT_EQ(contains(needed, "libseccomp2"), KX_HAS_SECCOMP != 0) << needed;
 
     const std::string toBuild = field(developmentName, "Depends");
     const std::string qt = KX_QT_MAJOR[0] == '5' ? "qtbase5-dev (>= 5." : "qt6-base-dev (>= 6.";
     for (const std::string& name : {qt, std::string("libopenexr-dev (<< 3."), std::string("libturbojpeg0-dev"),
                                     std::string("libxxhash-dev"), std::string("zlib1g-dev")})
         EXPECT_TRUE(contains(toBuild, name)) << toBuild;
+    EXPECT_EQ(contains(toBuild, "libseccomp-dev"), KX_HAS_SECCOMP != 0) << toBuild;
 }
 
 // What is done for Debian's packages leaves them alone.
