@@ -93,6 +93,7 @@ struct WorkerPool::Connection {
     QByteArray toSend;
     QByteArray received;
     bool hasReported = false;
+    bool wasIdle = true;         // when it was given frames last
     bool isStale = false;        // it goes on with frames that were taken back: it is ended at its next report
     Clock::time_point lastSign;  // of life: the batch was sent, or a report came
 };
@@ -158,7 +159,8 @@ void WorkerPool::giveOut() {
 }
 
 void WorkerPool::give(Connection& connection) {
-    if (connection.isIdle()) connection.lastSign = Clock::now();
+    connection.wasIdle = connection.isIdle();
+    if (connection.wasIdle) connection.lastSign = Clock::now();
     std::vector<FileCheck> checks;
     for (Number left = std::min(batchSize(), queue_.waiting()); left > 0; --left) {
         connection.batch.push_back(queue_.takeWaiting());
@@ -335,6 +337,10 @@ void WorkerPool::send(Connection& connection) {
         return;
     }
     if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) return;
+    if (!connection.wasIdle) {
+        connection.toSend.clear();  // its last reports are on their way still, and its end behind them
+        return;
+    }
     if (connection.hasReported) takeBackAllBut(connection, 0);
     lose(connection, endOf(connection));
 }

@@ -201,6 +201,27 @@ TEST(WorkerPool, ChargesWhatAWorkerDoesToTheFrameItWasAt) {
     }
 }
 
+// More frames are on their way to a worker while it dies at one: that is tried once, and no other is charged.
+TEST(WorkerPool, TriesNoFrameAgainThatAWorkerDiedAt) {
+    for (int jobs = 1; jobs <= 6; ++jobs) {
+        sharedNotes().started = 0;
+        WorkerPool pool(withJobs(jobs), [](const FileCheck& check) {
+            if (check.path != "deadly") return numberedReport(check.path.toInt());
+            ++sharedNotes().started;
+            _exit(1);
+        });
+        const auto isDeadly = [](int i) { return i % 50 == 33; };
+        for (int i = 0; i < 2000; ++i)
+            pool.add({isDeadly(i) ? QByteArray("deadly") : QByteArray::number(i), Level::structure});
+        for (int i = 0; i < 2000; ++i) {
+            const FileReport report = pool.next().value_or(FileReport());
+            EXPECT_EQ(numberOf(report), isDeadly(i) ? -1 : i);
+            EXPECT_EQ(firstFinding(report), isDeadly(i) ? "limit: the reader ended with exit code 1" : "");
+        }
+        EXPECT_EQ(sharedNotes().started, 40) << jobs;
+    }
+}
+
 // The report that was sent too early is taken for the frame's; the next frame then has the true one as its own, and
 // what is left over at the end of the batch gives the worker away.
 TEST(WorkerPool, EndsAWorkerThatReportsMoreThanItWasAsked) {
