@@ -263,11 +263,12 @@ bool isPictureConsistent(const FileReport& report) {
     return !picture.picture || std::all_of(picture.picture->ranges.begin(), picture.picture->ranges.end(), isRange);
 }
 
-// Counts of parts that the headers do not have, or times that no clock gives, are no report.
+// Counts of parts that the headers do not have, or times that no check takes, are no report.
 bool isConsistent(const FileReport& report) {
+    constexpr double mostSeconds = 1e9;
     const std::size_t parts = report.headers ? report.headers->size() : 0;
-    return (report.chunks.empty() || report.chunks.size() == parts) && std::isfinite(report.seconds) &&
-           report.seconds >= 0 && isPictureConsistent(report);
+    return (report.chunks.empty() || report.chunks.size() == parts) && report.seconds >= 0 &&
+           report.seconds <= mostSeconds && isPictureConsistent(report);
 }
 
 // By their names: lists with the same names that are not equal are few.

@@ -59,7 +59,7 @@ public:
         const int findings = input_.take<uint8_t>() % 16;
         for (int i = 0; i < findings; ++i) file.findings.push_back(finding());
         file.cacheFault = text();
-        file.seconds = std::abs(finite());
+        file.seconds = std::fmod(std::abs(finite()), 1e9);
         return file;
     }
 

@@ -398,7 +398,7 @@ TEST(Report, IsRejectedWithAValueOutOfRange) {
     const QByteArray right = bytesOfReport(report);
     EXPECT_TRUE(decoded(right));
     EXPECT_FALSE(decoded(withNumber(right, 4711, -1)));
-    for (const double seconds : {-1.0, std::nan(""), HUGE_VAL}) {
+    for (const double seconds : {-1.0, std::nan(""), HUGE_VAL, 1e303}) {
         report.seconds = seconds;
         EXPECT_FALSE(decoded(bytesOfReport(report))) << seconds;
     }
