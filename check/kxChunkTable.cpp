@@ -28,6 +28,9 @@ std::uint64_t mostExpansion(kxExr::Compression compression) {
             return deflateExpansion;
         case kxExr::Compression::pxr24:
             return deflateExpansion / 3 * 4;  // three bytes of a float are deflated
+        case kxExr::Compression::b44:
+        case kxExr::Compression::b44a:
+            return 11;  // three bytes stand for 16 halves
         default:
             return UINT64_MAX;  // not known
     }

@@ -3,6 +3,7 @@
 #include "tests/support/CheckedFile.h"
 #include "tests/support/ExrDamage.h"
 #include "tests/support/ExrKinds.h"
+#include "tests/support/PaintedFrames.h"
 #include "tests/support/plainLayout.h"
 #include "tests/support/structureDifference.h"
 
@@ -174,6 +175,30 @@ TEST(FileReaderDamage, SizeBehindTheEndIsNoMissingRow) {
     for (const Level level : {Level::structure, Level::pixels})
         EXPECT_EQ(textsOf(file.check(bytes, level)),
                   std::vector<std::string>{"truncated: row 69 of 70 is missing"});
+}
+
+// Whoever decodes such a chunk would first make room for all that the header announces.
+TEST(FileReaderDamage, ChunksTooSmallForTheirRowsAreNotDecoded) {
+    const CheckedFile file;
+    for (const char* kind :
+         {"flatRowsNone", "flatRowsRle", "flatRowsZip", "flatRowsPxr24", "flatRowsB44", "flatRowsB44a"}) {
+        std::string bytes = bytesOfKind(kind);
+        EXPECT_EQ(textsOf(file.check(bytes)), std::vector<std::string>{}) << kind;
+        putPlainNumber(bytes, plainLayout(bytes).attribute(0, "dataWindow").value + 8, 4, 0x3FFFFFFE);
+        EXPECT_EQ(codesOf(file.check(bytes)), std::set<std::string>{"chunk"}) << kind;
+    }
+}
+
+TEST(FileReaderDamage, NoChunkOfABlackFrameIsTooSmall) {
+    const CheckedFile file;
+    for (int compression = 0; compression < Imf::NUM_COMPRESSION_METHODS; ++compression)
+        for (const Imf::PixelType type : {Imf::HALF, Imf::FLOAT}) {
+            PaintedPart part;
+            for (const char* channel : {"B", "G", "R"}) part.channels.push_back({channel, plainPaint(0), type});
+            part.data = {{0, 0}, {1023, 255}};
+            part.compression = static_cast<Imf::Compression>(compression);
+            EXPECT_EQ(textsOf(file.check(paintedBytes({part}))), std::vector<std::string>{}) << compression;
+        }
 }
 
 TEST(FileReaderDamage, UnfinishedTellsRowsAndTiles) {
