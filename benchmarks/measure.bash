@@ -18,7 +18,10 @@ measure() {
         shift 2
     done
     for ((round = 0; round <= rounds; round++)); do
-        hyperfine -N --ignore-failure --style none --runs 1 --export-csv "$work/round.$round" "${options[@]}" 2>/dev/null
+        if ! hyperfine -N --style none --runs 1 --export-csv "$work/round.$round" "${options[@]}" 2>"$work/said"; then
+            cat "$work/said" >&2
+            return 1
+        fi
     done
     for name in "${names[@]}"; do
         # The first round fills the caches.

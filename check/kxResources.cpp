@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -25,7 +24,13 @@ constexpr std::int64_t mostMemoryMiB = 4096;
 // Not with QFile, which asks for the size of these files in vain.
 QByteArray contentOf(const QByteArray& path) {
     std::ifstream file(path.constData(), std::ios::binary);
-    return QByteArray::fromStdString({std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()});
+    QByteArray content;
+    while (file) {
+        char piece[4096];
+        file.read(piece, sizeof piece);
+        content.append(piece, static_cast<int>(file.gcount()));
+    }
+    return content;
 }
 
 // The number in a file that holds nothing else; unlimited for "max", without such a file, or where it is what older

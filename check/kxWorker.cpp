@@ -14,6 +14,7 @@
 #include <cstring>
 #include <iterator>
 #include <new>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -207,6 +208,20 @@ QByteArray workerEndText(int waitStatus, const WorkerLimits& limits) {
         default:
             return "ended with exit code " + QByteArray::number(WEXITSTATUS(waitStatus));
     }
+}
+
+bool isWorkerGone(pid_t process, int& waitStatus) {
+    const auto result = kxRetryInterrupted<pid_t>(-1, [&] { return waitpid(process, &waitStatus, WNOHANG); });
+    return result != 0;
+}
+
+bool isWorkerGoneWithin(pid_t process, int& waitStatus, std::chrono::milliseconds most) {
+    const auto end = std::chrono::steady_clock::now() + most;
+    while (!isWorkerGone(process, waitStatus)) {
+        if (std::chrono::steady_clock::now() >= end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
 }
 
 }  // namespace kxCheck

@@ -18,6 +18,7 @@
 
 #include <QByteArray>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 
@@ -44,5 +45,10 @@ struct WorkerLimits {
 
 // Why a worker ended, from its wait status, as an end of "the reader ...": "was killed by signal 11 (SEGV)".
 QByteArray workerEndText(int waitStatus, const WorkerLimits& limits);
+
+// True when the process is gone, with its status, or was never ours to wait for (status 0). It is reaped then.
+[[nodiscard]] bool isWorkerGone(pid_t process, int& waitStatus);
+// The same, for as long as `most`.
+[[nodiscard]] bool isWorkerGoneWithin(pid_t process, int& waitStatus, std::chrono::milliseconds most);
 
 }  // namespace kxCheck

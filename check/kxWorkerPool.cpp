@@ -12,7 +12,6 @@
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace kxCheck {
@@ -30,8 +29,6 @@ constexpr FrameQueue::Number fewLeft = 64;
 // each one costs both sides more than the report.
 constexpr std::size_t leftForANap = 16;
 constexpr milliseconds lengthOfNap(1);
-// A worker that said nothing for so long may be in for a longer wait: others get what it has not begun.
-constexpr milliseconds longSilence(1000);
 
 constexpr std::int64_t bytesBesideMessage = 256;
 
@@ -62,22 +59,6 @@ FileReport limitReport(const QByteArray& text) {
     return report;
 }
 
-// True when the process is gone, with its status, or was never ours to wait for (status 0).
-bool isGone(pid_t process, int& status) {
-    const auto result = kxRetryInterrupted<pid_t>(-1, [&] { return waitpid(process, &status, WNOHANG); });
-    return result != 0;
-}
-
-// The same, for as long as `most`.
-bool isGoneWithin(pid_t process, int& status, milliseconds most) {
-    const auto end = std::chrono::steady_clock::now() + most;
-    while (!isGone(process, status)) {
-        if (std::chrono::steady_clock::now() >= end) return false;
-        std::this_thread::sleep_for(shortPause);
-    }
-    return true;
-}
-
 }  // namespace
 
 // One worker, the frames it has, and what is on the way between.
@@ -93,8 +74,9 @@ struct WorkerPool::Connection {
     QByteArray toSend;
     QByteArray received;
     bool hasReported = false;
-    bool wasIdle = true;         // when it was given frames last
-    bool isStale = false;        // it goes on with frames that were taken back: it is ended at its next report
+    std::size_t leftWhenGiven = 0;  // frames that it had when it was given the last batch
+    bool isReaped = false;
+    bool isStale = false;  // it gets no more frames, and is ended when it has none: some of its own were taken back
     Clock::time_point lastSign;  // of life: the batch was sent, or a report came
 };
 
@@ -138,14 +120,14 @@ bool WorkerPool::hasRoom() const {
     return !queue_.isFull() || queue_.isFirst(queue_.firstWaiting());
 }
 
-bool WorkerPool::waitsForDecoding() const {
-    return queue_.check(queue_.firstWaiting()).level == Level::pixels;
+bool WorkerPool::isDecoded(Number number) const {
+    return queue_.check(number).level == Level::pixels;
 }
 
 // Half of each worker's share of what is left: large while there is much, one by one at the end, so that all
 // workers end at about the same time.
 WorkerPool::Number WorkerPool::batchSize() const {
-    if (waitsForDecoding()) return 1;
+    if (isDecoded(queue_.firstWaiting())) return 1;
     return std::clamp(queue_.waiting() / (2 * Number{options_.jobs}), Number{1}, greatestBatch);
 }
 
@@ -159,8 +141,8 @@ void WorkerPool::giveOut() {
 }
 
 void WorkerPool::give(Connection& connection) {
-    connection.wasIdle = connection.isIdle();
-    if (connection.wasIdle) connection.lastSign = Clock::now();
+    connection.leftWhenGiven = connection.batch.size();
+    if (connection.isIdle()) connection.lastSign = Clock::now();
     std::vector<FileCheck> checks;
     for (Number left = std::min(batchSize(), queue_.waiting()); left > 0; --left) {
         connection.batch.push_back(queue_.takeWaiting());
@@ -177,13 +159,21 @@ void WorkerPool::give(Connection& connection) {
 // One that is idle, a new one, or one that has little left. Null when all are busy, or none could be had.
 WorkerPool::Connection* WorkerPool::freeConnection() {
     for (const auto& connection : connections_)
-        if (connection->isIdle()) return connection.get();
-    if (connections_.size() < static_cast<std::size_t>(options_.jobs)) return startConnection();
-    if (waitsForDecoding()) return nullptr;
-    const auto few = static_cast<std::size_t>(std::min(batchSize(), fewLeft));
+        if (connection->isIdle() && !connection->isStale) return connection.get();
+    Connection* started = nullptr;
+    if (connections_.size() < static_cast<std::size_t>(options_.jobs)) started = startConnection();
+    if (started || queue_.waiting() == 0 || isDecoded(queue_.firstWaiting())) return started;
     for (const auto& connection : connections_)
-        if (connection->batch.size() < few && !connection->isStale) return connection.get();
+        if (takesMore(*connection)) return connection.get();
     return nullptr;
+}
+
+// Frames of one worker stay in their order, so that a report that all others wait for never lies behind those that
+// wait for it.
+bool WorkerPool::takesMore(const Connection& connection) const {
+    const auto few = static_cast<std::size_t>(std::min(batchSize(), fewLeft));
+    return connection.batch.size() < few && !connection.isStale && connection.toSend.isEmpty() &&
+           connection.batch.back() < queue_.firstWaiting() && !isDecoded(connection.batch.back());
 }
 
 // With other workers there one that can't be started is done without. The last hope is tried for some time, once;
@@ -222,10 +212,12 @@ void WorkerPool::takeBackAllBut(Connection& connection, std::size_t kept) {
 
 // Ends the connection. The frame that the worker was at gets its report, the others wait again.
 void WorkerPool::lose(Connection& connection, const QByteArray& what) {
-    kill(connection.worker.process, SIGKILL);
     close(connection.worker.socket);
     connection.worker.socket = -1;
-    unreaped_.push_back(connection.worker.process);
+    if (!connection.isReaped) {
+        kill(connection.worker.process, SIGKILL);
+        unreaped_.push_back(connection.worker.process);
+    }
     if (connection.batch.empty()) return;
     FileReport report = limitReport(what);
     report.seconds = std::chrono::duration<double>(Clock::now() - connection.lastSign).count();
@@ -242,14 +234,15 @@ void WorkerPool::removeLost() {
 // Why a worker that closed its connection is gone.
 QByteArray WorkerPool::endOf(Connection& connection) {
     int status = 0;
-    if (!isGoneWithin(connection.worker.process, status, endGrace)) return "the reader closed its connection";
+    connection.isReaped = isWorkerGoneWithin(connection.worker.process, status, endGrace);
+    if (!connection.isReaped) return "the reader closed its connection";
     return "the reader " + workerEndText(status, options_.limits);
 }
 
 void WorkerPool::reap() {
     const auto gone = [](pid_t process) {
         int status = 0;
-        return isGone(process, status);
+        return isWorkerGone(process, status);
     };
     unreaped_.erase(std::remove_if(unreaped_.begin(), unreaped_.end(), gone), unreaped_.end());
 }
@@ -301,8 +294,8 @@ void WorkerPool::waitForNews(Clock::time_point end) {
         const short wanted = connection->toSend.isEmpty() ? POLLIN : POLLIN | POLLOUT;
         polled.push_back({isRead(*connection) ? connection->worker.socket : -1, wanted, 0});
     }
-    if (areAllBusy()) nap();
     const auto start = Clock::now();
+    if (areAllBusy()) nap();
     const milliseconds wait = timeToDeadline(end);
     const int count = poll(polled.data(), static_cast<nfds_t>(polled.size()), static_cast<int>(wait.count()));
     // A process that was suspended, its workers with it, has slept longer than it wanted.
@@ -337,8 +330,11 @@ void WorkerPool::send(Connection& connection) {
         return;
     }
     if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) return;
-    if (!connection.wasIdle) {
-        connection.toSend.clear();  // its last reports are on their way still, and its end behind them
+    if (connection.leftWhenGiven > 0) {
+        // Its last reports are on their way still, and its end behind them.
+        takeBackAllBut(connection, connection.leftWhenGiven);
+        connection.toSend.clear();
+        connection.isStale = true;
         return;
     }
     if (connection.hasReported) takeBackAllBut(connection, 0);
@@ -389,7 +385,7 @@ void WorkerPool::endSilent() {
         if (silence >= limit) {
             const auto seconds = static_cast<std::size_t>(options_.secondsPerFrame);
             lose(*connection, "the time limit of " + countText(seconds, "second") + " was reached");
-        } else if (silence >= longSilence && connection->batch.size() > 1) {
+        } else if (silence >= options_.longSilence && connection->batch.size() > 1) {
             takeBackAllBut(*connection, 1);
             connection->isStale = true;
         }

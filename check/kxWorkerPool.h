@@ -3,8 +3,8 @@
 //
 // Everything happens in next() and nextUntil(): one thread, one poll loop. A worker that dies, hangs, runs out of
 // memory or sends what is no report costs the frame it was at, which gets a report of `limit` that says what
-// happened; the rest of its batch goes to others and a new worker takes its place. A worker that is silent for a
-// second keeps only the frame it is at. No worker is ever waited for: one that hangs in the kernel and can't be
+// happened; the rest of its batch goes to others and a new worker takes its place. A worker that is silent for
+// long keeps only the frame it is at. No worker is ever waited for: one that hangs in the kernel and can't be
 // killed is left behind.
 //
 // Make it in a process with one thread, and use it from that thread only.
@@ -28,7 +28,9 @@ struct PoolOptions {
     int jobs = 1;                    // workers at most, at least 1; no more are started than there is work for
     WorkerLimits limits;             // of each worker
     int secondsPerFrame =
-        300;                  // from a worker's last sign of life; time in which the caller is away does not count
+        300;  // from a worker's last sign of life; time in which the caller is away does not count
+    // Of a worker, after which others get the frames that it has not begun.
+    std::chrono::milliseconds longSilence{1000};
     int stopDescriptor = -1;  // when this becomes readable, next() ends; not read from. -1: none
 };
 
@@ -67,13 +69,14 @@ private:
 
     // Which frames are given out.
     [[nodiscard]] bool hasRoom() const;
-    [[nodiscard]] bool waitsForDecoding() const;
+    [[nodiscard]] bool isDecoded(Number number) const;
     [[nodiscard]] Number batchSize() const;
     void giveOut();
     void give(Connection& connection);
 
     // Workers.
     Connection* freeConnection();
+    [[nodiscard]] bool takesMore(const Connection& connection) const;
     Connection* startConnection();
     void failWithoutWorker(int error);
     void takeBackAllBut(Connection& connection, std::size_t kept);

@@ -35,6 +35,11 @@ TEST_F(FreeMemoryTest, IsUnlimitedWhereTheSystemSaysNothing) {
     EXPECT_EQ(free(), unlimited);
 }
 
+TEST_F(FreeMemoryTest, IsUnlimitedWhereItCannotBeRead) {
+    std::filesystem::create_directories(dir.file("proc/meminfo"));
+    EXPECT_EQ(free(), unlimited);
+}
+
 TEST_F(FreeMemoryTest, IsWhatTheSystemHasAvailable) {
     write("proc/meminfo", "MemTotal:       24684928 kB\nMemFree:  1 kB\nMemAvailable:    2048 kB\nBuffers: 7 kB\n");
     EXPECT_EQ(free(), 2 * mib);
