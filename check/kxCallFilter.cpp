@@ -3,7 +3,6 @@
 
 #if defined(KX_HAS_SECCOMP) && (defined(__x86_64__) || defined(__aarch64__))
 #include <cerrno>
-#include <iterator>
 #include <memory>
 
 #include <fcntl.h>
@@ -84,8 +83,8 @@ constexpr int allowedCalls[] = {
 
 // For entries of a cache, which are written beside their place, flushed and renamed.
 constexpr int changingCalls[] = {
-    SCMP_SYS(open),   SCMP_SYS(openat),   SCMP_SYS(mkdir),     SCMP_SYS(mkdirat), SCMP_SYS(rename),
-    SCMP_SYS(unlink), SCMP_SYS(renameat), SCMP_SYS(renameat2), SCMP_SYS(fsync),   SCMP_SYS(unlinkat),
+    SCMP_SYS(mkdir),     SCMP_SYS(mkdirat), SCMP_SYS(rename),   SCMP_SYS(renameat),
+    SCMP_SYS(renameat2), SCMP_SYS(unlink),  SCMP_SYS(unlinkat), SCMP_SYS(fsync),
 };
 
 // A call that is allowed with some arguments only.
@@ -131,10 +130,11 @@ private:
     bool isGood_ = false;
 };
 
-void allowReading(Filter& filter) {
-    constexpr scmp_datum_t writing = O_ACCMODE | O_CREAT | O_TRUNC;
-    filter.allow({SCMP_SYS(open), without(1, writing)});
-    filter.allow({SCMP_SYS(openat), without(2, writing)});
+// No file is ever emptied: not every kernel's Landlock stops that.
+void allowOpening(Filter& filter, FileChanges changes) {
+    const scmp_datum_t refused = changes == FileChanges::refused ? O_ACCMODE | O_CREAT | O_TRUNC : O_TRUNC;
+    filter.allow({SCMP_SYS(open), without(1, refused)});
+    filter.allow({SCMP_SYS(openat), without(2, refused)});
 }
 
 void allowWithSomeArguments(Filter& filter) {
@@ -153,9 +153,8 @@ bool limitSystemCalls(FileChanges changes) {
     Filter filter;
     for (const int call : allowedCalls) filter.allow(call);
     allowWithSomeArguments(filter);
-    if (changes == FileChanges::refused)
-        allowReading(filter);
-    else
+    allowOpening(filter, changes);
+    if (changes != FileChanges::refused)
         for (const int call : changingCalls) filter.allow(call);
     return filter.load();
 }

@@ -140,7 +140,6 @@ protected:
             {"open to write", [this] { return isOpened(open(name(), O_WRONLY)); }},
             {"open to change", [this] { return isOpened(open(name(), O_RDWR)); }},
             {"create", [this] { return isOpened(open((file + "1").c_str(), O_RDONLY | O_CREAT, 0666)); }},
-            {"truncate", [this] { return isOpened(open(name(), O_RDONLY | O_TRUNC)); }},
             {"make a directory", [this] { return mkdir((file + "2").c_str(), 0777) == 0; }},
             {"rename", [this] { return rename((file + "1").c_str(), (file + "3").c_str()) == 0; }},
             {"remove", [this] { return unlink(name()) == 0; }},
@@ -167,6 +166,10 @@ Attempts CallFilterTest::worse() const {
         {"symlink", [this] { return symlink(name(), (file + "6").c_str()) == 0; }},
         {"chmod", [this] { return chmod(name(), 0600) == 0; }},
         {"set times", [this] { return utimensat(AT_FDCWD, name(), nullptr, 0) == 0; }},
+        {"empty",
+         [this] {
+             return isOpened(open(name(), O_RDONLY | O_TRUNC)) || isOpened(open(name(), O_WRONLY | O_TRUNC));
+         }},
         {"cut", [this] { return ::truncate(name(), 1) == 0; }},
         {"executable memory", [] { return isMapped(PROT_READ | PROT_EXEC) || becomesExecutable(); }},
         {"memory with a name", [] { return isOpened(memfd_create("x", 0)); }},
