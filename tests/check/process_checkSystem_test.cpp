@@ -30,7 +30,10 @@ protected:
     // Of a script in the directory, in which "$@" is the program with these arguments, "a.####.exr" at their end.
     ProcessResult script(const std::string& text, std::vector<std::string> arguments = {"--delete"},
                          unsigned userId = 0) const {
-        arguments.insert(arguments.begin(), {"/bin/bash", "-c", text, "bash", checkPath()});
+        // The other user may not be let into the folder that the program was built in.
+        if (userId != 0) fs::copy_file(checkPath(), dir.file("program"));
+        const std::string program = userId != 0 ? dir.file("program") : checkPath();
+        arguments.insert(arguments.begin(), {"/bin/bash", "-c", text, "bash", program});
         arguments.push_back("a.####.exr");
         ProcessOptions options;
         options.workingDirectory = dir.path();
