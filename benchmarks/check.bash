@@ -5,7 +5,7 @@
 if [ -n "$quick" ]; then
     rounds=3 small=100 ofKind=1 cached=1 onShare=20 largeShare=100 few=50 many=200 onPage=100 most=500
 else
-    rounds=9 small=2000 ofKind=17 cached=334 onShare=400 largeShare=24999 few=1000 many=20000 onPage=25000 most=25000
+    rounds=9 small=2000 ofKind=17 cached=334 onShare=400 largeShare=24999 few=1000 many=20000 onPage=24999 most=24999
 fi
 
 # compare <name> <title> <name of the other> <title of the other> <target>: a row with the ratio of two measured commands.
