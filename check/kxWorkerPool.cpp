@@ -74,7 +74,7 @@ struct WorkerPool::Connection {
     QByteArray toSend;
     QByteArray received;
     bool hasReported = false;
-    std::size_t leftWhenGiven = 0;  // frames that it had when it was given the last batch
+    std::size_t beforeLast = 0;  // frames of `batch` that it was given before those of the last message
     bool isReaped = false;
     bool isStale = false;  // it gets no more frames, and is ended when it has none: some of its own were taken back
     Clock::time_point lastSign;  // of life: the batch was sent, or a report came
@@ -141,7 +141,7 @@ void WorkerPool::giveOut() {
 }
 
 void WorkerPool::give(Connection& connection) {
-    connection.leftWhenGiven = connection.batch.size();
+    connection.beforeLast = connection.batch.size();
     if (connection.isIdle()) connection.lastSign = Clock::now();
     std::vector<FileCheck> checks;
     for (Number left = std::min(batchSize(), queue_.waiting()); left > 0; --left) {
@@ -330,9 +330,9 @@ void WorkerPool::send(Connection& connection) {
         return;
     }
     if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) return;
-    if (connection.leftWhenGiven > 0) {
+    if (connection.beforeLast > 0) {
         // Its last reports are on their way still, and its end behind them.
-        takeBackAllBut(connection, connection.leftWhenGiven);
+        takeBackAllBut(connection, connection.beforeLast);
         connection.toSend.clear();
         connection.isStale = true;
         return;
@@ -371,6 +371,7 @@ bool WorkerPool::takeReport(Connection& connection, const QByteArray& content) {
     const std::int64_t bytes = waitingBytesOf(*report, content.size());
     queue_.finish(connection.batch.front(), std::move(*report), bytes);
     connection.batch.pop_front();
+    if (connection.beforeLast > 0) --connection.beforeLast;
     return true;
 }
 
