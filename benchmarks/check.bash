@@ -113,8 +113,8 @@ compareLevels() {
     for level in headers structure pixels; do
         measure one "$check --level $level --jobs 2 $work/one" few "$check --level $level --jobs 2 $work/few" \
             many "$check --level $level --jobs 2 $work/many"
-        perFew=$(awk -v t="${times[few]}" -v s="${times[one]}" -v n=$few 'BEGIN { print (t - s) / (n - 1) * 1000 }')
-        perMany=$(awk -v t="${times[many]}" -v s="${times[one]}" -v n=$many 'BEGIN { print (t - s) / (n - 1) * 1000 }')
+        perFew=$(perFrame "${times[few]}" "${times[one]}" $few)
+        perMany=$(perFrame "${times[many]}" "${times[one]}" $many)
         row "$level" "$perMany" "$(ratio "$perMany" "$perFew")" "0.9 to 1.1"
     done
     "$build/benchmarks/tool_frames" "$work/most" small $most

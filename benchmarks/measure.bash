@@ -37,6 +37,11 @@ ratio() {
     awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", a / b }'
 }
 
+# Microseconds of each frame but the first: perFrame <ms of all> <ms of one> <frames>
+perFrame() {
+    awk -v all="$1" -v one="$2" -v n="$3" 'BEGIN { print (all - one) / (n - 1) * 1000 }'
+}
+
 row() {
     printf '| %s | %.2f | %s | %s |\n' "$@"
 }

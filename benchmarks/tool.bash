@@ -50,8 +50,8 @@ compareGrowth() {
     measure one "$tool $work/one/beauty.00001.exr" \
         few "$tool $work/few/beauty.00001.exr" \
         many "$tool $work/many/beauty.00001.exr"
-    perFew=$(awk -v t="${times[few]}" -v s="${times[one]}" -v n=$few 'BEGIN { print (t - s) / (n - 1) * 1000 }')
-    perMany=$(awk -v t="${times[many]}" -v s="${times[one]}" -v n=$many 'BEGIN { print (t - s) / (n - 1) * 1000 }')
+    perFew=$(perFrame "${times[few]}" "${times[one]}" $few)
+    perMany=$(perFrame "${times[many]}" "${times[one]}" $many)
     header "Growth" "µs per frame" "ratio" "target"
     row "$few frames" "$perFew" 1.00 ""
     row "$many frames" "$perMany" "$(ratio "$perMany" "$perFew")" "0.9 to 1.1"
