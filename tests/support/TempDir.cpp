@@ -2,11 +2,11 @@
 #include "tests/support/TempDir.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include <unistd.h>
 
@@ -50,7 +50,10 @@ bool writeFileBytes(const std::string& path, const std::string& bytes) {
 
 std::string readFileBytes(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    std::string bytes;
+    for (std::array<char, 65536> block; file.read(block.data(), block.size()) || file.gcount() > 0;)
+        bytes.append(block.data(), static_cast<std::size_t>(file.gcount()));
+    return file.bad() ? std::string() : bytes;
 }
 
 QString latin1(const std::string& bytes) {

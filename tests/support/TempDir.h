@@ -35,7 +35,7 @@ TempDir memoryDir();
 
 // Writes `bytes` to `path`, replacing what was there; false when that fails.
 bool writeFileBytes(const std::string& path, const std::string& bytes);
-// The file's bytes; empty when it can't be read.
+// The file's bytes; empty when it can't be read whole, as of a process that ends meanwhile.
 std::string readFileBytes(const std::string& path);
 // Bytes as Latin-1 text and back.
 QString latin1(const std::string& bytes);

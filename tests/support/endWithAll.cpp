@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 #include <sys/prctl.h>
@@ -23,7 +22,8 @@ namespace {
 // In "17 (name) S 1 ..." the parent is behind name and state; 0 when the process is gone.
 pid_t parentOf(const std::string& process) {
     std::ifstream file("/proc/" + process + "/stat");
-    const std::string stat{std::istreambuf_iterator<char>(file), {}};
+    std::string stat;
+    std::getline(file, stat, '\0');
     const std::size_t behindName = stat.rfind(')');
     return behindName == std::string::npos ? 0 : std::stoi(stat.substr(behindName + 4));
 }
