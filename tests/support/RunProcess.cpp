@@ -3,9 +3,10 @@
 
 #include "tests/support/TempDir.h"
 
+#include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <thread>
 
 #include <fcntl.h>
@@ -19,21 +20,35 @@ int openForWriting(const std::string& path) {
     return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
 }
 
-// In the child; never returns. The standard streams are in place before the user changes.
-[[noreturn]] void runChild(const std::vector<std::string>& arguments, const ProcessOptions& options, int outFd,
-                           int errFd) {
+// The test's own environment, with these entries in place of those of their names.
+std::vector<std::string> environmentWith(const std::vector<std::string>& entries) {
+    std::map<std::string, std::string> all;
+    const auto put = [&all](const std::string& entry) { all[entry.substr(0, entry.find('='))] = entry; };
+    for (char** entry = environ; *entry; ++entry) put(*entry);
+    for (const std::string& entry : entries) put(entry);
+    std::vector<std::string> texts;
+    for (const auto& [name, entry] : all) texts.push_back(entry);
+    return texts;
+}
+
+std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (const std::string& text : texts) pointers.push_back(const_cast<char*>(text.c_str()));
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+// In the child; never returns. Gets nothing from the heap, whose lock another thread of the test may have held when
+// it forked. The standard streams are in place before the user changes.
+[[noreturn]] void runChild(const std::vector<char*>& argv, const std::vector<char*>& environment,
+                           const ProcessOptions& options, int outFd, int errFd) {
     const int nullFd = open("/dev/null", O_RDONLY);
     dup2(nullFd, STDIN_FILENO);
     dup2(options.stdoutFd >= 0 ? options.stdoutFd : outFd, STDOUT_FILENO);
     dup2(errFd, STDERR_FILENO);
     if (!options.workingDirectory.empty() && chdir(options.workingDirectory.c_str()) != 0) _exit(126);
-    for (const std::string& entry : options.environment) putenv(const_cast<char*>(entry.c_str()));
     if (options.userId != 0 && (setgid(options.userId) != 0 || setuid(options.userId) != 0)) _exit(126);
-    std::vector<char*> argv;
-    argv.reserve(arguments.size() + 1);
-    for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-    execv(argv[0], argv.data());
+    execve(argv[0], argv.data(), environment.data());
     _exit(127);
 }
 
@@ -63,8 +78,11 @@ ProcessResult runProcess(const std::vector<std::string>& arguments, const Proces
     preload(options.preload, capture.file("preload.so"), options.environment);
     const int outFd = openForWriting(capture.file("out"));
     const int errFd = openForWriting(capture.file("err"));
+    const std::vector<std::string> environment = environmentWith(options.environment);
+    const std::vector<char*> argv = pointersTo(arguments);
+    const std::vector<char*> envp = pointersTo(environment);
     const pid_t child = fork();
-    if (child == 0) runChild(arguments, options, outFd, errFd);
+    if (child == 0) runChild(argv, envp, options, outFd, errFd);
     close(outFd);
     close(errFd);
     rusage usage{};
