@@ -182,12 +182,14 @@ TEST_F(CheckPageTest, IsTheOldOneWhenTheDiskIsFull) {
     }
 }
 
+// The pixels of the 90th frame are never there.
 TEST_F(CheckPageTest, IsMarkedAfterAnInterruption) {
     frames("a.", 1, 100);
     cut("a.0002.exr", 400);
     std::filesystem::create_symlink(KX_WATCHED_CALLS, dir.file("preload.so"));
     const std::string script =
-        "set -m; export LD_PRELOAD=$PWD/preload.so KX_DELAY=5000; \"$@\" > out.txt & unset LD_PRELOAD; "
+        "set -m; export LD_PRELOAD=$PWD/preload.so KX_DELAY=5000 KX_FAULTS='read a.0090.exr hang 1 0'; "
+        "\"$@\" > out.txt & unset LD_PRELOAD; "
         "until [ \"$(wc -l < out.txt)\" -gt 5 ]; do sleep 0.02; done; kill -s INT %1; wait %1";
     ProcessOptions options;
     options.workingDirectory = dir.path();

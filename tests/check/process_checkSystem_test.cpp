@@ -136,9 +136,9 @@ TEST_F(CheckSystemTest, TimeInWhichItIsSuspendedCountsForNoLimit) {
         const std::string text =
             "set -m; (export LD_PRELOAD=$PWD/preload.so KX_DELAY=60000; exec \"$@\" >out) & run=$!; sleep 0.5; "
             "[ -n \"$(jobs -r)\" ] || exit 99; kill -STOP -- " +
-            whom + "; sleep 3; kill -CONT -- " + whom +
+            whom + "; sleep 5; kill -CONT -- " + whom +
             "; while kill -0 $run 2>/dev/null; do wait $run; code=$?; done; exit $code";
-        const ProcessResult result = script(text, {"-l", "structure", "-j", "2", "--time-limit", "2"});
+        const ProcessResult result = script(text, {"-l", "structure", "-j", "2", "--time-limit", "4"});
         EXPECT_EQ(result.exitCode, 1) << result.err;
         EXPECT_EQ(
             withoutSeconds(readFileBytes(dir.file("out"))),
@@ -147,10 +147,12 @@ TEST_F(CheckSystemTest, TimeInWhichItIsSuspendedCountsForNoLimit) {
     }
 }
 
+// When its lines are out: it stands still before it removes anything.
 TEST_F(CheckSystemTest, AHangUpEndsItAndRemovesNothing) {
     fs::create_symlink(KX_WATCHED_CALLS, dir.file("preload.so"));
     const std::string text =
-        "set -m; (export LD_PRELOAD=$PWD/preload.so KX_DELAY=20000; exec \"$@\" >out) & run=$!; "
+        "set -m; (export LD_PRELOAD=$PWD/preload.so KX_FAULTS='lstat a.0003.exr hang 0 0'; exec \"$@\" >out) & "
+        "run=$!; "
         "until [ -s out ]; do sleep 0.01; done; kill -HUP $run; wait $run";
     EXPECT_EQ(script(text, {"-v", "-l", "structure", "-j", "1", "--delete"}).exitCode, 128 + SIGHUP);
     EXPECT_TRUE(entryExists(dir.file("a.0003.exr")));
