@@ -33,8 +33,7 @@ constexpr milliseconds lengthOfNap(1);
 constexpr std::int64_t bytesBesideMessage = 256;
 
 constexpr milliseconds longestWait(1000);
-// How long a worker that closed its connection may take to end before it is killed, and all killed ones to go.
-constexpr milliseconds endGrace(200);
+// How long all killed workers may take to go.
 constexpr milliseconds killGrace(1000);
 constexpr milliseconds startGrace(1000);
 constexpr milliseconds shortPause(1);
@@ -234,7 +233,7 @@ void WorkerPool::removeLost() {
 // Why a worker that closed its connection is gone.
 QByteArray WorkerPool::endOf(Connection& connection) {
     int status = 0;
-    connection.isReaped = isWorkerGoneWithin(connection.worker.process, status, endGrace);
+    connection.isReaped = isWorkerGoneWithin(connection.worker.process, status, options_.endGrace);
     if (!connection.isReaped) return "the reader closed its connection";
     return "the reader " + workerEndText(status, options_.limits);
 }

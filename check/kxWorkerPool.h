@@ -31,6 +31,8 @@ struct PoolOptions {
         300;  // from a worker's last sign of life; time in which the caller is away does not count
     // Of a worker, after which others get the frames that it has not begun.
     std::chrono::milliseconds longSilence{1000};
+    // For a worker that closed its connection to end by itself, so that it can be told how it ended.
+    std::chrono::milliseconds endGrace{200};
     int stopDescriptor = -1;  // when this becomes readable, next() ends; not read from. -1: none
 };
 

@@ -2,7 +2,7 @@
 // Where no process, or no connection to one, can be had.
 #include "check/kxWorkerPool.h"
 #include "tests/support/FailingCalls.h"
-#include "tests/support/PlayedWorker.h"
+#include "tests/support/PlayedPool.h"
 
 #include <gtest/gtest.h>
 
@@ -18,9 +18,7 @@ class PoolFaultTest : public ::testing::Test {
 protected:
     PoolFaultTest() {
         theSystem = System();
-        PoolOptions options;
-        options.jobs = 4;
-        pool = std::make_unique<WorkerPool>(options, playedCheck);
+        pool = std::make_unique<WorkerPool>(withJobs(4), playedCheck);
         for (int i = 0; i < 20; ++i) pool->add({"good " + QByteArray::number(i), Level::structure});
     }
     ~PoolFaultTest() override { theSystem = System(); }
@@ -48,7 +46,7 @@ TEST_F(PoolFaultTest, DoesWithFewerWorkers) {
 }
 
 TEST_F(PoolFaultTest, WaitsAMomentForTheFirstWorker) {
-    theSystem.fork.failWith(EAGAIN, 5);
+    theSystem.fork.failWith(EAGAIN, 2);
     EXPECT_EQ(outcome(), QByteArray(20, '+'));
 }
 

@@ -26,7 +26,7 @@ bool givesInOrder(WorkerPool& pool, int count) {
 }
 
 bool isGone(pid_t process) {
-    for (int i = 0; i < 10000; ++i) {
+    for (int i = 0; i < 60000; ++i) {
         if (kill(process, 0) != 0) return true;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }

@@ -13,6 +13,7 @@ inline kxCheck::PoolOptions withJobs(int jobs) {
     options.limits.memoryMiB = 1024;
     options.secondsPerFrame = 60;
     options.longSilence = std::chrono::minutes(5);  // a busy machine may leave a process waiting for long
+    options.endGrace = std::chrono::minutes(1);
     return options;
 }
 
