@@ -77,6 +77,7 @@ protected:
                            "--headless",
                            "--disable-gpu",
                            "--no-first-run",
+                           "--disable-dev-shm-usage",  // it may be small, and tests keep directories there
                            "--allow-file-access-from-files",
                            "--user-data-dir=" + dir.file("profile"),
                            "--dump-dom"};

@@ -87,9 +87,9 @@ TEST_F(CheckFaultsTest, WhatCantBeOpenedIsNeverBad) {
 }
 
 TEST_F(CheckFaultsTest, AReaderThatHangsCostsItsFrameTheTimeLimit) {
-    const std::string line = "0003  unknown     limit: the time limit of 1 second was reached\n";
+    const std::string line = "0003  unknown     limit: the time limit of 3 seconds was reached\n";
     for (const char* const level : {"headers", "pixels"}) {
-        const std::string found = outcomeUnder("read a.0003.exr hang 0 0", {"-l", level, "--time-limit", "1"});
+        const std::string found = outcomeUnder("read a.0003.exr hang 0 0", {"-l", level, "--time-limit", "3"});
         EXPECT_EQ(found, head + line + total) << level;
         EXPECT_TRUE(struck());
         EXPECT_EQ(filesLeft(), 5U);
@@ -100,10 +100,10 @@ TEST_F(CheckFaultsTest, AReaderThatHangsCostsItsFrameTheTimeLimit) {
 TEST_F(CheckFaultsTest, AReaderThatHangsAtThePixelsTakesNothingFromTheHeaders) {
     frame("a.0003.exr", largePart({"A", "B", "G", "R", "Z"}));
     const std::string found =
-        outcomeUnder("read a.0003.exr hang 1 0", {"--time-limit", "1", "--ignore", "size-jump"});
+        outcomeUnder("read a.0003.exr hang 1 0", {"--time-limit", "3", "--ignore", "size-jump"});
     EXPECT_TRUE(struck());
     EXPECT_EQ(found, head +
-                         "0003  unknown     limit: the time limit of 1 second was reached; differs: has channel Z "
+                         "0003  unknown     limit: the time limit of 3 seconds was reached; differs: has channel Z "
                          "that the others lack\n" +
                          total);
 }

@@ -76,9 +76,11 @@ protected:
     const TempDir logs;
 };
 
-// What a frame may take at most. What workers are told counts as read too, once for many frames.
+// What a frame may take at most. What workers are told counts as read too, once for many frames. A worker that a
+// busy machine leaves waiting for a second loses its frames to others, and some are looked at twice.
 void expectAtMost(const Counts& most, const Counts& counts) {
-    for (const auto& [what, limit] : most) EXPECT_LE(counts.at(what), limit) << what;
+    for (const auto& [what, limit] : most)
+        EXPECT_LE(counts.at(what), limit > 1000 ? 1.25 * limit : limit + 0.5) << what;
 }
 
 }  // namespace

@@ -41,9 +41,9 @@ TEST_F(CheckShareTest, AFileThatNeverAnswersCostsItsFrameTheTimeLimit) {
     for (const char* const call : {"open", "read"})
         for (const char* const jobs : {"1", "3"})
             EXPECT_EQ(described(onShare("a.0003.exr", call, "\"$0\" \"$@\"",
-                                        {"-j", jobs, "--time-limit", "1", "--delete", "share/a.####.exr"})),
+                                        {"-j", jobs, "--time-limit", "3", "--delete", "share/a.####.exr"})),
                       "share/a.####.exr  1-5  64x36  4 channels half  zip\n"
-                      "0003  unknown     limit: the time limit of 1 second was reached\n"
+                      "0003  unknown     limit: the time limit of 3 seconds was reached\n"
                       "total 5: 4 good, 1 unknown (3), N s\nexit 3")
                 << call << jobs;
     EXPECT_TRUE(entryExists(dir.file("frames/a.0003.exr")));

@@ -101,7 +101,7 @@ exec ./program "$@"
         command("renderFrame", "name=$(printf beauty.%04d.exr \"$SLURM_ARRAY_TASK_ID\")\ncp sound/$name $name\n");
         command("run", R"sh(set -euo pipefail
 read -r array last <<<"$("$1" 8 cache page.html --frames 1-400 beauty.####.exr -- ./render 'shot 10')"
-until grep -qs open hung3 && grep -qs open hung5; do [ $SECONDS -lt 100 ]; sleep 0.05; done
+until grep -qs open hung3 && grep -qs open hung5; do [ $SECONDS -lt 500 ]; sleep 0.05; done
 ls cache/* >kept
 kill -KILL -- "-$(cat process3)"
 scancel "${array}_5"
@@ -124,10 +124,10 @@ cat check-chunk-*.out >chunks
                                "SBATCH_ERROR=/dev/null",
                                "SBATCH_REQUEUE=1",
                                "KX_SBATCH_OPTIONS=--comment=checks --cpus-per-task=1"};
-        options.secondsToLive = 200;
+        options.secondsToLive = 800;
         const std::string cluster = (projectDir() / "tests/support/slurmCluster").string();
         const std::string submit = (projectDir() / "examples/slurm/submitCheck").string();
-        return runProcess({KX_END_WITH_ALL, "timeout", "180", cluster, state_.path(), "./run", submit}, options);
+        return runProcess({KX_END_WITH_ALL, "timeout", "780", cluster, state_.path(), "./run", submit}, options);
     }
 
     std::string left(const char* file) const { return readFileBytes(dir.file(file)); }

@@ -28,9 +28,12 @@ protected:
     }
 
     void pack(const std::string& generator) const {
+        ProcessOptions options;
+        options.secondsToLive = 600;  // on a busy machine
         const ProcessResult result =
             runProcess({"/bin/sh", "-c", "umask 077; exec \"$0\" --config \"$1\" -B \"$2\" -G \"$3\"", KX_CPACK,
-                        KX_CPACK_CONFIG, dir.path(), generator});
+                        KX_CPACK_CONFIG, dir.path(), generator},
+                       options);
         ASSERT_EQ(result.exitCode, 0) << result.out << result.err;
     }
 

@@ -19,7 +19,7 @@ struct ProcessOptions {
     std::string preload;                   // a library to load before all others
     int stdoutFd = -1;                     // takes the place of the captured standard output
     unsigned userId = 0;                   // not 0: run as this user (needs root)
-    int secondsToLive = 120;               // then it is killed (signal 9)
+    int secondsToLive = 240;               // then it is killed (signal 9)
 };
 
 // `arguments[0]` is the program's path; bytes are passed as they are. Standard input is empty.

@@ -282,9 +282,12 @@ TEST_F(CheckJob, SenderWaitsTwoSecondsWithoutTheLock) {
     ASSERT_TRUE(waitForMessages(client, 2));
     EXPECT_EQ(client.ask("lock"), "ok\n");
     EXPECT_EQ(client.ask("unlock"), "ok\n");
-    for (const std::future<std::string>& sender : senders) EXPECT_FALSE(hasEnded(sender));
+    // Half a second before the lock was free, and the two after it; on a busy machine they may be over by now.
+    const bool hasOneEnded = std::any_of(senders.begin(), senders.end(), hasEnded);
+    if (Clock::now() - begin < milliseconds(2500)) {
+        EXPECT_FALSE(hasOneEnded);
+    }
     for (std::future<std::string>& sender : senders) EXPECT_EQ(sender.get(), sent);
-    // Half a second before the lock was free, and the two after it.
     EXPECT_GE(Clock::now() - begin, milliseconds(2500));
 }
 

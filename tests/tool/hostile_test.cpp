@@ -18,9 +18,9 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-// Bytes from one damaged position of a file to the next. A run is given five seconds for each of its files. Under a
-// sanitizer the tool sets itself no limit of memory, and clearing the gigabytes that damaged headers claim takes
-// time: it sees some of the positions, with $KX_ALL_POSITIONS all of them.
+// Bytes from one damaged position of a file to the next. A run is given a minute, and five seconds for each of its
+// files. Under a sanitizer the tool sets itself no limit of memory, and clearing the gigabytes that damaged headers
+// claim takes time: it sees some of the positions, with $KX_ALL_POSITIONS all of them.
 std::size_t nextPosition() {
     return kxIsSanitizerBuild() && !std::getenv("KX_ALL_POSITIONS") ? 11 : 1;
 }
@@ -69,7 +69,7 @@ protected:
         Names arguments{dir.file(nameOf(0))};
         arguments.insert(arguments.end(), modes.begin(), modes.end());
         ProcessOptions options;
-        options.secondsToLive = static_cast<int>(5 * count);
+        options.secondsToLive = static_cast<int>(60 + 5 * count);
         const ProcessResult result = tool(arguments, options);
         EXPECT_EQ(result.exitCode, 0) << "signal " << result.signal << " with " << count << " files\n"
                                       << result.err;
