@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <memory>
 #include <new>
 #include <optional>
 #include <utility>
@@ -57,12 +58,21 @@ void setIdentity(const struct stat& status, FileReport& report) {
     if (report.hasIdentity) report.identity = identityOf(status);
 }
 
+std::optional<Finding> faultOf(const HeaderReading& reading) {
+    if (reading.finding) return reading.finding;
+    for (const kxExr::Part& part : reading.parts)
+        if (!canDecode(part.compression))
+            return makeFinding(Code::unsupported, QByteArray("compression ") + compressionName(part.compression));
+    return std::nullopt;
+}
+
 // One look at an open regular file.
 class FileLook {
 public:
-    FileLook(int descriptor, Level level, ChunkSink* sink, FileReport& report)
+    FileLook(int descriptor, Level level, ChunkSink* sink, KnownHeaders* known, FileReport& report)
         : level_(level),
           sink_(sink),
+          known_(known),
           report_(report),
           bytes_(descriptor, static_cast<std::uint64_t>(report.identity.size)) {}
 
@@ -73,38 +83,40 @@ public:
 
 private:
     void look();
-    void keepHeaders(const HeaderReading& reading);
+    void keepHeaders(const std::shared_ptr<const HeaderReading>& reading);
     void lookAtChunks(const HeaderReading& reading, const ExrCore& core, ChunkTable& table);
     void standAlone(const Finding& finding) { report_.findings.assign(1, finding); }
 
     Level level_;
     ChunkSink* sink_;
+    KnownHeaders* known_;
     FileReport& report_;
     FileBytes bytes_;
 };
 
 void FileLook::look() {
-    const HeaderReading reading = readHeaders(bytes_);
-    if (reading.finding) return standAlone(*reading.finding);
-    for (const kxExr::Part& part : reading.parts)
-        if (!canDecode(part.compression))
-            return standAlone(
-                makeFinding(Code::unsupported, QByteArray("compression ") + compressionName(part.compression)));
-    ChunkTable table(bytes_, reading);
+    std::shared_ptr<const HeaderReading> reading = known_ ? known_->find(bytes_) : nullptr;
+    const bool isKnown = reading != nullptr;
+    if (!isKnown) reading = std::make_shared<const HeaderReading>(readHeaders(bytes_));
+    if (const std::optional<Finding> fault = faultOf(*reading)) return standAlone(*fault);
+    ChunkTable table(bytes_, *reading);
     if (table.finding()) {
         const bool isCut = table.finding()->code == Code::truncated;  // behind headers that are whole
         if (isCut) keepHeaders(reading);
         return standAlone(*table.finding());
     }
-    ExrCore core(bytes_, reading);
-    if (const std::optional<Finding> refusal = core.open()) return standAlone(*refusal);
+    ExrCore core(bytes_, *reading);
+    if (!isKnown || level_ == Level::pixels)
+        if (const std::optional<Finding> refusal = core.open()) return standAlone(*refusal);
+    if (known_ && !isKnown) known_->remember(bytes_, reading);
     keepHeaders(reading);
-    if (level_ != Level::headers) lookAtChunks(reading, core, table);
+    if (level_ != Level::headers) lookAtChunks(*reading, core, table);
 }
 
-void FileLook::keepHeaders(const HeaderReading& reading) {
-    report_.headers = std::make_shared<const Headers>(reading.parts);
-    report_.notes = reading.notes;
+// Without a copy: the headers are part of the reading, which stays as long as they do.
+void FileLook::keepHeaders(const std::shared_ptr<const HeaderReading>& reading) {
+    report_.headers = std::shared_ptr<const Headers>(reading, &reading->parts);
+    report_.notes = reading->notes;
 }
 
 void FileLook::lookAtChunks(const HeaderReading& reading, const ExrCore& core, ChunkTable& table) {
@@ -119,7 +131,7 @@ void FileLook::lookAtChunks(const HeaderReading& reading, const ExrCore& core, C
 }
 
 // False when the file changed meanwhile, as far as its size and time tell.
-bool lookOnce(const FileCheck& check, ChunkSink* sink, FileReport& report) {
+bool lookOnce(const FileCheck& check, ChunkSink* sink, KnownHeaders* known, FileReport& report) {
     const Descriptor descriptor(check.path);
     struct stat status;
     if (descriptor.number() < 0) {
@@ -136,26 +148,26 @@ bool lookOnce(const FileCheck& check, ChunkSink* sink, FileReport& report) {
         report.findings.push_back(makeFinding(Code::unreadable, "this is no regular file"));
         return true;
     }
-    FileLook(descriptor.number(), check.level, sink, report).run();
+    FileLook(descriptor.number(), check.level, sink, known, report).run();
     return fstat(descriptor.number(), &status) != 0 || identityOf(status) == report.identity;
 }
 
-void lookUntilSteady(const FileCheck& check, ChunkSink* sink, FileReport& report) {
-    if (lookOnce(check, sink, report)) return;
+void lookUntilSteady(const FileCheck& check, ChunkSink* sink, KnownHeaders* known, FileReport& report) {
+    if (lookOnce(check, sink, known, report)) return;
     if (sink) sink->restart();
     report = FileReport();
-    if (lookOnce(check, sink, report)) return;
+    if (lookOnce(check, sink, known, report)) return;
     report.decoded = false;
     report.findings.assign(1, makeFinding(Code::changing, "it changed twice while it was checked"));
 }
 
 }  // namespace
 
-FileReport checkFile(const FileCheck& check, ChunkSink* sink) {
+FileReport checkFile(const FileCheck& check, ChunkSink* sink, KnownHeaders* known) {
     const auto begin = std::chrono::steady_clock::now();
     FileReport report;
     try {
-        lookUntilSteady(check, sink, report);
+        lookUntilSteady(check, sink, known, report);
     } catch (const std::bad_alloc&) {
         report.decoded = false;
         report.findings.assign(1, makeFinding(Code::limit, "there is not enough memory"));

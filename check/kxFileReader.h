@@ -8,14 +8,16 @@
 
 #include "check/kxChunkSink.h"
 #include "check/kxFileReport.h"
+#include "check/kxKnownHeaders.h"
 
 namespace kxCheck {
 
 // The file is read through one descriptor, once more when it changed meanwhile. `sink` is given every chunk that
-// can be decoded at level pixels; null: nobody wants them.
+// can be decoded at level pixels; null: nobody wants them. `known`, where there is one, spares headers that were
+// read before, and learns those of this file.
 //
 // One of these findings stands alone and says that the rest is unknown: missing, unreadable, unsupported, changing,
 // limit. Whether what is `truncated` is only unfinished yet is for those to say who know how old a file may be.
-FileReport checkFile(const FileCheck& check, ChunkSink* sink = nullptr);
+FileReport checkFile(const FileCheck& check, ChunkSink* sink = nullptr, KnownHeaders* known = nullptr);
 
 }  // namespace kxCheck

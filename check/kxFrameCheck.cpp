@@ -27,9 +27,9 @@ QByteArray keep(const QByteArray& cacheFile, const FileReport& report, kxCHK::_S
     }
 }
 
-FileReport decodePicture(const FileCheck& check) {
+FileReport decodePicture(const FileCheck& check, KnownHeaders* known) {
     PictureBuilder builder;
-    FileReport report = checkFile(check, &builder);
+    FileReport report = checkFile(check, &builder, known);
     if (!report.decoded) return report;
     const auto picture = std::make_shared<PictureReport>(builder.report());
     report.picture = picture;
@@ -43,26 +43,26 @@ FileReport decodePicture(const FileCheck& check) {
 }
 
 // Whether there is an entry is asked first: without one the file is looked at once only.
-FileReport checkPicture(const FileCheck& check) {
+FileReport checkPicture(const FileCheck& check, KnownHeaders* known) {
     std::optional<CachedFrame> entry;
     if (!check.cacheFile.isEmpty()) entry = CachedFrame::load(check.cacheFile, check.wantsPreview);
     if (entry || check.level == Level::structure) {
-        FileReport report = checkFile({check.path, Level::structure});
+        FileReport report = checkFile({check.path, Level::structure}, nullptr, known);
         if ((entry && entry->addTo(report)) || check.level == Level::structure) return report;
     }
-    return decodePicture(check);
+    return decodePicture(check, known);
 }
 
 }  // namespace
 
-FileReport checkFrame(const FileCheck& check) {
+FileReport checkFrame(const FileCheck& check, KnownHeaders* known) {
     const bool needsPicture =
         check.level == Level::pixels || (check.level == Level::structure && !check.cacheFile.isEmpty());
-    if (!needsPicture) return checkFile(check);
+    if (!needsPicture) return checkFile(check, nullptr, known);
     const auto begin = std::chrono::steady_clock::now();
     FileReport report;
     try {
-        report = checkPicture(check);
+        report = checkPicture(check, known);
     } catch (const std::bad_alloc&) {
         report.findings.assign(1, makeFinding(Code::limit, "there is not enough memory"));
     }

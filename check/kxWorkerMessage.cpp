@@ -320,26 +320,33 @@ std::optional<std::vector<FileCheck>> decodeChecks(const QByteArray& content) {
 }
 
 QByteArray ReportEncoder::encode(const FileReport& report) {
-    const SentHeaders headers = report.headers ? formOf(*report.headers) : SentHeaders();
+    const SentHeaders headers = report.headers ? formOf(report.headers) : SentHeaders();
     QByteArray content = encodeWith(report, headers);
     if (!fits(content)) content = encodeWith(withoutTiles(report), headers);
     if (!fits(content)) content = encodeWith(withoutPreview(withoutTiles(report)), headers);
     if (!fits(content)) return encodeWith(tooLarge(report), SentHeaders());
-    if (headers.form == HeadersForm::fresh) {
-        const auto number = static_cast<int>(numbers_.size());
-        numbers_.insert(headers.encoding, number);
-        numberedBytes_ += headers.encoding.size();
-    }
+    remember(report.headers, headers);
     return content;
 }
 
-SentHeaders ReportEncoder::formOf(const Headers& headers) const {
-    const QByteArray encoding = encodeHeaders(headers);
+SentHeaders ReportEncoder::formOf(const std::shared_ptr<const Headers>& headers) const {
+    const auto same = std::find(numbered_.begin(), numbered_.end(), headers);
+    if (same != numbered_.end())
+        return {HeadersForm::known, static_cast<int>(same - numbered_.begin()), QByteArray()};
+    const QByteArray encoding = encodeHeaders(*headers);
     const auto known = numbers_.constFind(encoding);
     if (known != numbers_.constEnd()) return {HeadersForm::known, known.value(), QByteArray()};
     const bool room =
         numbers_.size() < mostNumberedHeaders && numberedBytes_ + encoding.size() <= mostNumberedBytes;
     return {room ? HeadersForm::fresh : HeadersForm::single, 0, encoding};
+}
+
+void ReportEncoder::remember(const std::shared_ptr<const Headers>& headers, const SentHeaders& sent) {
+    if (sent.form == HeadersForm::known) numbered_[static_cast<std::size_t>(sent.number)] = headers;
+    if (sent.form != HeadersForm::fresh) return;
+    numbers_.insert(sent.encoding, static_cast<int>(numbered_.size()));
+    numberedBytes_ += sent.encoding.size();
+    numbered_.push_back(headers);
 }
 
 std::shared_ptr<const Headers> HeaderStore::get(const QByteArray& encoded) {

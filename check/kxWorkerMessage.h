@@ -56,10 +56,12 @@ public:
     QByteArray encode(const FileReport& report);
 
 private:
-    [[nodiscard]] SentHeaders formOf(const Headers& headers) const;
+    [[nodiscard]] SentHeaders formOf(const std::shared_ptr<const Headers>& headers) const;
+    void remember(const std::shared_ptr<const Headers>& headers, const SentHeaders& sent);
 
-    QHash<QByteArray, int> numbers_;  // of headers that were sent, by their encoding
-    std::int64_t numberedBytes_ = 0;  // of these encodings
+    QHash<QByteArray, int> numbers_;                        // of headers that were sent, by their encoding
+    std::int64_t numberedBytes_ = 0;                        // of these encodings
+    std::vector<std::shared_ptr<const Headers>> numbered_;  // one of those with each number: found without encoding
 };
 
 // Makes equal headers one value as long as someone has it, and gives the same list of channels to those that differ

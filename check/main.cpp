@@ -50,5 +50,5 @@ int main(int argc, char** argv) {
     const auto command = parseCommandLine(std::vector<QByteArray>(argv + (argc > 0 ? 1 : 0), argv + argc));
     if (const auto* wanted = std::get_if<WantedText>(&command)) return print(wanted->text);
     if (const auto* wrong = std::get_if<UsageError>(&command)) return refuse(wrong->line);
-    return runCheck(std::get<Settings>(command), checkFrame);
+    return runCheck(std::get<Settings>(command), FrameChecker());
 }

@@ -289,98 +289,6 @@ TEST(Report, KeepsAnAspectRatioThatIsNoNumber) {
     EXPECT_TRUE(std::isnan(received->headers->front().pixelAspectRatio));
 }
 
-TEST(Report, SendsHeadersOnce) {
-    ReportEncoder encoder;
-    HeaderStore store;
-    ReportDecoder decoder(store);
-    const auto first = decoder.decode(encoder.encode(someReport()));
-    const QByteArray second = encoder.encode(someReport());
-    EXPECT_EQ(second.indexOf("left"), -1);
-    const auto again = decoder.decode(second);
-    ASSERT_TRUE(first && again);
-    EXPECT_EQ(first->headers, again->headers);
-}
-
-TEST(Report, SharesEqualHeadersOfAllConnections) {
-    HeaderStore store;
-    const auto first = ReportDecoder(store).decode(bytesOfReport(someReport()));
-    const auto second = ReportDecoder(store).decode(bytesOfReport(someReport()));
-    ASSERT_TRUE(first && second);
-    EXPECT_EQ(first->headers, second->headers);
-}
-
-TEST(Report, SharesTheChannelsOfHeadersThatDifferInSomethingElse) {
-    HeaderStore store;
-    FileReport moved = someReport();
-    Headers headers = *moved.headers;
-    headers[0].dataWindow.minX -= 1;
-    headers[1].channels = {{"B"}};
-    moved.headers = std::make_shared<const Headers>(headers);
-    const auto first = ReportDecoder(store).decode(bytesOfReport(someReport()));
-    const auto second = ReportDecoder(store).decode(bytesOfReport(moved));
-    ASSERT_TRUE(first && second);
-    EXPECT_NE(first->headers, second->headers);
-    EXPECT_EQ((*first->headers)[0].channels.shared(), (*second->headers)[0].channels.shared());
-    EXPECT_NE((*first->headers)[1].channels, (*second->headers)[1].channels);
-}
-
-TEST(Report, KeepsNoHeadersThatNobodyHas) {
-    HeaderStore store;
-    auto report = ReportDecoder(store).decode(bytesOfReport(someReport()));
-    ASSERT_TRUE(report);
-    const std::weak_ptr<const Headers> headers = report->headers;
-    report.reset();
-    EXPECT_TRUE(headers.expired());
-}
-
-TEST(Report, SendsHeadersAnewWhenItHasNumberedManyOthers) {
-    ReportEncoder encoder;
-    HeaderStore store;
-    ReportDecoder decoder(store);
-    for (int round = 0; round < 2; ++round) {
-        for (int i = 0; i < mostNumberedHeaders + 10; ++i) {
-            FileReport report;
-            kxExr::Part part;
-            part.name = QByteArray::number(i);
-            report.headers = std::make_shared<const Headers>(Headers{part});
-            const auto received = decoder.decode(encoder.encode(report));
-            ASSERT_TRUE(received && received->headers);
-            EXPECT_EQ(received->headers->front().name, part.name);
-        }
-    }
-}
-
-// Otherwise every connection would keep the headers of hostile files.
-TEST(Report, NumbersNoLargeHeaders) {
-    ReportEncoder encoder;
-    HeaderStore store;
-    ReportDecoder decoder(store);
-    std::vector<std::weak_ptr<const Headers>> sent;
-    for (int i = 0; i < 10; ++i) {
-        FileReport report;
-        kxExr::Part part;
-        part.name = QByteArray(static_cast<int>(mostNumberedBytes / 3), static_cast<char>('a' + i));
-        report.headers = std::make_shared<const Headers>(Headers{part});
-        const auto received = decoder.decode(encoder.encode(report));
-        ASSERT_TRUE(received && received->headers);
-        EXPECT_EQ(received->headers->front().name, part.name);
-        sent.push_back(received->headers);
-    }
-    EXPECT_EQ(std::count_if(sent.begin(), sent.end(), [](const auto& headers) { return !headers.expired(); }), 2);
-}
-
-TEST(Report, IsRejectedWithMoreBytesOfNumberedHeadersThanItMayHave) {
-    HeaderStore store;
-    ReportDecoder decoder(store);
-    for (int i = 0; i < 3; ++i) {
-        FileReport report;
-        kxExr::Part part;
-        part.name = QByteArray(static_cast<int>(mostNumberedBytes * 2 / 5), static_cast<char>('a' + i));
-        report.headers = std::make_shared<const Headers>(Headers{part});
-        EXPECT_EQ(decoder.decode(ReportEncoder().encode(report)).has_value(), i < 2) << i;
-    }
-}
-
 TEST(Report, IsRejectedWhereverItIsCut) {
     const QByteArray right = bytesOfReport(someReport());
     for (int size = 0; size < right.size(); ++size) EXPECT_FALSE(decoded(right.left(size))) << size;
@@ -414,21 +322,6 @@ TEST(Report, IsRejectedWithAValueOutOfRange) {
 }
 
 // What is shown of headers is asked of their first part.
-TEST(Report, IsRejectedWithHeadersOfNoPart) {
-    FileReport report;
-    report.headers = std::make_shared<const Headers>(Headers{kxExr::Part()});
-    EXPECT_TRUE(decoded(bytesOfReport(report)));
-    report.headers = std::make_shared<const Headers>();
-    EXPECT_FALSE(decoded(bytesOfReport(report)));
-}
-
-TEST(Report, IsRejectedWithANumberOfHeadersThatWereNeverSent) {
-    ReportEncoder encoder;
-    HeaderStore store;
-    ASSERT_TRUE(ReportDecoder(store).decode(encoder.encode(someReport())));
-    EXPECT_FALSE(ReportDecoder(store).decode(encoder.encode(someReport()))) << "another connection's number";
-}
-
 // A spoiled byte may give another right report, but never more than the message holds, and never a crash.
 TEST(Report, WithAnyByteSpoiledIsRejectedOrWithinBounds) {
     const QByteArray right = bytesOfReport(someReport());

@@ -23,11 +23,11 @@ public:
 
     // Writes the bytes and checks them.
     kxCheck::FileReport check(const std::string& bytes, kxCheck::Level level = kxCheck::Level::pixels,
-                              kxCheck::ChunkSink* sink = nullptr) const {
+                              kxCheck::ChunkSink* sink = nullptr, kxCheck::KnownHeaders* known = nullptr) const {
         const bool isWritten = ftruncate(descriptor_, 0) == 0 && pwrite(descriptor_, bytes.data(), bytes.size(),
                                                                         0) == static_cast<ssize_t>(bytes.size());
         EXPECT_TRUE(isWritten);
-        return kxCheck::checkFile({path(), level}, sink);
+        return kxCheck::checkFile({path(), level}, sink, known);
     }
     QByteArray path() const { return "/proc/self/fd/" + QByteArray::number(descriptor_); }
 
