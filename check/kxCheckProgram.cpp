@@ -112,6 +112,7 @@ private:
 };
 
 int Program::run() {
+    static_cast<void>(timeForAges());  // ages are those of now, whatever becomes of the clock
     const FoundSequences found = findSequences(settings_.arguments, meaningOfNames(settings_));
     if (!settings_.follow) sayProblems(found.problems);
     if (!canBegin(found.sequences)) return exitPartial;
@@ -299,7 +300,7 @@ QByteArray Program::removeFrame(const Remover& remover, const FrameReport& frame
     if (stop_.received() != 0) return "the run was interrupted";
     if (!outputs_.fault().isEmpty()) return "the outcome could not be written";
     const QByteArray& path = frame.name.path;
-    return remover.remove(path.mid(path.lastIndexOf('/') + 1), frame.file.identity, systemTime());
+    return remover.remove(path.mid(path.lastIndexOf('/') + 1), frame.file.identity, timeForAges());
 }
 
 }  // namespace

@@ -144,7 +144,7 @@ bool SequenceRun::isDecided(std::size_t place) const {
 
 void SequenceRun::judgeNext() {
     judge(frames_[judged_], settings_, *likeness_,
-          {sizeJumpOf(frames_, neighbours_, judged_), pictures_.judge(judged_)}, systemTime());
+          {sizeJumpOf(frames_, neighbours_, judged_), pictures_.judge(judged_)}, timeForAges());
     pictures_.giveUp(judged_);
     dropStrange(frames_[judged_].file);
     ++judged_;
@@ -191,7 +191,7 @@ bool SequenceRun::isFaultless(std::size_t place) const {
     FrameReport frame;
     frame.name = frames_[place].name;
     frame.file = frames_[place].file;
-    judge(frame, settings_, *likeness_, {sizeJumpOf(frames_, neighbours_, place), {}}, systemTime());
+    judge(frame, settings_, *likeness_, {sizeJumpOf(frames_, neighbours_, place), {}}, timeForAges());
     return frame.verdict == Verdict::good || frame.verdict == Verdict::suspicious;
 }
 

@@ -130,7 +130,7 @@ bool Follow::askFiles() {
 // --------------------------------------------------------------------------------------------------
 
 void Follow::take(const Work& work, FileReport report) {
-    work.sequence->take(work.check, std::move(report), systemTime());
+    work.sequence->take(work.check, std::move(report), timeForAges());
     for (const FrameReport& frame : work.sequence->takeJudged()) {
         pace_.sign(Clock::now());
         listener_.judged(*work.sequence, frame);
@@ -140,7 +140,7 @@ void Follow::take(const Work& work, FileReport report) {
 
 void Follow::look() {
     for (auto& [key, sequence] : sequences_) {
-        sequence.grow(systemTime());
+        sequence.grow(timeForAges());
         for (FollowCheck& check : sequence.takeArrived()) {
             pools_.forLevel(levelOfLook()).add(check.file);
             looked_.push_back({&sequence, std::move(check)});

@@ -33,7 +33,7 @@ FileReport decodePicture(const FileCheck& check, KnownHeaders* known) {
     if (!report.decoded) return report;
     const auto picture = std::make_shared<PictureReport>(builder.report());
     report.picture = picture;
-    const bool isKept = check.keepsInCache && !check.cacheFile.isEmpty() && mayBeCached(report, systemTime());
+    const bool isKept = check.keepsInCache && !check.cacheFile.isEmpty() && mayBeCached(report, timeForAges());
     if (!check.wantsPreview && !isKept) return report;
     kxCHK::_SingleImageView view;
     if (builder.picture()) makeThumbnail(*builder.picture(), view.ensureThumbnail());

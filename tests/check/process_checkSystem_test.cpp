@@ -3,6 +3,8 @@
 // Whatever is not there to be had, no frame gets a verdict that is not its own, and no good one is removed.
 #include "shared/kxMemoryLimit.h"
 #include "tests/support/CheckTest.h"
+#include "tests/support/RemovalTest.h"
+#include "tests/support/RunningCheck.h"
 
 #include <csignal>
 #include <filesystem>
@@ -145,6 +147,44 @@ TEST_F(CheckSystemTest, TimeInWhichItIsSuspendedCountsForNoLimit) {
             std::regex_replace(head + badLine, std::regex("  => delete"), "") + "total 5: 4 good, 1 bad (3), N s\n")
             << whom;
     }
+}
+
+// Nor does it reach a limit of time.
+TEST_F(CheckSystemTest, AClockThatIsSetMakesNoFileOld) {
+    frames("b.", 1, 300);
+    cut("b.0300.exr", 560);
+    const std::string clock = dir.file("clock");
+    const std::vector<std::string> command = {"/usr/bin/env",
+                                              "LD_PRELOAD=" KX_CLOCK_JUMPS,
+                                              "KX_CLOCK=" + clock,
+                                              checkPath(),
+                                              "-v",
+                                              "--level",
+                                              "structure",
+                                              "--min-age",
+                                              "3000",
+                                              "--delete",
+                                              dir.file("b.0001.exr")};
+    const auto expectKept = [&](const RunningCheck& run) {
+        EXPECT_NE(run.output().find("\n0300  bad         unfinished: "), std::string::npos) << run.output();
+        EXPECT_NE(run.output().find("\n0300  kept: "), std::string::npos) << run.output();
+        EXPECT_NE(run.output().find(" 299 good, 1 bad (300), "), std::string::npos) << run.output();
+        EXPECT_TRUE(entryExists(dir.file("b.0300.exr")));
+    };
+    for (const char* const seconds : {"86400", "-86400"}) {
+        setAge(dir.file("b.0300.exr"), 1500);
+        fs::remove(clock);
+        RunningCheck run(command, dir.path(), true);
+        ASSERT_TRUE(run.readLines(5)) << run.output();
+        EXPECT_EQ(run.outputSoFar().find("\n0300"), std::string::npos) << "it was not held back";
+        ASSERT_TRUE(writeFileBytes(clock, seconds));
+        EXPECT_EQ(run.finish(), 1);
+        expectKept(run);
+    }
+    ASSERT_TRUE(writeFileBytes(clock, "86400"));
+    RunningCheck late(command, dir.path());
+    EXPECT_EQ(late.finish(), 1);
+    EXPECT_FALSE(entryExists(dir.file("b.0300.exr"))) << "the clock was never set";
 }
 
 // When its lines are out: it stands still before it removes anything.
