@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Pages as a validator and a real browser take them.
+#include "tests/support/Patterns.h"
 #include "tests/support/PlayedPage.h"
 #include "tests/support/RunProcess.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -22,7 +22,7 @@ const char* const browser = "/usr/bin/chromium";
 
 // The validator of Debian does not know links within drawings.
 bool isKnownToOthers(const std::string& line) {
-    return std::regex_search(line, std::regex("<a> proprietary attribute \"(href|tabindex)\""));
+    return hasMatch(line, "<a> proprietary attribute \"(href|tabindex)\"");
 }
 
 Texts linesOf(const std::string& text) {
@@ -86,9 +86,8 @@ protected:
         arguments.push_back("file://" + dir.file("harness.html"));
         const ProcessResult result = runProcess(arguments);
         EXPECT_EQ(result.exitCode, 0) << result.err;
-        std::smatch match;
-        if (!std::regex_search(result.out, match, std::regex("<pre id=\"said\">([^<]*)end\n</pre>")))
-            return {"nothing: " + result.out.substr(0, 2000) + result.err};
+        const Match match = firstMatch(result.out, "<pre id=\"said\">([^<]*)end\n</pre>");
+        if (match.empty()) return {"nothing: " + result.out.substr(0, 2000) + result.err};
         return linesOf(match[1]);
     }
 };
@@ -168,8 +167,7 @@ TEST_F(PageInBrowserTest, LeadsWithAClickToAFrame) {
                 say(view.location.hash);
             };
         )";
-        EXPECT_EQ(said(std::regex_replace(script, std::regex("COUNT"), std::to_string(c.frames)) + c.clicks),
-                  c.anchors);
+        EXPECT_EQ(said(withReplaced(script, "COUNT", std::to_string(c.frames)) + c.clicks), c.anchors);
     }
 }
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Runs with a cache say what runs without one do, whatever is in it and whoever else uses it.
 #include "tests/support/CheckTest.h"
+#include "tests/support/Patterns.h"
 #include "tests/support/plainCheck.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <future>
 #include <random>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -22,8 +22,7 @@ protected:
     std::string all(std::vector<std::string> arguments) const {
         arguments.insert(arguments.end(), {"--json", "-", "--strict", "a.0001.exr"});
         const std::string text = described(check(arguments));
-        static const std::regex changing("\"cached\":true,|,\"seconds\":[^,}]*");
-        return std::regex_replace(text, changing, "");
+        return withReplaced(text, "\"cached\":true,|,\"seconds\":[^,}]*", "");
     }
     int cachedFrames() const {
         const std::string text = check({"--cache", "c", "--json", "-", "a.0001.exr"}).out;
@@ -61,10 +60,7 @@ TEST_F(CheckCacheProcessTest, FindsTheSameWithoutWithAnEmptyAndWithAFullCache) {
         randomSequence("a.", 16, random);
         const std::vector<std::string> jobs{"--jobs", std::to_string(1 + round % 4)};
         const std::string expected = all(jobs);
-        static const std::regex code("\"code\":\"([a-z-]*)\"");
-        for (auto at = std::sregex_iterator(expected.begin(), expected.end(), code); at != std::sregex_iterator();
-             ++at)
-            codes.insert((*at)[1]);
+        for (const Match& code : allMatches(expected, "\"code\":\"([a-z-]*)\"")) codes.insert(code[1]);
         const std::vector<std::string> withCache{jobs[0], jobs[1], "--cache", "c"};
         fs::remove_all(dir.file("c"));  // these files may have the size and the second of those before
         EXPECT_EQ(all(withCache), expected) << "nothing is in the cache";

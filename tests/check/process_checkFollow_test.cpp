@@ -2,13 +2,13 @@
 // Frames that arrive while they are checked. Each next step of the render waits for what the program says about the
 // one before, so that the order of the lines does not depend on the machine's load.
 #include "tests/support/CheckTest.h"
+#include "tests/support/Patterns.h"
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <functional>
-#include <regex>
 #include <thread>
 
 #include <fcntl.h>
@@ -21,7 +21,7 @@ const std::string foreign(760, 'x');
 
 // Without what differs from run to run.
 std::string steadyJson(const std::string& json) {
-    return std::regex_replace(json, std::regex(",\"seconds\":[0-9.e-]+"), "");
+    return withReplaced(json, ",\"seconds\":[0-9.e-]+", "");
 }
 
 class CheckFollowTest : public CheckTest {
@@ -321,19 +321,16 @@ TEST_F(CheckFollowTest, TilesAreWaitedForAsFarAsFramesHaveThem) {
 
 TEST_F(CheckFollowTest, KeepsInACacheWhatArrivesAndTakesNothingChangedFromIt) {
     const std::vector<std::string> arguments = {"-f", "1-3", "--cache", "kept", "--json", "-", "r/a.####.exr"};
-    const auto cached = [](const std::string& json) {
-        const std::regex mark("\"cached\":true");
-        return std::distance(std::sregex_iterator(json.begin(), json.end(), mark), std::sregex_iterator());
-    };
+    const auto cached = [](const std::string& json) { return allMatches(json, "\"cached\":true").size(); };
     const std::string first = follow(arguments, [this] {
         for (const char* const number : {"0001", "0002", "0003"}) write(number, made(number));
     });
     EXPECT_EQ(first.substr(first.size() - 6), "exit 0");
-    EXPECT_EQ(cached(first), 0) << first;
-    EXPECT_EQ(cached(follow(arguments)), 3);
+    EXPECT_EQ(cached(first), 0U) << first;
+    EXPECT_EQ(cached(follow(arguments)), 3U);
     bytes("r/a.0002.exr", foreign);
     const std::string changed = follow(arguments);
-    EXPECT_EQ(cached(changed), 2) << changed;
+    EXPECT_EQ(cached(changed), 2U) << changed;
     EXPECT_EQ(changed.substr(changed.size() - 6), "exit 1");
 }
 
@@ -407,11 +404,7 @@ TEST_F(CheckFollowTest, APageShowsThePicturesOfTheLastFiles) {
     arrive("0002");
     EXPECT_EQ(check({"-f", "1-2", "--report", "plain", "r/a.####.exr"}).exitCode, 0);
     const auto pictures = [](const std::string& html) {
-        const std::regex picture("data:image/jpeg;base64,[A-Za-z0-9+/=]+");
-        std::vector<std::string> all;
-        for (std::sregex_iterator at(html.begin(), html.end(), picture), end; at != end; ++at)
-            all.push_back(at->str());
-        return all;
+        return allMatches(html, "data:image/jpeg;base64,[A-Za-z0-9+/=]+");
     };
     EXPECT_FALSE(pictures(page).empty());
     EXPECT_EQ(pictures(page), pictures(readFileBytes(dir.file("plain"))));

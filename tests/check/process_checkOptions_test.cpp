@@ -4,9 +4,9 @@
 #include "shared/kxMemoryLimit.h"
 #include "tests/support/CheckTest.h"
 #include "tests/support/Documents.h"
+#include "tests/support/Patterns.h"
 
 #include <algorithm>
-#include <regex>
 
 namespace {
 
@@ -154,11 +154,8 @@ TEST_F(CheckOptionsTest, InfoStandsUnderEachLineOfAFrame) {
         image + "    N bytes\n    TIME\n" + missing + cutOff +
         "    1004\n    64x36  Half Float, zip, A B G R\n     ()\n    N bytes\n    TIME\n"
         "total 3: 1 good, 1 bad (1004), 1 missing (1003), N s\n";
-    const std::regex bytes("[0-9.]+ bytes");
-    const std::regex time("\n    [0-9]{4}[^\n]* [^\n]*:[^\n]*\n");
-    std::string out = std::regex_replace(withoutSeconds(result.out), bytes, "N bytes");
-    out = std::regex_replace(out, time, "\n    TIME\n");
-    EXPECT_EQ(out, expected);
+    const std::string out = withReplaced(withoutSeconds(result.out), "[0-9.]+ bytes", "N bytes");
+    EXPECT_EQ(withReplaced(out, "\n    [0-9]{4}[^\n]* [^\n]*:[^\n]*\n", "\n    TIME\n"), expected);
     EXPECT_EQ(with({"--info", "--list", "bad"}), "1004-1006\nexit 1");
 }
 

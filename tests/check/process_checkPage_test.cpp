@@ -2,10 +2,10 @@
 // The page of the program: what it shows of real sequences, and how it comes to be written or not.
 #include "tests/support/CheckTest.h"
 #include "tests/support/PageMarkup.h"
+#include "tests/support/Patterns.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <regex>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -31,9 +31,8 @@ protected:
     static std::string framesOf(const PageMarkup& page) {
         std::string text;
         for (const PageElement& frame : page.ofClass("frame")) {
-            std::smatch match;
-            if (std::regex_search(frame.text, match, std::regex("^(.*?) [^ ]+ (bad|missing|suspicious|unknown)")))
-                text += match.str(1) + " " + match.str(2) + "; ";
+            const Match match = firstMatch(frame.text, "^(.*?) [^ ]+ (bad|missing|suspicious|unknown)");
+            if (!match.empty()) text += match[1] + " " + match[2] + "; ";
         }
         return text;
     }
@@ -81,12 +80,12 @@ TEST_F(CheckPageTest, ChangesNothingThatIsPrinted) {
 
 TEST_F(CheckPageTest, StandsInTheOrderOfTheFramesHoweverLinesAreSorted) {
     mixedSequence();
-    const std::regex time("[0-9-]+ [0-9:]+ UTC</p>");
+    const std::string time = "[0-9-]+ [0-9:]+ UTC</p>";
     static_cast<void>(page({"beauty.1001.exr"}));
-    const std::string byFrame = std::regex_replace(bytes(), time, "");
+    const std::string byFrame = withReplaced(bytes(), time, "");
     for (const char* const key : {"-frame", "size", "-date"}) {
         static_cast<void>(page({"--sort", key, "beauty.1001.exr"}));
-        EXPECT_EQ(std::regex_replace(bytes(), time, ""), byFrame) << key;
+        EXPECT_EQ(withReplaced(bytes(), time, ""), byFrame) << key;
     }
 }
 

@@ -2,11 +2,11 @@
 // The verdicts on a sequence are the same however it is checked: with one job or eight, without a cache, with an
 // empty, a partly filled and a full one, in one run and in runs of some frames, on a fast disk and on a slow one.
 #include "tests/support/CheckTest.h"
+#include "tests/support/Patterns.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <regex>
 
 namespace fs = std::filesystem;
 
@@ -29,12 +29,9 @@ protected:
         const ProcessResult result = check(arguments, options);
         EXPECT_LE(result.exitCode, 3) << result.err;
         EXPECT_EQ(result.err, "");
-        static const std::regex frameLine("\\{[^\\n]*\"type\":\"frame\"[^\\n]*\\n");
         std::string lines;
-        for (std::sregex_iterator at(result.out.begin(), result.out.end(), frameLine), end; at != end; ++at)
-            lines += at->str();
-        static const std::regex changing("\"cached\":true,|,\"seconds\":[^,}]*");
-        return std::regex_replace(lines, changing, "");
+        for (const Match& line : allMatches(result.out, "\\{[^\\n]*\"type\":\"frame\"[^\\n]*\\n")) lines += line[0];
+        return withReplaced(lines, "\"cached\":true,|,\"seconds\":[^,}]*", "");
     }
 
     // In runs that follow each other, and that find nothing or all in a cache.

@@ -3,12 +3,12 @@
 // Whatever is not there to be had, no frame gets a verdict that is not its own, and no good one is removed.
 #include "shared/kxMemoryLimit.h"
 #include "tests/support/CheckTest.h"
+#include "tests/support/Patterns.h"
 #include "tests/support/RemovalTest.h"
 #include "tests/support/RunningCheck.h"
 
 #include <csignal>
 #include <filesystem>
-#include <regex>
 
 #include <unistd.h>
 
@@ -102,7 +102,7 @@ TEST_F(CheckSystemTest, AFullDiskTakesOutputsAndNoVerdicts) {
         "full || exit 77\nhead -c 4096 /dev/zero >full/file\nexec \"$@\"' bash \"$@\"";
     if (script(mounted, {"--help"}).exitCode != 0) GTEST_SKIP() << "no mounts for this user or on this system";
     EXPECT_EQ(described(script(mounted, {"--cache", "full", "--min-age", "0"})),
-              std::regex_replace(head + badLine, std::regex("  => delete"), "") +
+              withReplaced(head + badLine, "  => delete", "") +
                   "total 5: 4 good, 1 bad (3), N s\n"
                   "2> kxCheckFrames: a.0001.exr is not kept in full: No space left on device\nexit 1");
     for (const char* const option : {"--json", "--report"}) {
@@ -142,9 +142,8 @@ TEST_F(CheckSystemTest, TimeInWhichItIsSuspendedCountsForNoLimit) {
             "; while kill -0 $run 2>/dev/null; do wait $run; code=$?; done; exit $code";
         const ProcessResult result = script(text, {"-l", "structure", "-j", "2", "--time-limit", "4"});
         EXPECT_EQ(result.exitCode, 1) << result.err;
-        EXPECT_EQ(
-            withoutSeconds(readFileBytes(dir.file("out"))),
-            std::regex_replace(head + badLine, std::regex("  => delete"), "") + "total 5: 4 good, 1 bad (3), N s\n")
+        EXPECT_EQ(withoutSeconds(readFileBytes(dir.file("out"))),
+                  withReplaced(head + badLine, "  => delete", "") + "total 5: 4 good, 1 bad (3), N s\n")
             << whom;
     }
 }

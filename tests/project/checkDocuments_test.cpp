@@ -3,13 +3,13 @@
 // real shells.
 #include "check/kxCheckOptions.h"
 #include "tests/support/Documents.h"
+#include "tests/support/Patterns.h"
 #include "tests/support/RunProcess.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -87,7 +87,7 @@ TEST(ManualPageTest, NamesWordsAndKeysOfTheOptions) {
 TEST(ManualPageTest, NamesTheCodes) {
     const std::string page = plainPage();
     const std::string verdicts = page.substr(page.find(".SH VERDICTS"));
-    const Words words = wordsOf(std::regex_replace(verdicts, std::regex("[\"(),]"), " "));
+    const Words words = wordsOf(withReplaced(verdicts, "[\"(),]", " "));
     for (int i = 0; i <= static_cast<int>(kxCheck::Code::jump); ++i) {
         const std::string name = kxCheck::rowOf(static_cast<kxCheck::Code>(i)).name;
         EXPECT_EQ(words.count(name), 1U) << name;

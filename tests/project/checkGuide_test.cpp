@@ -3,13 +3,13 @@
 #include "check/kxCheckOptions.h"
 #include "check/kxFrameList.h"
 #include "tests/support/Documents.h"
+#include "tests/support/Patterns.h"
 #include "tests/support/RunProcess.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <regex>
 
 namespace {
 
@@ -28,8 +28,8 @@ std::string formOf(const kxCheck::OptionRow& row) {
 
 // Without what depends on the compressor and on the clock.
 std::string steady(const std::string& lines) {
-    const std::regex sizes("[0-9]+ bytes, before and after it [0-9]+ and [0-9]+");
-    return std::regex_replace(std::regex_replace(lines, sizes, "sizes"), std::regex(", [0-9]+ s\n"), ", seconds\n");
+    const std::string sizes = "[0-9]+ bytes, before and after it [0-9]+ and [0-9]+";
+    return withReplaced(withReplaced(lines, sizes, "sizes"), ", [0-9]+ s\n", ", seconds\n");
 }
 
 }  // namespace

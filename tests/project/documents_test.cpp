@@ -4,13 +4,13 @@
 
 #include "image/KX_DataTypes_imageList.h"
 #include "shared/kxVersion.h"
+#include "tests/support/Patterns.h"
 #include "tests/support/ToolTest.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -49,17 +49,14 @@ std::string manualSection(const std::string& title) {
     const std::string page = document("docs/kxVerifyExrModes.1");
     const std::size_t begin = page.find("\n.SH " + title + "\n") + 5;
     const std::string section = without("\\\"", page.substr(begin, page.find("\n.SH ", begin) - begin));
-    return std::regex_replace(section, std::regex("\n([.]B[RI]? )?| +"), " ");
+    return withReplaced(section, "\n([.]B[RI]? )?| +", " ");
 }
 
 // Each option is what follows ".TP" up to the sentence about it.
 std::set<std::string> manualOptions() {
     std::set<std::string> options;
-    const std::regex option("[.]TP (-[A-Za-z]+(?: [a-z]+)*) +[A-Z]");
-    const std::string text = manualSection("OPTIONS");
-    for (std::sregex_iterator match(text.begin(), text.end(), option), end; match != end; ++match) {
-        options.insert((*match)[1]);
-    }
+    for (const Match& option : allMatches(manualSection("OPTIONS"), "[.]TP (-[A-Za-z]+(?: [a-z]+)*) +[A-Z]"))
+        options.insert(option[1]);
     return options;
 }
 
@@ -69,10 +66,9 @@ std::map<std::string, std::string> guideCompressions() {
     const std::string text = guide();
     const std::size_t begin = text.find("| compression | printed as |");
     const std::string rows = text.substr(begin, text.find("\n\n", begin) - begin);
-    const std::regex row("\n[|] ([^-|]+) [|] (`[^|]+`) [|]");
-    for (std::sregex_iterator match(rows.begin(), rows.end(), row), end; match != end; ++match) {
-        const std::vector<std::string> names = listedIn((*match)[1]);
-        const std::vector<std::string> printed = listedIn((*match)[2]);
+    for (const Match& row : allMatches(rows, "\n[|] ([^-|]+) [|] (`[^|]+`) [|]")) {
+        const std::vector<std::string> names = listedIn(row[1]);
+        const std::vector<std::string> printed = listedIn(row[2]);
         for (std::size_t i = 0; i < names.size(); ++i) texts[names[i]] = printed[std::min(i, printed.size() - 1)];
     }
     return texts;
@@ -83,9 +79,8 @@ std::map<std::string, std::string> manualCompressions() {
     const std::string text = manualSection("OUTPUT");
     const std::size_t begin = text.find("compression ") + 11;
     const std::string items = text.substr(begin, text.find(".TP", begin) - begin);
-    const std::regex item(" ([^()]+) [(]([^()]+)[)][,.]");
-    for (std::sregex_iterator match(items.begin(), items.end(), item), end; match != end; ++match) {
-        for (const std::string& name : listedIn((*match)[2])) texts[name] = (*match)[1];
+    for (const Match& item : allMatches(items, " ([^()]+) [(]([^()]+)[)][,.]")) {
+        for (const std::string& name : listedIn(item[2])) texts[name] = item[1];
     }
     return texts;
 }
@@ -111,7 +106,7 @@ protected:
         part.compression = compression;
         frame("f.0001.exr", part);
         const std::string text = textsBetween("scanline ", "\n", verify("f.0001.exr")).at(0);
-        return std::regex_replace(text, std::regex("^ *(.*?)  .*"), "$1");
+        return withReplaced(text, "^ *(.*?)  .*", "\\1");
     }
 };
 
@@ -197,14 +192,13 @@ TEST_F(DocumentsTest, VersionIsTheSameEverywhere) {
 TEST_F(DocumentsTest, ReleasesHaveDatesFromNewToOld) {
     std::string later = "9999";
     for (const std::string& release : releases()) {
-        EXPECT_TRUE(std::regex_match(release, std::regex("[0-9]+[.][0-9]+[.][0-9]+, [0-9]{4}-[0-9]{2}-[0-9]{2}")))
-            << release;
+        EXPECT_TRUE(hasMatch(release, "^[0-9]+[.][0-9]+[.][0-9]+, [0-9]{4}-[0-9]{2}-[0-9]{2}$")) << release;
         const std::string date = release.substr(release.find(' ') + 1);
         EXPECT_LE(date, later);
         later = date;
     }
     const std::string manual = document("docs/kxVerifyExrModes.1");
-    EXPECT_TRUE(std::regex_search(manual, std::regex("^[.]TH KXVERIFYEXRMODES 1 [0-9]{4}-[0-9]{2}-[0-9]{2} ")));
+    EXPECT_TRUE(hasMatch(manual, "^[.]TH KXVERIFYEXRMODES 1 [0-9]{4}-[0-9]{2}-[0-9]{2} ")) << manual.substr(0, 200);
 }
 
 TEST_F(DocumentsTest, LinksLeadToFilesOfTheProject) {

@@ -4,10 +4,10 @@
 #include "check/kxCacheFolder.h"
 #include "tests/support/CheckTest.h"
 #include "tests/support/Documents.h"
+#include "tests/support/Patterns.h"
 
 #include <filesystem>
 #include <limits>
-#include <regex>
 
 #include <sys/stat.h>
 
@@ -18,8 +18,7 @@ namespace {
 using Strings = std::vector<std::string>;
 
 int countIn(const std::string& text, const std::string& pattern) {
-    const std::regex expression(pattern);
-    return static_cast<int>(std::distance(std::sregex_iterator(text.begin(), text.end(), expression), {}));
+    return static_cast<int>(allMatches(text, pattern).size());
 }
 
 class SlurmTest : public CheckTest {

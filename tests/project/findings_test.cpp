@@ -4,6 +4,7 @@
 #include "examples/SampleFrames.h"
 #include "shared/kxMemoryLimit.h"
 #include "tests/support/Documents.h"
+#include "tests/support/Patterns.h"
 #include "tests/support/RunProcess.h"
 #include "tests/support/TempDir.h"
 
@@ -12,7 +13,6 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
-#include <regex>
 
 namespace fs = std::filesystem;
 
@@ -127,8 +127,6 @@ TEST_F(FindingsTest, CommandsMakeTheFindings) {
                                     : row.severity == kxCheck::Severity::warning ? "suspicious"
                                                                                  : "bad  ";
         const std::string line = row.code == Code::missing ? "missing" : verdict + " .*" + row.name + ": ";
-        EXPECT_TRUE(std::regex_search("\n" + result.out, std::regex("\n[^ ]+ +" + line)))
-            << row.name << "\n"
-            << result.out << result.err;
+        EXPECT_TRUE(hasMatch("\n" + result.out, "\n[^ ]+ +" + line)) << row.name << ": " << result.out << result.err;
     }
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // What holds for every source file of the project.
 #include "tests/support/Documents.h"
+#include "tests/support/Patterns.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +10,6 @@
 #include <cstddef>
 #include <functional>
 #include <map>
-#include <regex>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -111,37 +111,38 @@ TEST(SourcesTest, IncludeOnlyFoldersThatTheirsMayUse) {
 TEST(SourcesTest, LibrariesNeitherPrintNorEndTheProcess) {
     // A worker is a process of its own, which ends here and drops the standard streams that it inherited.
     const std::set<std::string> excepted = {"check/kxWorker.cpp"};
-    const std::regex use(
+    const std::string use =
         "\\b(stdout|stderr|STDOUT_FILENO|STDERR_FILENO|cout|cerr|clog|qDebug|qInfo|qWarning|qCritical|qFatal)\\b"
-        "|\\b(exit|_exit|_Exit|quick_exit|abort|terminate|f?printf|puts|perror)\\(");
+        "|\\b(exit|_exit|_Exit|quick_exit|abort|terminate|f?printf|puts|perror)\\(";
     for (const char* library : {"kxShared", "kxImage", "kxCheck"}) {
         const std::vector<std::string> sources = sourcesOf(library);
         EXPECT_GT(sources.size(), 5U) << library;
         for (const std::string& source : sources) {
             const std::string code = document(source);
             EXPECT_NE(code, "") << source;
-            EXPECT_EQ(std::regex_search(code, use), excepted.count(source) > 0) << source;
+            EXPECT_EQ(hasMatch(code, use), excepted.count(source) > 0) << source;
         }
     }
-    EXPECT_TRUE(std::regex_search(document("tool/main.cpp"), use));
-    EXPECT_TRUE(std::regex_search(document("check/main.cpp"), use));
+    EXPECT_TRUE(hasMatch(document("tool/main.cpp"), use));
+    EXPECT_TRUE(hasMatch(document("check/main.cpp"), use));
 }
 
 TEST(SourcesTest, HaveAPlaceInTheMap) {
     const std::string map = document("docs/architecture.md");
     EXPECT_GT(modules().size(), 50U);
     for (const std::string& module : modules())
-        EXPECT_TRUE(module == "main" || std::regex_search(map, std::regex("\\b" + module + "\\b"))) << module;
+        EXPECT_TRUE(module == "main" || hasMatch(map, "\\b" + module + "\\b")) << module;
 }
 
 TEST(SourcesTest, AreWhatTheMapNames) {
     const std::set<std::string> existing = modules();
-    const std::regex name("`(?:private/)?(kx[A-Za-z]+|KX_[A-Za-z_]+)`");
+    const std::string name = "`(?:private/)?(kx[A-Za-z]+|KX_[A-Za-z_]+)`";
     int rows = 0;
     for (const std::string& cell : textsBetween("\n| `", "|", document("docs/architecture.md"))) {
-        const std::string names = "`" + cell;
-        for (std::sregex_iterator match(names.begin(), names.end(), name), end; match != end; ++match, ++rows)
-            EXPECT_TRUE(existing.count((*match)[1])) << (*match)[1];
+        for (const Match& match : allMatches("`" + cell, name)) {
+            EXPECT_TRUE(existing.count(match[1])) << match[1];
+            ++rows;
+        }
     }
     EXPECT_GT(rows, 50);
 }

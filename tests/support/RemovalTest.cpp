@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "tests/support/RemovalTest.h"
 
+#include "tests/support/Patterns.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
-#include <regex>
 #include <sstream>
 
 #include <fcntl.h>
@@ -54,14 +55,13 @@ void expectLeft(const Entries& before, const Entries& after, const NameSet& gone
 
 // Files whose lines hold this text. A sequence's line comes before those of its frames.
 NameSet filesWith(const std::string& text, const std::string& output) {
-    static const std::regex sequenceLine("(?:.*/)?([a-z]+\\.)(?:#+|[0-9]+)(\\.[a-z]+)(?:  .*)?");
+    const std::string sequenceLine = "^(?:.*/)?([a-z]+\\.)(?:#+|[0-9]+)(\\.[a-z]+)(?:  .*)?$";
     NameSet names;
-    std::smatch found;
     std::string prefix;
     std::string suffix;
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line) && !lines.eof();) {
-        if (std::regex_match(line, found, sequenceLine)) {
+        if (const Match found = firstMatch(line, sequenceLine); !found.empty()) {
             prefix = found[1];
             suffix = found[2];
         } else if (line.find(text) != std::string::npos) {
