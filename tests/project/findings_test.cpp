@@ -127,6 +127,7 @@ TEST_F(FindingsTest, CommandsMakeTheFindings) {
                                     : row.severity == kxCheck::Severity::warning ? "suspicious"
                                                                                  : "bad  ";
         const std::string line = row.code == Code::missing ? "missing" : verdict + " .*" + row.name + ": ";
-        EXPECT_TRUE(hasMatch("\n" + result.out, "\n[^ ]+ +" + line)) << row.name << ": " << result.out << result.err;
+        EXPECT_TRUE(hasMatch("\n" + result.out, "\n[^ ]+ +" + line))
+            << row.name << ": " << result.out << result.err;
     }
 }
