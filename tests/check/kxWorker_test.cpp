@@ -6,7 +6,7 @@
 #include "check/private/kxCallFilter.h"
 #include "check/private/kxWriteLimit.h"
 #include "shared/kxMemoryLimit.h"
-#include "tests/support/PlayedWorker.h"
+#include "tests/support/PlayedPool.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -186,7 +186,7 @@ TEST(Worker, StartsNothingAndConnectsToNobody) {
 
 TEST(Worker, GetsNoMoreMemoryThanItsLimit) {
     if (kxIsSanitizerBuild()) GTEST_SKIP() << "memory is not limited in builds with a sanitizer";
-    PoolOptions options;
+    PoolOptions options = withJobs(1);
     options.limits.memoryMiB = memoryMiB;
     WorkerPool pool(options, playedCheck);
     for (const char* path : {"touch 32", "allocate 65", "allocate 1000000", "touch 48"})
