@@ -117,6 +117,14 @@ TEST(Likeness, NamesEachPropertyThatDiffers) {
                                            h[0].displayWindow = {-1, 2, 1918, 1081};
                                        },
                                        "differs: display window 1920x1080 from -1,2, the others have 1920x1080"},
+                                      {[](Headers& h) {
+                                           h[0].displayWindow = {0, 1, 1919, 1080};
+                                       },
+                                       "differs: display window 1920x1080 from 0,1, the others have 1920x1080"},
+                                      {[](Headers& h) {
+                                           h[0].displayWindow = {1, 0, 1920, 1079};
+                                       },
+                                       "differs: display window 1920x1080 from 1,0, the others have 1920x1080"},
                                       {[](Headers& h) { h[0].pixelAspectRatio = 2; },
                                        "differs: pixel aspect 2, the others have 1"},
                                       {[](Headers& h) { h[0].name = "rgba"; },

@@ -70,6 +70,9 @@ TEST_F(FreeMemoryTest, KnowsTheMemoryHierarchyOfOlderSystems) {
     write("sys/fs/cgroup/memory/a/b/memory.limit_in_bytes", "5242880\n");
     write("sys/fs/cgroup/memory/a/b/memory.usage_in_bytes", "1048576\n");
     EXPECT_EQ(free(), 4 * mib);
+    write("sys/fs/cgroup/c/memory.max", "4194304\n");
+    write("sys/fs/cgroup/c/memory.current", "1048576\n");
+    EXPECT_EQ(free(), 3 * mib) << "of both hierarchies";
 }
 
 TEST_F(FreeMemoryTest, IsNeverBelowNothing) {
