@@ -195,7 +195,8 @@ constexpr auto passNotes = [](auto& io, auto& notes) {
 // A reason of the system and more.
 constexpr int mostFaultBytes = 1000;
 
-constexpr auto passReport = [](auto& io, auto& report, auto& headers) {
+constexpr auto passReport = [](auto& io, auto& number, auto& report, auto& headers) {
+    passCount(io, number);
     io.number(report.hasIdentity, 0, 1);
     passIdentity(io, report.identity);
     passEnum(io, headers.form, HeadersForm::single);
@@ -210,10 +211,10 @@ constexpr auto passReport = [](auto& io, auto& report, auto& headers) {
     io.real(report.seconds);
 };
 
-QByteArray encodeWith(const FileReport& report, const SentHeaders& headers) {
+QByteArray encodeWith(std::int64_t number, const FileReport& report, const SentHeaders& headers) {
     QByteArray content;
     MessageWriter writer(content);
-    passReport(writer, report, headers);
+    passReport(writer, number, report, headers);
     return content;
 }
 
@@ -321,10 +322,11 @@ std::optional<std::vector<FileCheck>> decodeChecks(const QByteArray& content) {
 
 QByteArray ReportEncoder::encode(const FileReport& report) {
     const SentHeaders headers = report.headers ? formOf(report.headers) : SentHeaders();
-    QByteArray content = encodeWith(report, headers);
-    if (!fits(content)) content = encodeWith(withoutTiles(report), headers);
-    if (!fits(content)) content = encodeWith(withoutPreview(withoutTiles(report)), headers);
-    if (!fits(content)) return encodeWith(tooLarge(report), SentHeaders());
+    const std::int64_t number = reports_++;
+    QByteArray content = encodeWith(number, report, headers);
+    if (!fits(content)) content = encodeWith(number, withoutTiles(report), headers);
+    if (!fits(content)) content = encodeWith(number, withoutPreview(withoutTiles(report)), headers);
+    if (!fits(content)) return encodeWith(number, tooLarge(report), SentHeaders());
     remember(report.headers, headers);
     return content;
 }
@@ -372,27 +374,30 @@ void HeaderStore::share(kxExr::ChannelList& channels) {
 }
 
 std::optional<FileReport> ReportDecoder::decode(const QByteArray& content) {
+    std::int64_t turn = 0;
     FileReport report;
     SentHeaders sent;
     MessageReader reader(content);
-    passReport(reader, report, sent);
-    if (!reader.finished()) return std::nullopt;
+    passReport(reader, turn, report, sent);
+    wasSurplus_ = reader.finished() && turn < reports_;
+    if (!reader.finished() || turn != reports_ || !takeHeaders(sent, report) || !isConsistent(report))
+        return std::nullopt;
+    ++reports_;
+    return report;
+}
+
+bool ReportDecoder::takeHeaders(const SentHeaders& sent, FileReport& report) {
+    if (sent.form == HeadersForm::none) return true;
     if (sent.form == HeadersForm::known) {
         const auto number = static_cast<std::size_t>(sent.number);
-        if (number >= numbered_.size()) return std::nullopt;
-        report.headers = numbered_[number];
-    } else if (sent.form != HeadersForm::none) {
-        report.headers = store_.get(sent.encoding);
-        if (!report.headers) return std::nullopt;
+        if (number < numbered_.size()) report.headers = numbered_[number];
+        return number < numbered_.size();
     }
-    if (sent.form == HeadersForm::fresh) {
-        numberedBytes_ += sent.encoding.size();
-        const bool room = numbered_.size() < static_cast<std::size_t>(mostNumberedHeaders);
-        if (!room || numberedBytes_ > mostNumberedBytes) return std::nullopt;
-        numbered_.push_back(report.headers);
-    }
-    if (!isConsistent(report)) return std::nullopt;
-    return report;
+    report.headers = store_.get(sent.encoding);
+    if (!report.headers || sent.form == HeadersForm::single) return report.headers != nullptr;
+    numberedBytes_ += sent.encoding.size();
+    numbered_.push_back(report.headers);
+    return numbered_.size() <= static_cast<std::size_t>(mostNumberedHeaders) && numberedBytes_ <= mostNumberedBytes;
 }
 
 }  // namespace kxCheck

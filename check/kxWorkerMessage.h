@@ -3,8 +3,9 @@
 //
 // A message is its length (32 bits) and that many bytes. Both ends are the same program, but a worker reads hostile
 // files: the receiving side takes no length, count or enumerator on trust and rejects a message that has one wrong
-// value, is too short or too long. Reports name headers that their worker sent before by number, because most
-// frames of a sequence have the same. Each thread may use its own objects.
+// value, is too short or too long. Reports are numbered, so that one too many is not taken for that of the next
+// frame. They name headers that their worker sent before by number, because most frames of a sequence have the
+// same. Each thread may use its own objects.
 #pragma once
 
 #include "check/kxFileReport.h"
@@ -59,6 +60,7 @@ private:
     [[nodiscard]] SentHeaders formOf(const std::shared_ptr<const Headers>& headers) const;
     void remember(const std::shared_ptr<const Headers>& headers, const SentHeaders& sent);
 
+    std::int64_t reports_ = 0;                              // that were encoded
     QHash<QByteArray, int> numbers_;                        // of headers that were sent, by their encoding
     std::int64_t numberedBytes_ = 0;                        // of these encodings
     std::vector<std::shared_ptr<const Headers>> numbered_;  // one of those with each number: found without encoding
@@ -83,11 +85,17 @@ class ReportDecoder {
 public:
     explicit ReportDecoder(HeaderStore& store) : store_(store) {}
 
-    // Nothing when `content` is no report, or is one of a header that was never sent.
+    // Nothing when `content` is no report, is not the next one, or is one of a header that was never sent.
     [[nodiscard]] std::optional<FileReport> decode(const QByteArray& content);
+    // Whether the last `content` was a report, of a number that came before.
+    [[nodiscard]] bool wasSurplus() const { return wasSurplus_; }
 
 private:
+    [[nodiscard]] bool takeHeaders(const SentHeaders& sent, FileReport& report);
+
     HeaderStore& store_;
+    std::int64_t reports_ = 0;  // that were decoded
+    bool wasSurplus_ = false;
     std::vector<std::shared_ptr<const Headers>> numbered_;
     std::int64_t numberedBytes_ = 0;
 };

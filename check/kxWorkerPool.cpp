@@ -363,6 +363,8 @@ void WorkerPool::takeReports(Connection& connection) {
 
 bool WorkerPool::takeReport(Connection& connection, const QByteArray& content) {
     std::optional<FileReport> report = connection.decoder.decode(content);
+    // The frame that it is at has nothing to do with it.
+    if (connection.decoder.wasSurplus()) takeBackAllBut(connection, 0);
     if (!report || connection.isIdle()) return false;
     ++traffic_.reports;
     connection.hasReported = true;

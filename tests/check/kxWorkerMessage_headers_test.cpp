@@ -124,8 +124,9 @@ TEST(ReportHeaders, OfMoreBytesThanMayBeNumberedAreRejected) {
     ReportDecoder decoder(store);
     for (int i = 0; i < 3; ++i) {
         const QByteArray name(static_cast<int>(mostNumberedBytes * 2 / 5), static_cast<char>('a' + i));
-        const QByteArray content = ReportEncoder().encode(reportWith({partNamed(name)}));
-        EXPECT_EQ(decoder.decode(content).has_value(), i < 2) << i;
+        ReportEncoder encoder;  // one that numbers no headers of the others
+        for (int before = 0; before < i; ++before) static_cast<void>(encoder.encode(FileReport()));
+        EXPECT_EQ(decoder.decode(encoder.encode(reportWith({partNamed(name)}))).has_value(), i < 2) << i;
     }
 }
 

@@ -289,6 +289,24 @@ TEST(Report, KeepsAnAspectRatioThatIsNoNumber) {
     EXPECT_TRUE(std::isnan(received->headers->front().pixelAspectRatio));
 }
 
+TEST(Report, IsRejectedWhenItIsNotTheNext) {
+    ReportEncoder encoder;
+    HeaderStore store;
+    ReportDecoder decoder(store);
+    const QByteArray first = encoder.encode(someReport());
+    const QByteArray second = encoder.encode(someReport());
+    const QByteArray third = encoder.encode(someReport());
+    EXPECT_TRUE(decoder.decode(first));
+    EXPECT_FALSE(decoder.decode(first));
+    EXPECT_TRUE(decoder.wasSurplus());
+    EXPECT_FALSE(decoder.decode(third));
+    EXPECT_FALSE(decoder.wasSurplus());
+    EXPECT_TRUE(decoder.decode(second));
+    EXPECT_FALSE(decoder.wasSurplus());
+    EXPECT_FALSE(decoder.decode(first.left(20)));
+    EXPECT_FALSE(decoder.wasSurplus());
+}
+
 TEST(Report, IsRejectedWhereverItIsCut) {
     const QByteArray right = bytesOfReport(someReport());
     for (int size = 0; size < right.size(); ++size) EXPECT_FALSE(decoded(right.left(size))) << size;
