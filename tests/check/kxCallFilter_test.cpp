@@ -16,9 +16,11 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <linux/seccomp.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -88,6 +90,11 @@ bool lowersLimit() {
     return getrlimit(RLIMIT_CORE, &limit) == 0 && setrlimit(RLIMIT_CORE, &limit) == 0;
 }
 
+// A kernel that does looks for the filter, which is nowhere.
+bool doesKernelTakeFilters() {
+    return prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, nullptr) != 0 && errno == EFAULT;
+}
+
 // The names of those that go through; nothing where there is no filter.
 std::optional<Names> through(FileChanges changes, const Attempts& attempts) {
     std::optional<Names> names;
@@ -110,7 +117,7 @@ class CallFilterTest : public ::testing::Test {
 protected:
     void SetUp() override {
         if (!canLimitSystemCalls()) GTEST_SKIP() << "this build has no libseccomp";
-        if (!through(FileChanges::refused, {})) GTEST_SKIP() << "the kernel takes no filters here";
+        if (!doesKernelTakeFilters()) GTEST_SKIP() << "the kernel takes no filters here";
         ASSERT_TRUE(writeFileBytes(file, "bytes"));
         ASSERT_EQ(pipe(pipe_), 0);
     }

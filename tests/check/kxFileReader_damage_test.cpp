@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 
 using namespace kxCheck;
 
@@ -57,6 +58,26 @@ TEST(FileReaderDamage, OfHeadersIsFoundAtEveryLevel) {
                 expectFound(damage, report);
                 EXPECT_EQ(report.headers != nullptr, endsWithinTables(report)) << damage.what;
             }
+    }
+}
+
+TEST(FileReaderDamage, OfHeadersNamesThePartWhereThereAreSeveral) {
+    const CheckedFile file;
+    const std::string damage = "header: the header is damaged: the attribute channels has a negative size";
+    const struct {
+        const char* kind;
+        int part;
+        std::string text;
+        std::optional<int> told;
+    } cases[] = {{"partsFlat", 0, damage + " (part 0)", 0},
+                 {"partsFlat", 1, damage + " (part 1)", 1},
+                 {"flatRowsZip", 0, damage, std::nullopt}};
+    for (const auto& c : cases) {
+        std::string bytes = bytesOfKind(c.kind);
+        putPlainNumber(bytes, plainLayout(bytes).attribute(c.part, "channels").value - 4, 4, 0xFFFFFFF0);
+        const FileReport report = file.check(bytes);
+        EXPECT_EQ(textsOf(report), std::vector<std::string>{c.text});
+        EXPECT_EQ(report.findings.at(0).part, c.told) << c.text;
     }
 }
 

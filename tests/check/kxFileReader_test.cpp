@@ -152,6 +152,21 @@ TEST_F(FileReader, CallsAFileMissingOnlyWhereNothingIs) {
     EXPECT_FALSE(check("none.exr").hasIdentity);
 }
 
+TEST_F(FileReader, CallsAFileEmptyOnlyWithoutAByte) {
+    const struct {
+        const char* bytes;
+        const char* expected;
+    } cases[] = {{"", "empty: the file is empty"},
+                 {"v", "not-exr: this is no EXR file"},
+                 {"v/1", "not-exr: this is no EXR file"},
+                 {"v/1.", "not-exr: this is no EXR file"},
+                 {"v/1\x01", "truncated: the file ends within its header"}};
+    for (const auto& c : cases) {
+        writeFileBytes(dir.file("a.exr"), c.bytes);
+        EXPECT_EQ(textsOf(check("a.exr")), Texts{c.expected}) << c.bytes;
+    }
+}
+
 TEST_F(FileReader, FollowsALink) {
     writeFileBytes(dir.file("a.exr"), goodBytes());
     ASSERT_EQ(symlink("a.exr", dir.file("link.exr").c_str()), 0);

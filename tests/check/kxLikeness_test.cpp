@@ -206,6 +206,18 @@ TEST(Likeness, NamesTheParts) {
                                         "differs@2: part 2: lacks channel R that the others have"},
                                        {[](Headers& h) { h[1].compression = kxExr::Compression::none; },
                                         "differs-coding@1: compression of part 1 none, the others have zip"},
+                                       {[](Headers& h) { h[2].lineOrder = kxExr::LineOrder::decreasing; },
+                                        "differs-coding@2: line order of part 2 decreasing, the others have "
+                                        "increasing"},
+                                       {[](Headers& h) {
+                                            h[1].tiles = kxExr::TileDescription{64, 32};
+                                        },
+                                        "differs-coding@1: tile size of part 1 64x32, the others have none"},
+                                       {[](Headers& h) {
+                                            h[1].displayWindow = {0, 0, 9, 9};
+                                        },
+                                        ""},
+                                       {[](Headers& h) { h[2].pixelAspectRatio = 2; }, ""},
                                        {[](Headers& h) {
                                             for (Part& part : h) part.compression = kxExr::Compression::dwaa;
                                         },
