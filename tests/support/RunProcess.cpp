@@ -38,10 +38,16 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
     return pointers;
 }
 
+// As a shell starts it that waits for it. A test that runs in the background may have inherited otherwise.
+void heedInterruptions() {
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT}) std::signal(number, SIG_DFL);
+}
+
 // In the child; never returns. Gets nothing from the heap, whose lock another thread of the test may have held when
 // it forked. The standard streams are in place before the user changes.
 [[noreturn]] void runChild(const std::vector<char*>& argv, const std::vector<char*>& environment,
                            const ProcessOptions& options, int outFd, int errFd) {
+    heedInterruptions();
     const int nullFd = open("/dev/null", O_RDONLY);
     dup2(nullFd, STDIN_FILENO);
     dup2(options.stdoutFd >= 0 ? options.stdoutFd : outFd, STDOUT_FILENO);
