@@ -86,6 +86,18 @@ std::vector<std::string> deepPlanes(const PlaneSink& sink, int part, std::size_t
     return planes;
 }
 
+// The file of one part, with a type that it says to be.
+std::string withType(const std::string& good, const std::string& type) {
+    const std::string size{static_cast<char>(type.size()), '\0', '\0', '\0'};
+    const std::string attribute = std::string("type") + '\0' + "string" + '\0' + size + type;
+    const PlainLayout layout = plainLayout(good);
+    std::string bytes = good;
+    for (const PlainChunk& chunk : layout.chunks)
+        putPlainNumber(bytes, chunk.entry, 8, chunk.offset + attribute.size());
+    bytes.insert(layout.attributes.front().begin, attribute);
+    return bytes;
+}
+
 }  // namespace
 
 TEST(FileReaderKinds, AreGoodAtEveryLevel) {
@@ -102,6 +114,19 @@ TEST(FileReaderKinds, AreGoodAtEveryLevel) {
             EXPECT_EQ(report.headers->size(), kind.parts.size());
             EXPECT_EQ(report.identity.size, static_cast<std::int64_t>(bytes.size()));
             EXPECT_EQ(report.chunks.size(), level == Level::headers ? 0 : kind.parts.size());
+        }
+    }
+}
+
+TEST(FileReaderKinds, AreWhatTheFlagsSayWhateverTypeAFileOfOnePartNames) {
+    const CheckedFile file;
+    for (const Kind& kind : exrKinds()) {
+        if (kind.name != "flatRowsZips" && kind.name != "flatTilesZips") continue;
+        SCOPED_TRACE(kind.name);
+        for (const char* const type : {"scanlineimage", "tiledimage", "deepscanline", "deeptile"}) {
+            const FileReport report = file.check(withType(exrBytes(kind), type));
+            EXPECT_EQ(textsOf(report), std::vector<std::string>{}) << type;
+            EXPECT_TRUE(report.decoded) << type;
         }
     }
 }

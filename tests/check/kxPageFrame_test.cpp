@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -125,6 +126,16 @@ TEST(FrameSection, LeavesOutWhatIsNotThere) {
     const PageMarkup page = markup(frameSection(detailed(empty), {}));
     EXPECT_EQ(page.named("img").size() + page.named("svg").size(), 0U);
     EXPECT_EQ(factsOf(page), std::vector<std::string>{"File: /r/beauty.x.exr"});
+}
+
+TEST(FrameSection, ShowsARenderTimeOfNoSeconds) {
+    for (const bool isKnown : {true, false}) {
+        FrameReport frame = judgedFrame(named("1"), {makeFinding(Code::empty, "the file is empty")});
+        if (isKnown) frame.file.notes.renderTime = 0;
+        const auto facts = factsOf(markup(frameSection(detailed(frame), {})));
+        EXPECT_EQ(std::count(facts.begin(), facts.end(), "Render time: 0:00:00"), isKnown ? 1 : 0);
+        EXPECT_EQ(facts.size(), isKnown ? 2U : 1U);
+    }
 }
 
 TEST(FrameSection, FoldsFindingsThatWouldFillThePage) {

@@ -4,10 +4,12 @@
 #include "tests/support/PageMarkup.h"
 #include "tests/support/PlayedPage.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/TmpdirVariable.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -27,6 +29,15 @@ protected:
 
     TempDir dir;
 };
+
+// "580x326", and how many pictures are that large; those of tiles do not say.
+std::map<std::string, int> sizesOf(const PageMarkup& page) {
+    std::map<std::string, int> sizes;
+    for (const PageElement& picture : page.named("img"))
+        if (!picture.attribute("width").empty())
+            ++sizes[picture.attribute("width") + 'x' + picture.attribute("height")];
+    return sizes;
+}
 
 }  // namespace
 
@@ -64,6 +75,7 @@ TEST_F(PageWriterTest, ShowsPicturesOfFramesThatAreNotGood) {
     for (const PageElement& picture : page.named("img"))
         if (!picture.attribute("alt").empty()) pictures += picture.attribute("alt") + "; ";
     EXPECT_EQ(pictures, "Picture of frame 1032; Picture of frame 1060; Picture of frame 1061; ");
+    EXPECT_EQ(sizesOf(page), (std::map<std::string, int>{{"160x89", 10}, {"580x326", 3}}));
     EXPECT_EQ(page.ofClass("histogram").size(), 3U);
     EXPECT_EQ(page.ofClass("plot").size(), 3U);
     EXPECT_EQ(page.ofClass("tile").size(), 100U);
@@ -217,6 +229,12 @@ TEST_F(PageWriterTest, KnowsBeforehandWhatCantBeWritten) {
     }
     EXPECT_EQ(dir.entries(), (Texts{"frame", "pipe"}));
     EXPECT_EQ(readFileBytes(dir.file("frame")), std::string("\x76\x2f\x31\x01 and what follows"));
+}
+
+TEST_F(PageWriterTest, KnowsBeforehandThatPicturesHaveNoPlace) {
+    const TmpdirVariable none(dir.file("none"));
+    const PageWriter page(path(), Level::pixels);
+    EXPECT_EQ(page.fault(), path() + ": temporary file: No such file or directory");
 }
 
 TEST_F(PageWriterTest, LeavesTheOldPageUntilTheEndAndNothingElse) {

@@ -2,11 +2,11 @@
 #include "check/kxPictureSpool.h"
 
 #include "tests/support/TempDir.h"
+#include "tests/support/TmpdirVariable.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
@@ -16,24 +16,6 @@
 using namespace kxCheck;
 
 namespace {
-
-// The directory for temporary files, as long as the object is there.
-class TemporaryDirectory {
-public:
-    explicit TemporaryDirectory(const std::string& path) {
-        if (const char* const before = std::getenv("TMPDIR")) before_ = before;
-        setenv("TMPDIR", path.c_str(), 1);
-    }
-    ~TemporaryDirectory() {
-        if (before_.empty())
-            unsetenv("TMPDIR");
-        else
-            setenv("TMPDIR", before_.c_str(), 1);
-    }
-
-private:
-    std::string before_;
-};
 
 QByteArray randomBytes(std::mt19937& random, int size) {
     QByteArray bytes(size, '\0');
@@ -75,14 +57,14 @@ TEST(PictureSpool, UsesRoomAgain) {
 
 TEST(PictureSpool, HasNoFileOfAName) {
     const TempDir dir;
-    const TemporaryDirectory temporary(dir.path());
+    const TmpdirVariable temporary(dir.path());
     PictureSpool spool;
     EXPECT_TRUE(spool.put("x"));
     EXPECT_EQ(dir.entries(), std::vector<std::string>{});
 }
 
 TEST(PictureSpool, StoresNothingOfNothing) {
-    const TemporaryDirectory temporary("/none");
+    const TmpdirVariable temporary("/none");
     PictureSpool spool;
     EXPECT_FALSE(spool.put({}));
     EXPECT_EQ(spool.get({}), "");
@@ -93,7 +75,7 @@ TEST(PictureSpool, RemembersItsFailure) {
     const TempDir dir;
     PictureSpool spool;
     {
-        const TemporaryDirectory temporary(dir.file("none"));
+        const TmpdirVariable temporary(dir.file("none"));
         EXPECT_FALSE(spool.put("x"));
     }
     EXPECT_EQ(spool.fault(), "temporary file: No such file or directory");

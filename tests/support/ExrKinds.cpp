@@ -315,6 +315,15 @@ void addSubsampled(const CompressionName& row, std::vector<Kind>& kinds) {
     kinds.push_back({std::string("thirded") + row.name, {part}});
 }
 
+void addSubsampledOneWay(std::vector<Kind>& kinds) {
+    for (const bool columns : {false, true}) {
+        KindPart part = partOf(false, false, Imf::ZIPS_COMPRESSION);
+        part.channels = {{"BY", Imf::HALF, columns ? 2 : 1, columns ? 1 : 2}, {"Y"}};
+        part.dataWindow = {{-4, -6}, {43, 63}};
+        kinds.push_back({columns ? "halvedColumns" : "halvedRows", {part}});
+    }
+}
+
 void addLevels(std::vector<Kind>& kinds) {
     for (const Imf::LevelMode mode : {Imf::MIPMAP_LEVELS, Imf::RIPMAP_LEVELS})
         for (const Imf::LevelRoundingMode rounding : {Imf::ROUND_DOWN, Imf::ROUND_UP}) {
@@ -354,6 +363,7 @@ std::vector<Kind> allKinds() {
         addStorages(row, kinds);
         addSubsampled(row, kinds);
     }
+    addSubsampledOneWay(kinds);
     addLevels(kinds);
     addOrders(kinds);
     addParts(kinds);
