@@ -196,6 +196,11 @@ TEST(Worker, GetsNoMoreMemoryThanItsLimit) {
         EXPECT_EQ(firstFinding(pool.next().value_or(FileReport())),
                   "limit: the reader ran out of memory (limit 64 MiB)");
     EXPECT_EQ(numberOf(pool.next().value_or(FileReport())), 48);
+    options.limits.memoryMiB = 1;
+    WorkerPool least(options, playedCheck);
+    least.add({"allocate 64", Level::structure});
+    EXPECT_EQ(firstFinding(least.next().value_or(FileReport())),
+              "limit: the reader ran out of memory (limit 1 MiB)");
 }
 
 // The run between is killed while its worker sleeps.

@@ -7,6 +7,10 @@
 #include "tests/support/Patterns.h"
 
 #include <algorithm>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -234,6 +238,21 @@ TEST_F(CheckOptionsTest, ColorAndProgressAreForTerminalsUnlessAskedFor) {
     EXPECT_EQ(withoutSeconds(shown.out) + "exit 1", usual);
     EXPECT_EQ(shown.err.substr(0, 5), "\r\x1b[K[");
     EXPECT_EQ(shown.err.substr(shown.err.size() - 4), "\r\x1b[K") << "the bar is taken away at the end";
+}
+
+TEST_F(CheckOptionsTest, ProgressIsDrawnOnATerminalThatDoesNotKnowItsWidth) {
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
+    if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0) GTEST_SKIP() << "no terminals here";
+    const std::string script = std::string("exec \"$@\" 2>") + ptsname(terminal);
+    ProcessOptions options;
+    options.workingDirectory = dir.path();
+    const int held = open(ptsname(terminal), O_RDWR | O_NOCTTY);  // keeps what was drawn
+    EXPECT_EQ(runProcess({"/bin/bash", "-c", script, "bash", checkPath(), "beauty.1001.exr"}, options).exitCode, 1);
+    char drawn[5] = {};
+    EXPECT_EQ(read(terminal, drawn, sizeof drawn), 5);
+    EXPECT_EQ(std::string(drawn, sizeof drawn), "\r\x1b[K[");
+    close(held);
+    close(terminal);
 }
 
 TEST_F(CheckOptionsTest, HelpAndVersionGoToStandardOutput) {

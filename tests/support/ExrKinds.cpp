@@ -344,7 +344,7 @@ void addOrders(std::vector<Kind>& kinds) {
     }
 }
 
-// With flat and deep parts together, and with one pixel.
+// With flat and deep parts together, with one pixel, and with tiles of one.
 void addParts(std::vector<Kind>& kinds) {
     const KindPart rows = partOf(false, false, Imf::ZIPS_COMPRESSION);
     const KindPart tiles = partOf(true, false, Imf::RLE_COMPRESSION);
@@ -355,6 +355,10 @@ void addParts(std::vector<Kind>& kinds) {
     KindPart pixel = rows;
     pixel.dataWindow = {{3, 4}, {3, 4}};
     kinds.push_back({"onePixel", {pixel}});
+    KindPart small = tiles;
+    small.tileWidth = small.tileHeight = 1;
+    small.dataWindow = {{0, 0}, {3, 2}};
+    kinds.push_back({"onePixelTiles", {small}});
 }
 
 std::vector<Kind> allKinds() {
