@@ -4,8 +4,9 @@
 // entries. Paths are printed when they are opened.
 //
 //   hangingFolder <folder shown> <mount point> <file that hangs> open|reopen|read
+//   hangingFolder <folder shown> <mount point> <microseconds> delay
 //
-// reopen: the file was opened before.
+// reopen: the file was opened before. delay: none hangs, and every answer takes so long.
 #define FUSE_USE_VERSION 31
 #include <atomic>
 #include <cerrno>
@@ -24,6 +25,12 @@ namespace {
 std::string shown;
 std::string hangingFile;
 std::string hangingCall;
+useconds_t delay = 0;
+
+// Before each answer.
+void beSlow() {
+    if (delay > 0) usleep(delay);
+}
 
 void hangIf(const char* path, const char* call) {
     while (path == hangingFile && call == hangingCall) pause();
@@ -34,10 +41,12 @@ int resultOf(int result) {
 }
 
 int getattr(const char* path, struct stat* status, fuse_file_info* /*file*/) {
+    beSlow();
     return resultOf(lstat((shown + path).c_str(), status));
 }
 
 int open(const char* path, fuse_file_info* file) {
+    beSlow();
     static std::atomic<int> opened{0};
     std::puts(path);
     std::fflush(stdout);
@@ -50,16 +59,19 @@ int open(const char* path, fuse_file_info* file) {
 }
 
 int read(const char* path, char* bytes, std::size_t size, off_t at, fuse_file_info* file) {
+    beSlow();
     hangIf(path, "read");
     return resultOf(static_cast<int>(pread(static_cast<int>(file->fh), bytes, size, at)));
 }
 
 int release(const char* /*path*/, fuse_file_info* file) {
+    beSlow();
     return resultOf(close(static_cast<int>(file->fh)));
 }
 
 int readdir(const char* path, void* list, fuse_fill_dir_t add, off_t /*at*/, fuse_file_info* /*file*/,
             fuse_readdir_flags /*flags*/) {
+    beSlow();
     DIR* const directory = opendir((shown + path).c_str());
     if (!directory) return -errno;
     while (const dirent* const entry = ::readdir(directory)) {
@@ -78,6 +90,7 @@ int main(int argc, char** argv) {
     shown = argv[1];
     hangingFile = std::string("/") + argv[3];
     hangingCall = argv[4];
+    if (hangingCall == "delay") delay = static_cast<useconds_t>(std::stoul(argv[3]));
     fuse_operations operations{};
     operations.getattr = getattr;
     operations.open = open;
@@ -85,7 +98,7 @@ int main(int argc, char** argv) {
     operations.release = release;
     operations.readdir = readdir;
     char foreground[] = "-f";
-    char options[] = "-oro";
+    char options[] = "-oro,max_threads=32";
     char* arguments[] = {argv[0], foreground, options, argv[2], nullptr};
     return fuse_main(4, arguments, &operations, nullptr);
 }
