@@ -53,15 +53,18 @@ std::optional<Finding> ExrCore::open() {
                   EXR_CONTEXT_FLAG_DISABLE_CHUNK_RECONSTRUCTION;
     const exr_result_t result = exr_start_read(&context_, "frame", &setup);
     if (result != EXR_ERR_SUCCESS) return refusal(result);
+    isOpen_ = true;
     if (!agrees()) return makeFinding(Code::header, "the header is damaged: it can be read in two ways");
     return std::nullopt;
 }
 
-// Gives what there is up to the file's end: the library reads headers in pieces that may reach beyond it.
+// Gives what there is up to the end: the library reads headers in pieces that may reach beyond it. Before the file
+// is open that is the end of the headers: some versions let an attribute go on behind them, and would judge by what
+// they find there.
 std::int64_t ExrCore::readFor(exr_const_context_t, void* self, void* to, std::uint64_t count, std::uint64_t offset,
                               exr_stream_error_func_ptr_t) {
     auto* core = static_cast<ExrCore*>(self);
-    const std::uint64_t size = core->bytes_.size();
+    const std::uint64_t size = core->isOpen_ ? core->bytes_.size() : core->reading_.end;
     count = std::min(count, size - std::min(size, offset));
     // Nothing rather than -1: older versions of the library fill up what is missing, and begin a byte too early
     // then. That reading failed, `bytes_` remembers.

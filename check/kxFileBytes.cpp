@@ -16,9 +16,14 @@ FileBytes::FileBytes(int descriptor, std::uint64_t size)
 
 const char* FileBytes::view(std::uint64_t offset, std::size_t count) {
     if (count > mostViewed || !holds(offset, count)) return nullptr;
+    const char* const there = viewAgain(offset, count);
+    if (there) return there;
+    return fill(offset, std::max(count, piece_)) ? viewAgain(offset, count) : nullptr;
+}
+
+const char* FileBytes::viewAgain(std::uint64_t offset, std::size_t count) const {
     const bool inWindow = offset >= windowStart_ && offset + count <= windowStart_ + windowSize_;
-    if (!inWindow && !fill(offset, std::max(count, piece_))) return nullptr;
-    return window_.get() + (offset - windowStart_);
+    return inWindow ? window_.get() + (offset - windowStart_) : nullptr;
 }
 
 // What is in the window is copied from there; the rest of a large piece goes to its place without a stop in

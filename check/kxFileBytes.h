@@ -20,6 +20,8 @@ public:
 
     std::uint64_t size() const override { return size_; }
     const char* view(std::uint64_t offset, std::size_t count) override;
+    // The same of what the last reading brought; null where the file would have to be read again.
+    [[nodiscard]] const char* viewAgain(std::uint64_t offset, std::size_t count) const;
     // Copies `count` bytes; false, with any of them written, when they do not all lie within the file or can't be
     // read.
     [[nodiscard]] bool read(std::uint64_t offset, std::uint64_t count, void* to);

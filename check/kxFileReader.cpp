@@ -80,6 +80,8 @@ public:
         look();
         if (bytes_.error() != 0) standAlone(unreadable(bytes_.error()));
     }
+    // The headers, where they were not known and all could be read.
+    std::optional<KnownHeader> takeLearnt() { return bytes_.error() == 0 ? std::move(learnt_) : std::nullopt; }
 
 private:
     void look();
@@ -92,12 +94,17 @@ private:
     KnownHeaders* known_;
     FileReport& report_;
     FileBytes bytes_;
+    std::optional<KnownHeader> learnt_;
 };
 
 void FileLook::look() {
     std::shared_ptr<const HeaderReading> reading = known_ ? known_->find(bytes_) : nullptr;
+    if (bytes_.error() != 0) return;
     const bool isKnown = reading != nullptr;
     if (!isKnown) reading = std::make_shared<const HeaderReading>(readHeaders(bytes_));
+    const char* const beginning = isKnown ? nullptr : bytes_.viewAgain(0, reading->end);
+    std::optional<KnownHeader> header;
+    if (beginning) header = {QByteArray(beginning, static_cast<int>(reading->end)), reading};
     if (const std::optional<Finding> fault = faultOf(*reading)) return standAlone(*fault);
     ChunkTable table(bytes_, *reading);
     if (table.finding()) {
@@ -108,7 +115,7 @@ void FileLook::look() {
     ExrCore core(bytes_, *reading);
     if (!isKnown || level_ == Level::pixels)
         if (const std::optional<Finding> refusal = core.open()) return standAlone(*refusal);
-    if (known_ && !isKnown) known_->remember(bytes_, reading);
+    learnt_ = std::move(header);
     keepHeaders(reading);
     if (level_ != Level::headers) lookAtChunks(*reading, core, table);
 }
@@ -148,8 +155,13 @@ bool lookOnce(const FileCheck& check, ChunkSink* sink, KnownHeaders* known, File
         report.findings.push_back(makeFinding(Code::unreadable, "this is no regular file"));
         return true;
     }
-    FileLook(descriptor.number(), check.level, sink, known, report).run();
-    return fstat(descriptor.number(), &status) != 0 || identityOf(status) == report.identity;
+    FileLook look(descriptor.number(), check.level, sink, known, report);
+    look.run();
+    if (fstat(descriptor.number(), &status) != 0) return true;
+    if (identityOf(status) != report.identity) return false;
+    std::optional<KnownHeader> learnt = look.takeLearnt();
+    if (known && learnt) known->remember(*std::move(learnt));
+    return true;
 }
 
 void lookUntilSteady(const FileCheck& check, ChunkSink* sink, KnownHeaders* known, FileReport& report) {

@@ -363,8 +363,7 @@ void WorkerPool::takeReports(Connection& connection) {
 
 bool WorkerPool::takeReport(Connection& connection, const QByteArray& content) {
     std::optional<FileReport> report = connection.decoder.decode(content);
-    // The frame that it is at has nothing to do with it.
-    if (connection.decoder.wasSurplus()) takeBackAllBut(connection, 0);
+    if (connection.decoder.wasSurplus()) spareFirst(connection);
     if (!report || connection.isIdle()) return false;
     ++traffic_.reports;
     connection.hasReported = true;
@@ -374,6 +373,13 @@ bool WorkerPool::takeReport(Connection& connection, const QByteArray& content) {
     connection.batch.pop_front();
     if (connection.beforeLast > 0) --connection.beforeLast;
     return true;
+}
+
+// The frame that a worker is at has nothing to do with a second report of one before it. But once only: it may be
+// the frame that makes workers say so, each shortly before its time is up.
+void WorkerPool::spareFirst(Connection& connection) {
+    if (connection.isIdle() || !spared_.insert(connection.batch.front()).second) return;
+    takeBackAllBut(connection, 0);
 }
 
 // What comes from a worker that is not read from at the moment counts as in time.

@@ -3,8 +3,9 @@
 //
 // Everything happens in next() and nextUntil(): one thread, one poll loop. A worker that dies, hangs, runs out of
 // memory or sends what is no report costs the frame it was at, which gets a report of `limit` that says what
-// happened; the rest of its batch goes to others and a new worker takes its place. A worker that is silent for
-// long keeps only the frame it is at. No worker is ever waited for: one that hangs in the kernel and can't be
+// happened; the rest of its batch goes to others and a new worker takes its place. One that reports a frame twice
+// costs no frame, as long as it is not the same at which workers do so. A worker that is silent for long keeps only
+// the frame it is at. No worker is ever waited for: one that hangs in the kernel and can't be
 // killed is left behind.
 //
 // Make it in a process with one thread, and use it from that thread only.
@@ -19,6 +20,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace kxCheck {
@@ -99,6 +101,7 @@ private:
     void receive(Connection& connection);
     void takeReports(Connection& connection);
     [[nodiscard]] bool takeReport(Connection& connection, const QByteArray& content);
+    void spareFirst(Connection& connection);
     void endSilent();
 
     PoolOptions options_;
@@ -108,6 +111,7 @@ private:
     FrameQueue queue_;
     std::vector<std::unique_ptr<Connection>> connections_;
     std::vector<pid_t> unreaped_;
+    std::set<Number> spared_;                // frames that were taken from a worker without being charged
     Clock::time_point left_ = Clock::now();  // when next() ended
     bool startFailed_ = false;
     bool stopped_ = false;

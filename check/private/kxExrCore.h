@@ -41,6 +41,7 @@ private:
     FileBytes& bytes_;
     const HeaderReading& reading_;
     exr_context_t context_ = nullptr;
+    bool isOpen_ = false;  // the headers were taken
 };
 
 }  // namespace kxCheck

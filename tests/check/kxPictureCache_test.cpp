@@ -2,6 +2,7 @@
 // Frames checked with a cache, file by file, as a worker does it.
 #include "check/kxPictureCache.h"
 
+#include "check/kxFileAge.h"
 #include "check/kxFrameCheck.h"
 #include "tests/support/ExrKinds.h"
 #include "tests/support/PaintedFrames.h"
@@ -171,6 +172,14 @@ TEST_F(PictureCacheTest, DecodesAFileOfAnotherSizeOrTimeAgain) {
     EXPECT_FALSE(isCached());
     writeAt(gradientFrame(), other);
     EXPECT_TRUE(isCached());
+}
+
+TEST_F(PictureCacheTest, KeepsFramesFromTwoSecondsOn) {
+    const FileReport report = check();
+    const std::int64_t oldEnough = report.identity.modified + 2 * nanosecondsPerSecond;
+    EXPECT_TRUE(mayBeCached(report, oldEnough));
+    EXPECT_FALSE(mayBeCached(report, oldEnough - 1));
+    EXPECT_FALSE(mayBeCached(report, report.identity.modified - 1));
 }
 
 TEST_F(PictureCacheTest, KeepsNothingThatMayStillChange) {

@@ -339,7 +339,6 @@ TEST(Report, IsRejectedWithAValueOutOfRange) {
     EXPECT_FALSE(decoded(bytesOfReport(report))) << "too many findings";
 }
 
-// What is shown of headers is asked of their first part.
 // A spoiled byte may give another right report, but never more than the message holds, and never a crash.
 TEST(Report, WithAnyByteSpoiledIsRejectedOrWithinBounds) {
     const QByteArray right = bytesOfReport(someReport());

@@ -92,7 +92,25 @@ TEST(WorkerPool, EndsAWorkerThatReportsMoreThanItWasAsked) {
                 pool.add({(i % 7 == 0 ? "twice " : "good ") + QByteArray::number(i), level});
             for (int i = 0; i < frames; ++i) EXPECT_EQ(numberOf(pool.next().value_or(FileReport())), i);
             EXPECT_FALSE(pool.next());
+            EXPECT_GT(pool.traffic().workers, jobs);
         }
+}
+
+// Otherwise it could keep the run as often as there are workers, each time until shortly before the time limit.
+TEST(WorkerPool, TriesAFrameOnceMoreAtWhichAWorkerRepeatsItself) {
+    sharedNotes().started = 0;
+    WorkerPool pool(withJobs(4), playedCheck);
+    constexpr int frames = 30;
+    for (int i = 0; i < frames; ++i)
+        pool.add({i == 20 ? QByteArray("surplus 0") : "good " + QByteArray::number(i), Level::pixels});
+    for (int i = 0; i < frames; ++i) {
+        const auto report = pool.next();
+        ASSERT_TRUE(report);
+        EXPECT_TRUE(i == 20 || numberOf(*report) == i) << i;
+    }
+    EXPECT_FALSE(pool.next());
+    // It, and the one that its second worker was given before that had said too much.
+    EXPECT_LE(sharedNotes().started, frames + 2);
 }
 
 TEST(WorkerPool, DoesNotWaitForTheChildrenOfAWorker) {

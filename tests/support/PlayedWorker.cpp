@@ -36,9 +36,15 @@ void wait(int microseconds) {
     for (;;) pause();
 }
 
-QByteArray messageOf(const FileReport& report) {
+// Frames that this worker had before the one that it is at.
+std::int64_t framesBefore = -1;
+
+// As the worker's report of this number.
+QByteArray messageOf(const FileReport& report, std::int64_t number = 0) {
+    ReportEncoder encoder;
+    while (number-- > 0) static_cast<void>(encoder.encode(FileReport()));
     QByteArray message;
-    appendMessage(message, ReportEncoder().encode(report));
+    appendMessage(message, encoder.encode(report));
     return message;
 }
 
@@ -91,7 +97,8 @@ const std::map<QByteArray, std::function<void(int)>>& roles() {
         {"slow", [](int) { writeToRun(lengthOf(greatestMessage) + "slow"), waitForEver(); }},
         {"longer", [](int) { writeToRun(lengthOf(greatestMessage + 1)), waitForEver(); }},
         {"short", [](int) { writeToRun(lengthOf(3) + messageOf(numberedReport(1)).mid(4)), waitForEver(); }},
-        {"twice", [](int value) { writeToRun(messageOf(numberedReport(value))); }},
+        {"twice", [](int value) { writeToRun(messageOf(numberedReport(value), framesBefore)); }},
+        {"surplus", [](int value) { writeToRun(messageOf(numberedReport(value))); }},
     };
     return table;
 }
@@ -108,6 +115,7 @@ SharedNotes& sharedNotes() {
 FileReport playedCheck(const FileCheck& check) {
     sharedNotes().process = getpid();
     ++sharedNotes().started;
+    ++framesBefore;
     const auto words = check.path.split(' ');
     const int value = words.size() > 1 ? words[1].toInt() : 0;
     roles().at(words[0])(value);

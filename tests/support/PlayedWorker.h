@@ -5,6 +5,7 @@
 //   sleep MS    the same after MS milliseconds
 //   exit N, signal N, abort, throw, allocate MIB, touch MIB, close, closeAll, fork
 //   nonsense, half, twice           write to the socket what is no report, part of one, one too many
+//   surplus                         the first report of the worker, whichever it is at
 //   long, longer, short, slow       lengths: of gigabytes, one more than may be, too few, and less behind it
 //   endless, empty                  bytes, and messages without content, without end
 #pragma once
