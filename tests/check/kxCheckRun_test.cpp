@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <new>
+#include <optional>
 #include <random>
 #include <string>
 #include <thread>
@@ -103,9 +104,10 @@ protected:
         wanted.runLast = wanted.frames.size();
     }
     // A line for each frame of the run: number, verdict, codes.
-    std::string outcome() {
+    std::string outcome(const KnownFunction& takeKnown = {}) {
         CheckPools pools(settings, playedCheck, -1);
-        SequenceRun run(settings, wanted, pools, [](const RunProgress&) {});
+        SequenceRun run(
+            settings, wanted, pools, [](const RunProgress&) {}, {}, takeKnown);
         std::string text;
         while (const FrameReport* frame = run.next()) {
             text += std::to_string(*frame->name.number) + " " + verdictName(frame->verdict);
@@ -169,6 +171,18 @@ TEST_F(CheckRunTest, LooksAtALoneFileOnce) {
     EXPECT_EQ(outcome(), "1 missing missing; 2 bad chunk; ");
     EXPECT_EQ(looksAt(2, Level::headers), 0);
     EXPECT_EQ(looksAt(2, Level::pixels), 1);
+}
+
+TEST_F(CheckRunTest, LooksOnlyAtFilesThatAreNotKnown) {
+    sequence({"", "wide", "damaged", "", "", ""});
+    const auto takeKnown = [](const FrameName& frame) -> std::optional<FileReport> {
+        if (*frame.number % 2 != 0) return std::nullopt;
+        return reportOf(static_cast<int>(*frame.number), *frame.number == 2 ? 2048 : 1920);
+    };
+    EXPECT_EQ(outcome(takeKnown), "1 good; 2 bad differs; 3 bad chunk; 4 good; 5 good; 6 good; ");
+    for (int frame = 1; frame <= 6; ++frame)
+        for (const Level level : {Level::headers, Level::pixels})
+            EXPECT_EQ(looksAt(frame, level), frame % 2) << frame;
 }
 
 TEST_F(CheckRunTest, TriesAFileThatKilledItsReaderOnce) {
