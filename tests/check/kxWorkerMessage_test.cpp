@@ -231,6 +231,19 @@ FileReport reportOf(const PictureReport& picture) {
     return report;
 }
 
+TEST(Report, BringsEachFactOfThePictureByItself) {
+    using Fact = bool PictureFacts::*;
+    const Fact facts[] = {&PictureFacts::hasAlpha, &PictureFacts::isTileMissing, &PictureFacts::isAlphaMissing,
+                          &PictureFacts::isBlack, &PictureFacts::isFlat};
+    for (const Fact only : facts) {
+        PictureReport picture = somePicture();
+        for (const Fact fact : facts) (*picture.picture).*fact = fact == only;
+        const auto received = decoded(bytesOfReport(reportOf(picture)));
+        ASSERT_TRUE(received && received->picture && received->picture->picture);
+        for (const Fact fact : facts) EXPECT_EQ((*received->picture->picture).*fact, fact == only);
+    }
+}
+
 TEST(Report, WithoutPictureInTheFirstPartKeepsTheRest) {
     PictureReport picture = somePicture();
     picture.picture.reset();
