@@ -143,6 +143,22 @@ TEST_F(FollowedSequenceTest, AFileThatVanishesIsForgotten) {
     EXPECT_EQ(arrived(), "12");
 }
 
+TEST_F(FollowedSequenceTest, OnlyFramesWithoutFaultAreKeptInACache) {
+    for (const char* const cache : {"", "/cache/"}) {
+        Settings pixels = settings;
+        pixels.level = Level::pixels;
+        pixels.cacheDirectory = cache;
+        FollowedSequence cached(pixels, room, {});
+        (void)cached.update(found({1, 2}));
+        for (const FollowCheck& check : cached.takeArrived())
+            cached.take(check, check.file.path == path(1) ? report() : report(Code::header), now);
+        const std::vector<FollowCheck> whole = cached.takeWhole();
+        ASSERT_EQ(whole.size(), 2U);
+        EXPECT_EQ(whole[0].file.keepsInCache, *cache != '\0');
+        EXPECT_FALSE(whole[1].file.keepsInCache);
+    }
+}
+
 TEST_F(FollowedSequenceTest, AReportOfAFileThatVanishedIsNotThatOfTheNextOfItsName) {
     settings.level = Level::pixels;
     (void)sequence.update(found({1}));
