@@ -101,7 +101,8 @@ TEST(SampleStatistics, KeepTheMeanOfEqualSamplesWithinTheRange) {
 // Rows of lengths around the size of a block, at addresses that fit no number.
 TEST(SampleStatistics, AreThoseOfAPlainLoop) {
     std::mt19937 random(5);
-    for (const std::size_t size : {1, 2, 3, 4, 5, 7, 9, 100, 1023, 1024, 1025, 1026, 2048, 2049, 2999}) {
+    for (const std::size_t size :
+         {1U, 2U, 3U, 4U, 5U, 7U, 9U, 100U, 1023U, 1024U, 1025U, 1026U, 2048U, 2049U, 2999U}) {
         SampleStatistics statistics(PixelType::float32, true);
         std::vector<float> samples;
         long double sum = 0;
