@@ -80,7 +80,7 @@ public:
         look();
         if (bytes_.error() != 0) standAlone(unreadable(bytes_.error()));
     }
-    // The headers, where they were not known and all could be read.
+    // The headers, where someone keeps known ones, these were not among them, and all could be read.
     std::optional<KnownHeader> takeLearnt() { return bytes_.error() == 0 ? std::move(learnt_) : std::nullopt; }
 
 private:
@@ -102,7 +102,7 @@ void FileLook::look() {
     if (bytes_.error() != 0) return;
     const bool isKnown = reading != nullptr;
     if (!isKnown) reading = std::make_shared<const HeaderReading>(readHeaders(bytes_));
-    const char* const beginning = isKnown ? nullptr : bytes_.viewAgain(0, reading->end);
+    const char* const beginning = known_ && !isKnown ? bytes_.viewAgain(0, reading->end) : nullptr;
     std::optional<KnownHeader> header;
     if (beginning) header = {QByteArray(beginning, static_cast<int>(reading->end)), reading};
     if (const std::optional<Finding> fault = faultOf(*reading)) return standAlone(*fault);
@@ -160,7 +160,7 @@ bool lookOnce(const FileCheck& check, ChunkSink* sink, KnownHeaders* known, File
     if (fstat(descriptor.number(), &status) != 0) return true;
     if (identityOf(status) != report.identity) return false;
     std::optional<KnownHeader> learnt = look.takeLearnt();
-    if (known && learnt) known->remember(*std::move(learnt));
+    if (learnt) known->remember(*std::move(learnt));
     return true;
 }
 

@@ -4,9 +4,9 @@
 // Everything happens in next() and nextUntil(): one thread, one poll loop. A worker that dies, hangs, runs out of
 // memory or sends what is no report costs the frame it was at, which gets a report of `limit` that says what
 // happened; the rest of its batch goes to others and a new worker takes its place. One that reports a frame twice
-// costs no frame, as long as it is not the same at which workers do so. A worker that is silent for long keeps only
-// the frame it is at. No worker is ever waited for: one that hangs in the kernel and can't be
-// killed is left behind.
+// is ended too, but the frame it was at goes to others the first time. A worker that is silent for long keeps only
+// the frame it is at. No worker is ever waited for: one that hangs in the kernel and can't be killed is left
+// behind.
 //
 // Make it in a process with one thread, and use it from that thread only.
 #pragma once
