@@ -70,8 +70,8 @@ constexpr std::size_t cachedFactsOffset = 840;
 // samples than there is room for, or not all of them are in the headers.
 [[nodiscard]] bool putFacts(const FileReport& report, kxCHK::_SingleImageFile& entry);
 
-// The picture of `file`, whose identity and headers are known, without preview. Nothing when the entry is not of
-// this file with this size and time, or has no facts that can be right. It may be any entry, also a hostile one.
+// The picture of `file`, whose identity and headers are known. Nothing when the entry is not of this file with this
+// size and time, or has no facts that can be right. It may be any entry, also a hostile one.
 [[nodiscard]] std::optional<PictureReport> cachedPicture(const FileReport& file,
                                                          const kxCHK::_SingleImageFile& entry);
 

@@ -51,6 +51,8 @@ struct FileReport {
     std::vector<ChunkCounts> chunks;               // per part; empty below level structure or without headers
     bool decoded = false;                          // every chunk could be decoded, now or for the cache
     std::shared_ptr<const PictureReport> picture;  // what the samples say; null unless decoded
+    Preview preview;  // empty: nobody wants one, or the first part makes no picture; some chunks may lack unless
+                      // decoded
     std::vector<Finding> findings;  // of the file by itself, at most mostFindings, in the order found
     QByteArray cacheFault;          // why the frame's cache entry could not be written; empty: nothing to tell
     double seconds = 0;             // that the check took

@@ -8,6 +8,7 @@
 #include "check/kxThumbnail.h"
 #include "image/KX_DataTypes_image.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -27,17 +28,22 @@ QByteArray keep(const QByteArray& cacheFile, const FileReport& report, kxCHK::_S
     }
 }
 
+// Known of a file that was looked at to its end; what was said of another says nothing about its chunks.
+bool hasSteadyChunks(const FileReport& report) {
+    return !report.chunks.empty() && std::none_of(report.findings.begin(), report.findings.end(),
+                                                  [](const Finding& f) { return f.severity == Severity::none; });
+}
+
 FileReport decodePicture(const FileCheck& check, KnownHeaders* known) {
     PictureBuilder builder;
     FileReport report = checkFile(check, &builder, known);
-    if (!report.decoded) return report;
-    const auto picture = std::make_shared<PictureReport>(builder.report());
-    report.picture = picture;
+    if (report.decoded) report.picture = std::make_shared<const PictureReport>(builder.report());
+    const bool isShown = check.wantsPreview && hasSteadyChunks(report);
     const bool isKept = check.keepsInCache && !check.cacheFile.isEmpty() && mayBeCached(report, timeForAges());
-    if (!check.wantsPreview && !isKept) return report;
+    if (!isShown && !isKept) return report;
     kxCHK::_SingleImageView view;
     if (builder.picture()) makeThumbnail(*builder.picture(), view.ensureThumbnail());
-    if (check.wantsPreview && view.thumbnail) picture->preview = makePreview(*view.thumbnail);
+    if (isShown && view.thumbnail) report.preview = makePreview(*view.thumbnail);
     if (isKept) report.cacheFault = keep(check.cacheFile, report, view);
     return report;
 }

@@ -128,11 +128,19 @@ QByteArray neighbourFigure(const char* side, const PageNeighbour& neighbour) {
                    neighbour.anchor.isEmpty() ? picture + caption : linkTo(neighbour.anchor, picture + caption));
 }
 
+QByteArray largePicture(const PageFrame& frame, const QByteArray& jpeg) {
+    if (jpeg.isEmpty()) return {};
+    const int width = frame.preview.width;
+    const int height = frame.preview.height;
+    const QByteArray name = "Picture of frame " + frame.label;
+    if (frame.details->file.decoded) return jpegElement(jpeg, width, height, name);
+    const char* const caption = "As far as it could be decoded; the rest is black.";
+    return element("figure", R"(class="partial")",
+                   jpegElement(jpeg, width, height, name) + element("figcaption", {}, caption));
+}
+
 QByteArray picturesOf(const PageFrame& frame, const FrameView& view) {
-    QByteArray html;
-    if (!view.large.isEmpty())
-        html +=
-            jpegElement(view.large, frame.preview.width, frame.preview.height, "Picture of frame " + frame.label);
+    QByteArray html = largePicture(frame, view.large);
     const QByteArray around = neighbourFigure("Before:", view.before) + neighbourFigure("After:", view.after);
     if (!around.isEmpty()) html += element("div", R"(class="around")", around);
     return html.isEmpty() ? html : element("div", R"(class="pictures")", html);

@@ -130,10 +130,10 @@ constexpr char frames[] = R"(
 .steps { display: flex; gap: .9rem; font-size: .87rem; }
 .columns { display: flex; flex-wrap: wrap; gap: 1rem 1.5rem; }
 .pictures { flex: 0 1 auto; max-width: 100%; }
-.pictures > img { display: block; max-width: 100%; height: auto; background: #000; border-radius: 4px; }
+.pictures > img, .partial img { display: block; max-width: 100%; height: auto; background: #000; border-radius: 4px; }
 .around { display: flex; gap: .8rem; margin-top: .6rem; }
 .around img { display: block; max-width: 100%; height: auto; border-radius: 3px; }
-.around figcaption { font-size: .8rem; }
+.around figcaption, .partial figcaption { font-size: .8rem; }
 .said { flex: 1 1 20rem; min-width: 0; display: flex; flex-direction: column; gap: .7rem; }
 .said:only-child { flex-flow: row wrap; gap: .7rem 3rem; }
 .said:only-child > .findings { flex: 1 1 24rem; }

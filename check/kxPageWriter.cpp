@@ -22,12 +22,6 @@ namespace {
 constexpr const char* temporaryStem = ".kxReport";
 constexpr int pieceSize = 1024 * 1024;  // of a section, as it is stored
 
-std::shared_ptr<const PictureReport> withoutPreview(const PictureReport& picture) {
-    auto rest = std::make_shared<PictureReport>(picture);
-    rest->preview = {};
-    return rest;
-}
-
 bool isDirectory(const QByteArray& path) {
     struct stat status {};
     return kxRetryInterrupted(-1, [&] { return stat(path.constData(), &status); }) == 0 && S_ISDIR(status.st_mode);
@@ -65,12 +59,11 @@ void PageWriter::tryTarget() {
 }
 
 void PageWriter::takePreview(const FrameName& frame, FileReport& report) {
-    if (!report.picture || report.picture->preview.jpeg.isEmpty()) return;
+    const Preview preview = std::exchange(report.preview, {});
+    if (preview.jpeg.isEmpty()) return;
     dropPreview(frame);
-    const Preview& preview = report.picture->preview;
     previews_.insert(frame.path,
                      {spool_.put(preview.jpeg), preview.width, preview.height, spool_.put(preview.small)});
-    report.picture = withoutPreview(*report.picture);
 }
 
 void PageWriter::dropPreview(const FrameName& frame) {

@@ -23,9 +23,9 @@ public:
     void take(const DecodedChunk& chunk) override;
     void restart() override;
 
-    // Once all chunks of a file were taken, which takes a search through the picture: all but the preview.
+    // Once all chunks of a file were taken, which takes a search through the picture.
     [[nodiscard]] PictureReport report();
-    // Whole after report(); null when the file has none.
+    // Of the chunks that were taken, whole after report(); null when they make none.
     const kxP::_imgRGBABuffer8* picture() const { return picture_ ? &picture_->pixels() : nullptr; }
 
 private:

@@ -48,7 +48,7 @@ bool CachedFrame::addTo(FileReport& report) const {
     if (!picture) return false;
     if (wantsPreview_ && picture->picture) {
         if (entry_->image.pixelsInMemory() == 0) return false;
-        picture->preview = makePreview(entry_->image);
+        report.preview = makePreview(entry_->image);
     }
     report.picture = std::make_shared<const PictureReport>(*std::move(picture));
     report.decoded = true;

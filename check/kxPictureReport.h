@@ -50,7 +50,8 @@ constexpr int smallPreviewSide = 160;
 constexpr int mostPreviewBytes = 512 << 10;
 constexpr int mostSmallPreviewBytes = 64 << 10;
 
-// A picture reduced to be looked at, in two sizes: JPEG, sRGB without alpha. Both are there, or none.
+// A picture reduced to be looked at, in two sizes: JPEG, sRGB without alpha. Both are there, or none. What could
+// not be decoded is black.
 struct Preview {
     QByteArray jpeg;  // empty: none was asked for, or there is no picture
     int width = 0;    // pixels, of `jpeg`; the product is kxCHK::thumbnailCapacity at most
@@ -63,8 +64,7 @@ struct PictureReport {
     std::optional<PictureFacts> picture;  // none: the first part has neither R, G, B nor Y
     std::vector<StrangeSamples> strange;  // only channels that have some, in the order of parts and channels
     std::array<std::uint64_t, 2> hash{};  // of all samples of all parts; equal for equal samples
-    Preview preview;
-    bool isCached = false;  // it comes from the cache; nothing was decoded
+    bool isCached = false;                // it comes from the cache; nothing was decoded
 };
 
 }  // namespace kxCheck

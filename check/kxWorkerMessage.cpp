@@ -169,7 +169,6 @@ constexpr auto passPicture = [](auto& io, auto& picture) {
     io.optional(picture.picture, passFacts);
     io.list(picture.strange, anyCount, passStrange);
     for (auto& word : picture.hash) io.number(word, lowest, highest);
-    passPreview(io, picture.preview);
     io.number(picture.isCached, 0, 1);
 };
 
@@ -206,6 +205,7 @@ constexpr auto passReport = [](auto& io, auto& number, auto& report, auto& heade
     io.list(report.chunks, anyCount, passCounts);
     io.number(report.decoded, 0, 1);
     io.pointer(report.picture, passPicture);
+    passPreview(io, report.preview);
     io.list(report.findings, mostFindings, passFinding);
     io.bytes(report.cacheFault, mostFaultBytes);
     io.real(report.seconds);
@@ -228,10 +228,7 @@ FileReport withoutTiles(FileReport report) {
 }
 
 FileReport withoutPreview(FileReport report) {
-    if (!report.picture || report.picture->preview.jpeg.isEmpty()) return report;
-    const auto picture = std::make_shared<PictureReport>(*report.picture);
-    picture->preview = Preview();
-    report.picture = picture;
+    report.preview = {};
     return report;
 }
 
@@ -242,6 +239,7 @@ FileReport tooLarge(const FileReport& report) {
     limited.chunks.clear();
     limited.decoded = false;
     limited.picture = nullptr;
+    limited.preview = {};
     limited.findings.push_back(makeFinding(Code::limit, "its headers are larger than this program can handle"));
     arrangeFindings(limited.findings);
     return limited;

@@ -56,6 +56,7 @@ public:
         file.notes.renderTime = static_cast<int>(input_.take<uint32_t>() >> 1U) - (bit() ? 1 : 0);
         file.decoded = bit();
         if (file.decoded && bit()) file.picture = picture(file.headers ? file.headers->size() : 0);
+        if (bit()) file.preview = preview();
         const int findings = input_.take<uint8_t>() % 16;
         for (int i = 0; i < findings; ++i) file.findings.push_back(finding());
         file.cacheFault = text();
@@ -136,12 +137,17 @@ private:
             picture->strange.push_back({part, channel, nan, count()});
         }
         picture->hash = {input_.take<std::uint64_t>(), parts};
-        picture->preview.jpeg = text();
-        picture->preview.width = input_.take<uint8_t>();
-        picture->preview.height = input_.take<uint8_t>();
-        picture->preview.small = text();
         picture->isCached = bit();
         return picture;
+    }
+
+    kxCheck::Preview preview() {
+        kxCheck::Preview preview;
+        preview.jpeg = text();
+        preview.width = input_.take<uint8_t>();
+        preview.height = input_.take<uint8_t>();
+        preview.small = text();
+        return preview;
     }
 
     kxCheck::PictureFacts facts() {

@@ -67,6 +67,7 @@ QByteArray everythingOf(const FileReport& report) {
 std::optional<FileReport> cached(FileReport report, bool wantsPreview) {
     report.decoded = false;
     report.picture = nullptr;
+    report.preview = {};
     const auto entry = CachedFrame::load(entryPath().c_str(), wantsPreview);
     if (!entry || !entry->addTo(report)) return std::nullopt;
     return report;
@@ -150,8 +151,8 @@ void storeReport(FuzzInput input) {
     require(found.has_value() == entryExists(entryPath()));
     if (!found) return;
     auto expected = *report.picture;
-    expected.preview = Preview();
     expected.isCached = true;
+    report.preview = {};
     report.picture = std::make_shared<const PictureReport>(expected);
     require(everythingOf(*found) == everythingOf(report));
     ++report.identity.modified;

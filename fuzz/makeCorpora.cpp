@@ -143,8 +143,8 @@ kxCheck::FileReport someReport() {
     picture->picture.emplace();
     picture->picture->ranges[0].emplace();
     picture->strange = {{0, "diffuse.R", 1, 2}};
-    picture->preview.jpeg = picture->preview.small = "jpeg";
     report.picture = picture;
+    report.preview.jpeg = report.preview.small = "jpeg";
     kxCheck::Finding finding = kxCheck::makeFinding(kxCheck::Code::chunk, "tile 1,2 can't be decoded");
     finding.part = 0;
     finding.tiles = {{1, 2, 0, 0}};

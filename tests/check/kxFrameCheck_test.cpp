@@ -4,6 +4,7 @@
 #include "shared/kxMemoryLimit.h"
 #include "tests/support/CheckedFile.h"
 #include "tests/support/ExrKinds.h"
+#include "tests/support/JpegPicture.h"
 #include "tests/support/PaintedFrames.h"
 #include "tests/support/TempDir.h"
 
@@ -89,31 +90,59 @@ TEST(FrameCheck, SeesThePictureOfAWholeFile) {
     ASSERT_TRUE(report.picture && report.picture->picture);
     EXPECT_TRUE(report.picture->picture->hasAlpha);
     EXPECT_FALSE(report.picture->isCached);
-    EXPECT_TRUE(report.picture->preview.jpeg.isEmpty()) << "nobody asked for one";
+    EXPECT_TRUE(report.preview.jpeg.isEmpty()) << "nobody asked for one";
     EXPECT_GT(report.seconds, 0);
 }
 
 TEST(FrameCheck, MakesAPreviewWhereOneIsWanted) {
     const FileReport report = checked(paintedBytes({painted}), true);
     ASSERT_TRUE(report.picture);
-    EXPECT_FALSE(report.picture->preview.jpeg.isEmpty());
-    EXPECT_FALSE(report.picture->preview.small.isEmpty());
-    EXPECT_EQ(report.picture->preview.width, 16);
-    EXPECT_EQ(report.picture->preview.height, 12);
+    EXPECT_FALSE(report.preview.jpeg.isEmpty());
+    EXPECT_FALSE(report.preview.small.isEmpty());
+    EXPECT_EQ(report.preview.width, 16);
+    EXPECT_EQ(report.preview.height, 12);
     const FileReport none = checked(paintedBytes({{{{"Z", plainPaint(1)}}}}), true);
     ASSERT_TRUE(none.picture);
     EXPECT_FALSE(none.picture->picture);
-    EXPECT_TRUE(none.picture->preview.jpeg.isEmpty());
+    EXPECT_TRUE(none.preview.jpeg.isEmpty());
 }
 
 TEST(FrameCheck, HasNoPictureOfWhatWasNotDecodedWhole) {
     std::string bytes = paintedBytes({painted});
     bytes.resize(bytes.size() - 10);
-    const FileReport cut = checked(bytes, true);
+    const FileReport cut = checked(bytes);
     EXPECT_FALSE(cut.decoded);
     EXPECT_FALSE(cut.picture);
+    EXPECT_TRUE(cut.preview.jpeg.isEmpty()) << "nobody asked for one";
     EXPECT_EQ(codesOf(cut), std::set<std::string>{"truncated"});
     EXPECT_EQ(codesOf(checkFrame({"/nowhere/a.exr"})), std::set<std::string>{"missing"});
+}
+
+TEST(FrameCheck, ShowsWhatCouldBeDecodedOfADamagedFile) {
+    PaintedPart white{{{"B", plainPaint(1)}, {"G", plainPaint(1)}, {"R", plainPaint(1)}}};
+    white.display = white.data = {{0, 0}, {63, 63}};
+    white.compression = Imf::NO_COMPRESSION;
+    std::string bytes = paintedBytes({white});
+    constexpr std::size_t rowBytes = 8 + 3 * 2 * 64;
+    bytes.resize(bytes.size() - 32 * rowBytes);
+    const FileReport cut = checked(bytes, true);
+    EXPECT_FALSE(cut.decoded || cut.picture);
+    const JpegPicture seen = decodedJpeg(cut.preview.jpeg);
+    ASSERT_EQ(seen.width, 64);
+    ASSERT_EQ(seen.height, 64);
+    const auto red = [&seen](std::size_t row) { return seen.rgb[(row * 64 + 32) * 3]; };
+    for (const std::size_t row : {0, 24}) EXPECT_GT(red(row), 240) << row;
+    for (const std::size_t row : {40, 63}) EXPECT_LT(red(row), 15) << row;
+}
+
+// Nothing is known of which chunks are there: no headers, or a cut before the end of the chunk table.
+TEST(FrameCheck, ShowsNothingOfAFileWithoutChunks) {
+    const std::string bytes = paintedBytes({painted});
+    for (const std::size_t size : {std::size_t{0}, std::size_t{100}, bytes.find("screenWindowWidth") + 34}) {
+        const FileReport report = checked(bytes.substr(0, size), true);
+        EXPECT_FALSE(report.findings.empty()) << size;
+        EXPECT_TRUE(report.preview.jpeg.isEmpty()) << size;
+    }
 }
 
 TEST(FrameCheck, LooksAtPicturesAtTheLevelOfPixelsOnly) {
@@ -140,7 +169,7 @@ TEST(FrameCheck, NeedsAtMost64MiBAnd20BytesAPixel) {
         constexpr int most = 64 + 20 * (width * height >> 10) / 1024;
         const int used = inProcess([&] {
             const FileReport report = checkFrame(check);
-            const bool isSeen = report.picture && report.picture->preview.width > 500;
+            const bool isSeen = report.preview.width > 500;
             return isSeen ? mostMemory() : -1;
         });
         static_assert(most < 255, "an exit code tells");

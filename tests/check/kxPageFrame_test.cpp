@@ -91,6 +91,19 @@ TEST(PageFrame, SaysNothingByColourAlone) {
     }
 }
 
+TEST(FrameSection, SaysOfWhatWasNotDecodedWholeThatThePictureIsNotAll) {
+    FrameView view;
+    view.large = "large";
+    FrameReport report = picturedFrame();
+    report.file.decoded = true;
+    EXPECT_EQ(markup(frameSection(detailed(report), view)).ofClass("partial").size(), 0U);
+    report.file.decoded = false;
+    const PageMarkup page = markup(frameSection(detailed(report), view));
+    ASSERT_EQ(page.fault(), "");
+    ASSERT_EQ(page.ofClass("partial").size(), 1U);
+    EXPECT_EQ(page.ofClass("partial")[0].text, "As far as it could be decoded; the rest is black.");
+}
+
 TEST(FrameSection, ShowsAllThatIsKnown) {
     FrameView view;
     view.sequence = 2;

@@ -249,12 +249,12 @@ TEST_F(PictureCacheTest, GivesAPreviewFromTheThumbnail) {
         checkFrame({QByteArray::fromStdString(dir.file("frame.exr")), Level::pixels, "", false, true});
     const FileReport cached = check(Level::pixels, true, true);
     ASSERT_TRUE(cached.picture->isCached);
-    EXPECT_EQ(cached.picture->preview.width, fresh.picture->preview.width);
-    EXPECT_EQ(cached.picture->preview.height, fresh.picture->preview.height);
-    EXPECT_EQ(cached.picture->preview.jpeg.left(2), "\xff\xd8");
-    EXPECT_EQ(cached.picture->preview.small.left(2), "\xff\xd8");
+    EXPECT_EQ(cached.preview.width, fresh.preview.width);
+    EXPECT_EQ(cached.preview.height, fresh.preview.height);
+    EXPECT_EQ(cached.preview.jpeg.left(2), "\xff\xd8");
+    EXPECT_EQ(cached.preview.small.left(2), "\xff\xd8");
     EXPECT_EQ(described(cached), described(fresh));
-    EXPECT_TRUE(check().picture->preview.jpeg.isEmpty());
+    EXPECT_TRUE(check().preview.jpeg.isEmpty());
 }
 
 TEST_F(PictureCacheTest, DecodesAgainWhereTheThumbnailIsDamaged) {
@@ -264,7 +264,7 @@ TEST_F(PictureCacheTest, DecodesAgainWhereTheThumbnailIsDamaged) {
     EXPECT_TRUE(isCached()) << "what is used is there";
     const FileReport report = check(Level::pixels, true, true);
     EXPECT_FALSE(report.picture->isCached);
-    EXPECT_FALSE(report.picture->preview.jpeg.isEmpty());
+    EXPECT_FALSE(report.preview.jpeg.isEmpty());
     PlainCacheFile entry{};
     EXPECT_TRUE(readPlainCacheFile(entryBytes(), entry)) << "the entry was replaced";
     std::string empty = plainInflate(good, 761188);

@@ -2,6 +2,7 @@
 #include "check/kxThumbnail.h"
 
 #include "image/KX_DataTypes_image.h"
+#include "tests/support/JpegPicture.h"
 
 #include <gtest/gtest.h>
 
@@ -11,8 +12,6 @@
 #include <random>
 #include <utility>
 #include <vector>
-
-#include <turbojpeg.h>
 
 using namespace kxCheck;
 
@@ -31,29 +30,6 @@ std::unique_ptr<kxP::_imgRGBABuffer8> numberedPicture(int width, int height) {
     auto picture = pictureOf(width, height);
     for (int i = 0; i < width * height; ++i)
         picture->write(i, {static_cast<unsigned char>(i), static_cast<unsigned char>(i >> 8), 77, 255});
-    return picture;
-}
-
-struct Decoded {
-    int width = 0;
-    int height = 0;
-    std::vector<unsigned char> rgb;
-};
-
-Decoded decoded(const QByteArray& jpeg) {
-    Decoded picture;
-    const std::unique_ptr<void, int (*)(tjhandle)> reader(tjInitDecompress(), tjDestroy);
-    const auto* bytes = reinterpret_cast<const unsigned char*>(jpeg.constData());
-    const auto size = static_cast<unsigned long>(jpeg.size());
-    int subsampling = 0;
-    int colours = 0;
-    if (tjDecompressHeader3(reader.get(), bytes, size, &picture.width, &picture.height, &subsampling, &colours) !=
-        0)
-        return {};
-    picture.rgb.resize(static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height) * 3);
-    if (tjDecompress2(reader.get(), bytes, size, picture.rgb.data(), picture.width, 0, picture.height, TJPF_RGB,
-                      0) != 0)
-        return {};
     return picture;
 }
 
@@ -135,13 +111,13 @@ TEST(Preview, IsTheThumbnailInTwoSizes) {
     const Preview preview = makePreview(*picture);
     EXPECT_EQ(preview.width, 580);
     EXPECT_EQ(preview.height, 326);
-    const Decoded large = decoded(preview.jpeg);
+    const JpegPicture large = decodedJpeg(preview.jpeg);
     EXPECT_EQ(large.width, 580);
     EXPECT_EQ(large.height, 326);
-    const Decoded small = decoded(preview.small);
+    const JpegPicture small = decodedJpeg(preview.small);
     EXPECT_EQ(small.width, 160);
     EXPECT_EQ(small.height, 88);
-    for (const Decoded& shown : {large, small}) {
+    for (const JpegPicture& shown : {large, small}) {
         ASSERT_FALSE(shown.rgb.empty());
         EXPECT_NEAR(shown.rgb[0], 200, 6);
         EXPECT_NEAR(shown.rgb[1], 100, 6);

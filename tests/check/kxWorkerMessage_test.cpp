@@ -46,7 +46,6 @@ PictureReport somePicture() {
     facts.ranges = {SampleRange{-1.5, 65504, 0.25}, std::nullopt, SampleRange{0, 0, 0}, std::nullopt};
     picture.strange = {{0, "R", 12, 0}, {1, "diffuse.G", 0, 345678901234}};
     picture.hash = {0xfedcba9876543210U, 1};
-    picture.preview = {QByteArray("\xff\xd8\0\xd9", 4), 580, 326, "small"};
     return picture;
 }
 
@@ -59,6 +58,7 @@ FileReport someReport() {
     report.decoded = true;
     report.notes = {"node\xe9", 754};
     report.picture = std::make_shared<const PictureReport>(somePicture());
+    report.preview = {QByteArray("\xff\xd8\0\xd9", 4), 580, 326, "small"};
     report.findings = {someFinding(), makeFinding(Code::nan, "")};
     report.cacheFault = "File too large";
     report.seconds = 0.25;
@@ -215,11 +215,11 @@ TEST(Report, BringsThePictureAsItWas) {
     EXPECT_EQ(picture.strange[0].nan, 12);
     EXPECT_EQ(picture.strange[1].infinite, 345678901234);
     EXPECT_EQ(picture.hash, expected.hash);
-    EXPECT_EQ(picture.preview.jpeg, expected.preview.jpeg);
-    EXPECT_EQ(picture.preview.width, 580);
-    EXPECT_EQ(picture.preview.height, 326);
-    EXPECT_EQ(picture.preview.small, "small");
     EXPECT_FALSE(picture.isCached);
+    EXPECT_EQ(received->preview.jpeg, someReport().preview.jpeg);
+    EXPECT_EQ(received->preview.width, 580);
+    EXPECT_EQ(received->preview.height, 326);
+    EXPECT_EQ(received->preview.small, "small");
     EXPECT_EQ(received->notes.infoText, "node\xe9");
     EXPECT_EQ(received->notes.renderTime, 754);
 }
@@ -253,6 +253,33 @@ TEST(Report, WithoutPictureInTheFirstPartKeepsTheRest) {
     EXPECT_EQ(received->picture->strange.size(), 2U);
 }
 
+TEST(Report, BringsAPreviewOfWhatWasDecodedInPart) {
+    FileReport report = someReport();
+    report.decoded = false;
+    report.picture = nullptr;
+    const auto received = decoded(bytesOfReport(report));
+    ASSERT_TRUE(received);
+    EXPECT_FALSE(received->picture);
+    EXPECT_EQ(received->preview.small, "small");
+}
+
+TEST(Report, IsRejectedWithAPreviewBeyondItsBounds) {
+    FileReport report = someReport();
+    report.preview.jpeg.fill('x', mostPreviewBytes);
+    EXPECT_TRUE(decoded(bytesOfReport(report)));
+    report.preview.jpeg.append('x');
+    EXPECT_FALSE(decoded(bytesOfReport(report)));
+    report = someReport();
+    report.preview.small.fill('x', mostSmallPreviewBytes + 1);
+    EXPECT_FALSE(decoded(bytesOfReport(report)));
+    for (int Preview::*const side : {&Preview::width, &Preview::height})
+        for (const int length : {-1, 190001}) {
+            report = someReport();
+            report.preview.*side = length;
+            EXPECT_FALSE(decoded(bytesOfReport(report))) << length;
+        }
+}
+
 TEST(Report, IsRejectedWithAPictureThatIsNone) {
     FileReport report = someReport();
     report.decoded = false;
@@ -263,17 +290,6 @@ TEST(Report, IsRejectedWithAPictureThatIsNone) {
     EXPECT_FALSE(decoded(bytesOfReport(reportOf(picture)))) << "samples of a part that is not there";
     picture = somePicture();
     picture.strange[1].nan = -1;
-    EXPECT_FALSE(decoded(bytesOfReport(reportOf(picture))));
-    picture = somePicture();
-    picture.preview.width = 190001;
-    EXPECT_FALSE(decoded(bytesOfReport(reportOf(picture))));
-    picture = somePicture();
-    picture.preview.jpeg.fill('x', mostPreviewBytes);
-    EXPECT_TRUE(decoded(bytesOfReport(reportOf(picture))));
-    picture.preview.jpeg.append('x');
-    EXPECT_FALSE(decoded(bytesOfReport(reportOf(picture))));
-    picture = somePicture();
-    picture.preview.small.fill('x', mostSmallPreviewBytes + 1);
     EXPECT_FALSE(decoded(bytesOfReport(reportOf(picture))));
     for (const SampleRange range : {SampleRange{2, 1, 1}, SampleRange{0, 1, std::nan("")},
                                     SampleRange{-HUGE_VAL, 1, 0}, SampleRange{0, HUGE_VAL, 0}}) {
@@ -390,14 +406,14 @@ TEST(Report, LeavesTheTilesOutWhereTheyAreTooMany) {
 TEST(Report, LeavesThePreviewOutWhereOnlyThatMakesRoom) {
     FileReport report = someReport();
     PictureReport picture = somePicture();
-    picture.preview.jpeg.fill('x', mostPreviewBytes);
     picture.strange.assign((greatestMessage - (256U << 10U)) / 29, {0, "R", 1, 1});
     report.picture = std::make_shared<const PictureReport>(picture);
+    report.preview.jpeg.fill('x', mostPreviewBytes);
     const QByteArray content = bytesOfReport(report);
     EXPECT_LE(content.size(), static_cast<int>(greatestMessage));
     const auto received = decoded(content);
     ASSERT_TRUE(received && received->picture);
-    EXPECT_TRUE(received->picture->preview.jpeg.isEmpty());
+    EXPECT_TRUE(received->preview.jpeg.isEmpty());
     EXPECT_EQ(received->picture->strange.size(), picture.strange.size());
 }
 

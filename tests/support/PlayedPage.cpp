@@ -103,7 +103,6 @@ std::shared_ptr<const PictureReport> pictureOf(int i, bool isDark) {
     for (std::size_t channel = 0; channel < 3; ++channel)
         facts.ranges[channel] = SampleRange{0, 4, mean * (1 - 0.1 * static_cast<double>(channel))};
     picture->picture = facts;
-    picture->preview = previewOf(i % turns, isDark);
     return picture;
 }
 
@@ -128,6 +127,7 @@ FrameReport playedFrame(int i, int frames, PlayedDamage damage) {
     frame.file.notes = {"render" + QByteArray::number(i % 7), 754 + i % 60};
     frame.file.decoded = frame.verdict != Verdict::bad;
     if (frame.file.decoded || damage == PlayedDamage::all) frame.file.picture = pictureOf(i, has(Code::jump));
+    if (frame.file.picture || has(Code::truncated)) frame.file.preview = previewOf(i % turns, has(Code::jump));
     return frame;
 }
 
