@@ -7,6 +7,7 @@
 #pragma once
 
 #include "shared/kxImageBuffer.h"
+#include "shared/kxReplacementFile.h"
 #include "shared/kxString.h"
 #include "shared/kxTime.h"
 
@@ -164,9 +165,10 @@ public:
     _SingleImageFile();
 
     // Filters the image in place, sets bit 0 of fileFlags and writes the file safely (old file or new file, never a
-    // part). A path of more than 500 characters is cut to them, and that file is written. Empty on success,
-    // otherwise the reason. The image stays filtered: reload or decode it to show it.
-    [[nodiscard]] QString saveToFile(QString const& fileName);
+    // part; after a loss of power only where it was flushed). A path of more than 500 characters is cut to them,
+    // and that file is written. Empty on success, otherwise the reason. The image stays filtered: reload or decode
+    // it to show it.
+    [[nodiscard]] QString saveToFile(QString const& fileName, kxFlush flush = kxFlush::now);
 
     // Reads a file; its path is cut as by saveToFile. False with *errorCode (may be null) -1 for a file of another
     // layout, or the code of the failed read. A size beyond the capacity empties the image (0 x 0), a text that

@@ -106,12 +106,12 @@ _SingleImageFile::_SingleImageFile() : reserved_{}, fileFlags(0), reserved2_{}, 
     std::memset(data.histogram, 0, sizeof data.histogram);
 }
 
-QString _SingleImageFile::saveToFile(QString const& fileName) {
+QString _SingleImageFile::saveToFile(QString const& fileName, kxFlush flush) {
     encodePredictionFilter(&image);
     fileFlags |= pixelsFiltered;
     const int code =
         _KX_DataBuffer::saveToFileCompressed(fileName, true, reinterpret_cast<char*>(this), headerSize,
-                                             reinterpret_cast<char*>(image.pixels), pixelMemorySize(image));
+                                             reinterpret_cast<char*>(image.pixels), pixelMemorySize(image), flush);
     return code == 0 ? QString() : _KX_DataBuffer::errorString(code).toQString();
 }
 

@@ -207,7 +207,7 @@ int readPlain(int file, const Area& header, const Area& data) {
 }  // namespace
 
 int _KX_DataBuffer::saveToFileCompressed(_kxString8_allSize<500> fileName, const bool& compressed, char* header,
-                                         const int& headerSize, char* data, const int& dataSize) {
+                                         const int& headerSize, char* data, const int& dataSize, kxFlush flush) {
     if (headerSize < 0 || dataSize < 0) return EINVAL;
     const Area headerArea{header, static_cast<std::size_t>(headerSize)};
     const Area dataArea{data, static_cast<std::size_t>(dataSize)};
@@ -217,7 +217,7 @@ int _KX_DataBuffer::saveToFileCompressed(_kxString8_allSize<500> fileName, const
     if (const int code = target.create(path, ".kxCache")) return code;
     const int code = compressed ? writeCompressed(target.file(), headerArea, dataArea)
                                 : writePlain(target.file(), headerArea, dataArea);
-    return code != 0 ? code : target.replaceTarget();
+    return code != 0 ? code : target.replaceTarget(flush);
 }
 
 int _KX_DataBuffer::loadFromFileCompressed(_kxString8_allSize<500> fileName, const bool& compressed, char* header,

@@ -3,13 +3,14 @@
 //
 // A compressed file is exactly one zlib stream of the header's bytes followed by the data's; a file that is not
 // compressed is these bytes as they are. Files are written beside their target under a temporary name
-// (".kxCache-<process>-<time>-<number>.tmp"), flushed to disk and renamed: a reader sees the old file or the new
-// one and never a part, and a write that fails before the rename leaves the old file as it was. A process that is
-// killed while it writes leaves its temporary file behind; nothing ever reads it.
+// (".kxCache-<process>-<time>-<number>.tmp"), flushed to disk if asked to, and renamed: a reader sees the old file
+// or the new one and never a part, and a write that fails before the rename leaves the old file as it was. A
+// process that is killed while it writes leaves its temporary file behind; nothing ever reads it.
 //
 // Threads: all operations may run in several threads at once, on one file too, as long as their areas differ.
 #pragma once
 
+#include "shared/kxReplacementFile.h"
 #include "shared/kxString.h"
 
 class _KX_DataBuffer {
@@ -27,7 +28,7 @@ public:
     // which the new file stands is that of flushing the directory.
     [[nodiscard]] static int saveToFileCompressed(_kxString8_allSize<500> fileName, const bool& compressed,
                                                   char* header, const int& headerSize, char* data,
-                                                  const int& dataSize);
+                                                  const int& dataSize, kxFlush flush = kxFlush::now);
 
     // Reads such a file; 0 when it held exactly headerSize + dataSize bytes, otherwise a code for errorString()
     // and both areas may hold a part of the file. Only regular files are read, and never more is inflated than the

@@ -83,12 +83,13 @@ void kxReplacementFile::removeTemporary() const {
         kxRetryInterrupted(-1, [&] { return unlinkat(directory_.number, temporaryName_.c_str(), 0); }));
 }
 
-int kxReplacementFile::replaceTarget() {
-    if (const int code = flushToDisk(file_.number)) return code;
+int kxReplacementFile::replaceTarget(kxFlush flush) {
+    const int flushed = flush == kxFlush::now ? flushToDisk(file_.number) : 0;
+    if (flushed != 0) return flushed;
     if (const int code = file_.close()) return code;
     const int directory = directory_.number;
     const auto rename = [&] { return renameat(directory, temporaryName_.c_str(), directory, targetName_.c_str()); };
     if (kxRetryInterrupted(-1, rename) != 0) return errno;
     temporaryName_.clear();
-    return flushDirectory(directory);
+    return flush == kxFlush::now ? flushDirectory(directory) : 0;
 }

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // A file that takes another one's place when it is whole.
 //
-// It is written beside its target under a temporary name, flushed to disk and renamed: a reader sees the old file
-// or the new one and never a part, and what fails before the rename leaves the old file as it was. A process that
-// is killed while it writes leaves its temporary file behind.
+// It is written beside its target under a temporary name, flushed to disk if asked to, and renamed: a reader sees
+// the old file or the new one and never a part, and what fails before the rename leaves the old file as it was. A
+// process that is killed while it writes leaves its temporary file behind.
 //
 // Threads: each may use objects of its own, also for the same target.
 #pragma once
@@ -28,6 +28,11 @@ public:
 // 0, or the reason as an errno value; a part may then have been written.
 [[nodiscard]] int kxWriteAll(int file, const char* bytes, std::size_t size);
 
+// When what was written is with the disk. `now`: before it takes the target's place, which is a wait of
+// milliseconds. `later`: when the system comes to it; a loss of power meanwhile may leave the new name with a part
+// of the file, so this is for what whoever reads it recognises and makes anew.
+enum class kxFlush { now, later };
+
 class kxReplacementFile {
 public:
     kxReplacementFile() = default;
@@ -43,7 +48,7 @@ public:
     [[nodiscard]] int file() const { return file_.number; }
     // 0, or the reason as an errno value. The one failure after which the new file stands is that of flushing the
     // directory.
-    [[nodiscard]] int replaceTarget();
+    [[nodiscard]] int replaceTarget(kxFlush flush = kxFlush::now);
 
 private:
     int createTemporary(const char* stem);

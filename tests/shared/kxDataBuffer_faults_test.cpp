@@ -22,11 +22,11 @@ protected:
     }
     ~DataBufferFaults() override { theSystem = System(); }
 
-    int save(char value, bool compressed = true) {
+    int save(char value, bool compressed = true, kxFlush flush = kxFlush::now) {
         std::string header(10, value);
         std::string data(100000, value);
         return _KX_DataBuffer::saveToFileCompressed(path.c_str(), compressed, header.data(), 10, data.data(),
-                                                    100000);
+                                                    100000, flush);
     }
     int load(bool compressed = true) {
         std::string header(10, '-');
@@ -124,6 +124,12 @@ TEST_F(DataBufferFaults, ShortTransfersAreContinued) {
 TEST_F(DataBufferFaults, TheFileIsFlushedBeforeTheDirectory) {
     EXPECT_EQ(save('n'), 0);
     EXPECT_EQ(theSystem.fsync.calls, 2);
+}
+
+TEST_F(DataBufferFaults, NothingIsFlushedThatTheSystemMayWriteLater) {
+    EXPECT_EQ(save('n', true, kxFlush::later), 0);
+    EXPECT_EQ(theSystem.fsync.calls, 0);
+    expectFileOf('n');
 }
 
 TEST_F(DataBufferFaults, AFileSystemThatCannotFlushADirectoryIsNoFailure) {
