@@ -124,7 +124,7 @@ QByteArray CheckOutputs::fault() const {
 
 bool CheckOutputs::isReaderGone() const {
     pollfd polled = {STDOUT_FILENO, 0, 0};
-    return poll(&polled, 1, 0) > 0 && (polled.revents & POLLERR) != 0;
+    return poll(&polled, 1, 0) > 0 && (polled.revents & (POLLERR | POLLHUP)) != 0;  // of a pipe, of a socket
 }
 
 void CheckOutputs::writeProblem(const QByteArray& text) {

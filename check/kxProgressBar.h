@@ -19,7 +19,8 @@ public:
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
 
-    // Draws the bar, some times a second at most. A pass begins with no frame done.
+    // Draws the bar, some times a second at most. A pass begins with no frame done, the
+    // first one with the bar.
     void show(const RunProgress& progress);
     // Takes the bar away, so that a line can be written in its place.
     void clear();
@@ -30,7 +31,7 @@ private:
     Output& output_;
     bool isShown_;
     bool isDrawn_ = false;
-    Clock::time_point passBegan_;
+    Clock::time_point passBegan_ = Clock::now();
     Clock::time_point drawn_;
 };
 

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
@@ -385,6 +386,27 @@ TEST_F(CheckFollowTest, AnOutputThatNobodyReadsEndsIt) {
     options.stdoutFd = ends[1];
     EXPECT_EQ(outcome({"--follow", "-f", "1-9", "r/a.####.exr"}, options), "signal " + std::to_string(SIGPIPE));
     close(ends[1]);
+}
+
+TEST_F(CheckFollowTest, ASocketThatNobodyReadsEndsItToo) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    close(ends[0]);
+    ProcessOptions options;
+    options.stdoutFd = ends[1];
+    const std::vector<std::string> arguments = {"--follow", "-f", "1-9", "--timeout", "60", "r/a.####.exr"};
+    EXPECT_EQ(outcome(arguments, options), "signal " + std::to_string(SIGPIPE));
+    close(ends[1]);
+}
+
+// Not with the machine, hours ago.
+TEST_F(CheckFollowTest, TheBarKnowsWhenItsFirstPassBegan) {
+    arrive("0001");
+    arrive("0002");
+    const ProcessResult result =
+        check({"--follow", "-f", "1-2", "-l", "structure", "--progress", "always", "r/a.####.exr"});
+    EXPECT_NE(result.err.find("left"), std::string::npos) << result.err;
+    EXPECT_EQ(result.err.find(" h "), std::string::npos) << result.err;
 }
 
 TEST_F(CheckFollowTest, APageShowsThePicturesOfTheLastFiles) {
