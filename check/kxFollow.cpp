@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <optional>
-#include <set>
 
 namespace kxCheck {
 
@@ -37,18 +37,9 @@ void Follow::run() {
     }
 }
 
-std::vector<FollowedSequence*> Follow::sequences() {
-    std::vector<FollowedSequence*> all;
-    for (const Key& key : order_) all.push_back(&sequences_.at(key));
-    for (auto& [key, sequence] : sequences_)
-        if (std::find(order_.begin(), order_.end(), key) == order_.end()) all.push_back(&sequence);
-    return all;
-}
-
 bool Follow::isAllDone() const {
-    return problems_.empty() && std::all_of(sequences_.begin(), sequences_.end(), [](const auto& entry) {
-               return entry.second.done() == entry.second.frames();
-           });
+    const auto isDone = [](const FollowedSequence* sequence) { return sequence->done() == sequence->frames(); };
+    return problems_.empty() && std::all_of(counted_.begin(), counted_.end(), isDone);
 }
 
 bool Follow::isOver(bool isQuiet) const {
@@ -58,9 +49,9 @@ bool Follow::isOver(bool isQuiet) const {
 
 void Follow::showProgress() {
     RunProgress progress{settings_.level, 0, 0};
-    for (const auto& [key, sequence] : sequences_) {
-        progress.done += sequence.done();
-        progress.all += sequence.frames();
+    for (const FollowedSequence* const sequence : counted_) {
+        progress.done += sequence->done();
+        progress.all += sequence->frames();
     }
     listener_.progress(progress);
 }
@@ -84,45 +75,56 @@ bool Follow::ask() {
 bool Follow::listDirectories() {
     FoundSequences found = findSequences(settings_.arguments, mean_);
     problems_ = std::move(found.problems);
-    order_.clear();
+    counted_.clear();
+    std::set<Key> there;
     bool isNews = false;
     for (FoundSequence& sequence : found.sequences) {
         const Key key{sequence.directory, sequence.name};
         const auto place = sequences_.try_emplace(key, settings_, room_, listener_.previews).first;
         if (place->second.update(std::move(sequence))) isNews = true;
-        order_.push_back(key);
+        counted_.push_back(&place->second);
+        there.insert(key);
     }
-    if (found.isComplete && emptyOthers()) isNews = true;
+    if (!found.isComplete)
+        countOthers(there);
+    else if (dropOthers(there))
+        isNews = true;
     return isNews;
 }
 
-// Sequences that are not there any more have lost their files, if that is certain. One that never had any was only
-// how a pattern was read as long as there was nothing to read it by.
-bool Follow::emptyOthers() {
-    const std::set<Key> there(order_.begin(), order_.end());
+void Follow::countOthers(const std::set<Key>& found) {
+    for (auto& [key, sequence] : sequences_)
+        if (found.count(key) == 0) counted_.push_back(&sequence);
+}
+
+// Sequences that a whole list does not have any more are waited for no longer: their names were those that frames
+// have while they are written, or how a pattern was read as long as there was nothing to read it by. True when one
+// lost files.
+bool Follow::dropOthers(const std::set<Key>& found) {
     bool isNews = false;
     for (auto entry = sequences_.begin(); entry != sequences_.end();) {
         FollowedSequence& sequence = entry->second;
-        if (there.count(entry->first) > 0) {
-            ++entry;
-        } else if (!sequence.hadFiles()) {
-            entry = sequences_.erase(entry);
-        } else {
-            if (sequence.update({entry->first.first, entry->first.second, {}})) isNews = true;
-            ++entry;
-        }
+        const bool isGone = found.count(entry->first) == 0;
+        if (isGone && sequence.update({entry->first.first, entry->first.second, {}})) isNews = true;
+        entry = isGone && !isInWork(sequence) ? sequences_.erase(entry) : std::next(entry);
     }
     return isNews;
 }
 
-// About all of them where all seems to be done.
+bool Follow::isInWork(const FollowedSequence& sequence) const {
+    const auto isItsOwn = [&sequence](const Work& work) { return work.sequence == &sequence; };
+    return std::any_of(looked_.begin(), looked_.end(), isItsOwn) ||
+           std::any_of(decoded_.begin(), decoded_.end(), isItsOwn);
+}
+
+// Where all seems to be done, about all of them: a good frame that is just being rewritten is waited for too.
 bool Follow::askFiles() {
     if (sequences_.empty()) return false;
-    const auto share = timeForFiles / static_cast<int>(sequences_.size());
-    const auto end = decoded_.empty() && isAllDone() ? Clock::time_point::max() : Clock::now() + share;
+    const bool isEnd = looked_.empty() && decoded_.empty() && isAllDone();
+    const auto end = Clock::now() + timeForFiles / static_cast<int>(sequences_.size());
     bool hasChanged = false;
     for (auto& [key, sequence] : sequences_)
-        if (sequence.askFiles(end)) hasChanged = true;
+        if (isEnd ? sequence.askAllFiles() : sequence.askFiles(end)) hasChanged = true;
     return hasChanged;
 }
 

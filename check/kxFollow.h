@@ -3,12 +3,13 @@
 //
 // Directories are asked for new files at the intervals of FollowPace, each with one list; about single files the
 // system is asked only where one may have changed: about those that are still written, and frames that are not
-// good, for a quarter of a second each time and a file more; about all of them once all frames are done. What came
+// good, for a quarter of a second each time and a file more; about all files once all frames are done. What came
 // is looked into down to the structure, and what is whole there is decoded, while the next news are waited for.
 // Each frame is told as soon as it is done, in the order of arrival.
 //
-// It ends when an asking has no news and all frames of the runs were done before it, when there was no news for the
-// time of --timeout, or when the pools are stopped. Then `sequences` say what is known of each frame.
+// It ends when an asking has no news and all frames of the runs were done before it (of a directory as an argument
+// those of the sequences that are still there), when there was no news for the time of --timeout, or when the pools
+// are stopped. Then `sequences` say what is known of each frame.
 // One thread.
 #pragma once
 
@@ -26,6 +27,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -48,8 +50,9 @@ public:
 
     void run();
 
-    // In the order of the arguments, those that had files before and have none now behind them.
-    [[nodiscard]] std::vector<FollowedSequence*> sequences();
+    // Those that the last asking found, in the order of the arguments; where a directory could not be listed, those
+    // that were found before behind them. They alone count for what is done.
+    [[nodiscard]] const std::vector<FollowedSequence*>& sequences() const { return counted_; }
     // Of the last asking; see FoundSequences.
     [[nodiscard]] const std::vector<QByteArray>& problems() const { return problems_; }
 
@@ -64,7 +67,9 @@ private:
     [[nodiscard]] bool ask();
     [[nodiscard]] bool listDirectories();
     [[nodiscard]] bool askFiles();
-    [[nodiscard]] bool emptyOthers();
+    [[nodiscard]] bool dropOthers(const std::set<Key>& found);
+    [[nodiscard]] bool isInWork(const FollowedSequence& sequence) const;
+    void countOthers(const std::set<Key>& found);
     void look();
     void decode();
     [[nodiscard]] bool waitForReports();
@@ -83,7 +88,7 @@ private:
     FollowPace pace_;
     FollowRoom room_;
     std::map<Key, FollowedSequence> sequences_;
-    std::vector<Key> order_;  // of those that the last asking found
+    std::vector<FollowedSequence*> counted_;
     std::vector<QByteArray> problems_;
     // Given to the workers, in that order.
     std::deque<Work> looked_;

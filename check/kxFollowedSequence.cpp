@@ -46,7 +46,6 @@ bool FollowedSequence::update(FoundSequence found) {
     const bool isNews = name_.path.isEmpty() || !hasSameNames(found.files, found_.files);
     if (!isNews && isLaidOut_) return false;
     found_ = std::move(found);
-    hadFiles_ = hadFiles_ || !found_.files.empty();
     layOut();
     return isNews;
 }
@@ -105,17 +104,26 @@ void FollowedSequence::arrive(std::size_t place) {
 // --- What becomes of them
 // -----------------------------------------------------------------------------------------
 
-bool FollowedSequence::isWatched(std::size_t place) const {
+bool FollowedSequence::isAsked(std::size_t place, Asked asked) const {
     const FollowStep step = states_[place].step;
-    return step == FollowStep::unfinished || (step == FollowStep::done && frames_[place].verdict != Verdict::good);
+    if (step == FollowStep::unfinished) return true;
+    return step == FollowStep::done && (asked == Asked::all || frames_[place].verdict != Verdict::good);
 }
 
 bool FollowedSequence::askFiles(Clock::time_point end) {
+    return ask(Asked::watched, end);
+}
+
+bool FollowedSequence::askAllFiles() {
+    return ask(Asked::all, Clock::time_point::max());
+}
+
+bool FollowedSequence::ask(Asked asked, Clock::time_point end) {
     bool hasChanged = false;
     for (std::size_t left = frames_.size(); left > 0; --left) {
         if (nextAsked_ >= frames_.size()) nextAsked_ = 0;
         const std::size_t place = nextAsked_++;
-        if (!isWatched(place)) continue;
+        if (!isAsked(place, asked)) continue;
         if (askFile(place)) hasChanged = true;
         if (Clock::now() >= end) break;
     }

@@ -62,6 +62,8 @@ public:
     // Asks the system about frames that may have changed, unfinished ones and those that are not good, going on
     // where it stopped, until `end`, but about one in any case. True when one did.
     bool askFiles(Clock::time_point end);
+    // The same about all of them, good ones too: whether what was found still holds.
+    bool askAllFiles();
     // Goes on with what only time was needed for.
     void grow(std::int64_t now);
 
@@ -78,8 +80,6 @@ public:
     // Of the run: frames there must be, and how many of them are done.
     [[nodiscard]] std::int64_t frames() const { return static_cast<std::int64_t>(last_ - first_); }
     [[nodiscard]] std::int64_t done() const { return done_; }
-    // Whether a file of the sequence was ever there.
-    [[nodiscard]] bool hadFiles() const { return hadFiles_; }
 
     [[nodiscard]] const FoundSequence& found() const { return found_; }
     [[nodiscard]] const SequenceName& name() const { return name_; }
@@ -113,7 +113,9 @@ private:
     void giveRoomBack(const FileReport& file);
     void forget(std::size_t place);
     void keep(std::size_t place, FileReport report);
-    [[nodiscard]] bool isWatched(std::size_t place) const;
+    enum class Asked { watched, all };
+    bool ask(Asked asked, Clock::time_point end);
+    [[nodiscard]] bool isAsked(std::size_t place, Asked asked) const;
     bool askFile(std::size_t place);
     [[nodiscard]] bool isAroundDone(std::size_t place) const;
     [[nodiscard]] bool isFaultless(std::size_t place) const;
@@ -127,7 +129,6 @@ private:
     const Likeness unlikeNone_;  // as if no frame were like others, so that none differs
     FoundSequence found_;
     bool isLaidOut_ = false;  // `found_` is what the frames below stand for
-    bool hadFiles_ = false;
     SequenceName name_;
     QByteArray cacheFolder_;           // empty: without cache
     std::vector<FrameReport> frames_;  // of the whole list; verdicts as far as they are known

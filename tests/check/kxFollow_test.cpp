@@ -41,6 +41,11 @@ FileReport checkHalfDone(const FileCheck& check) {
     return report;
 }
 
+// Half done are files that say so.
+FileReport checkContent(const FileCheck& check) {
+    return readFileBytes(check.path.toStdString()) == "half" ? checkHalfDone(check) : reportOf(check);
+}
+
 class FollowTest : public ::testing::Test {
 protected:
     FollowTest() {
@@ -90,4 +95,54 @@ TEST_F(FollowTest, WhatIsDoneLastIsFollowedByOneMoreAsking) {
     ASSERT_EQ(utimensat(AT_FDCWD, dir.file("a.1.exr").c_str(), times, 0), 0);
     run(checkHalfDone);
     EXPECT_NE(told.find("1 ask "), std::string::npos) << told;
+}
+
+TEST_F(FollowTest, AGoodFrameThatIsJustBeingRewrittenIsWaitedForAtTheEnd) {
+    settings.frames = FrameNumbers{1, 2};
+    ASSERT_TRUE(writeFileBytes(dir.file("a.1.exr"), "whole"));
+    listener.judged = [this](const FollowedSequence&, const FrameReport& frame) {
+        told += frame.name.text.toStdString() + " ";
+        if (told != "ask 1 ") return;
+        EXPECT_TRUE(writeFileBytes(dir.file("a.1.exr"), "half"));
+        EXPECT_TRUE(writeFileBytes(dir.file("a.2.exr"), "whole"));
+    };
+    int askingsAfterLast = 0;
+    listener.asking = [this, &askingsAfterLast](const std::vector<QByteArray>&) {
+        told += "ask ";
+        if (told.find("2 ") == std::string::npos || ++askingsAfterLast != 3) return;
+        EXPECT_TRUE(writeFileBytes(dir.file("a.1.exr"), "whole again"));
+        told += "rewritten ";
+    };
+    run(checkContent);
+    EXPECT_NE(told.find("rewritten 1 "), std::string::npos) << told;
+}
+
+TEST_F(FollowTest, SequencesOfNamesThatAreGoneAreNotWaitedFor) {
+    std::filesystem::create_directory(dir.file("r"));
+    settings.arguments = {path("r")};
+    settings.frames = FrameNumbers{1, 2};
+    settings.timeout = 60;
+    const auto beginFrame = [this](const char* number) {
+        EXPECT_TRUE(writeFileBytes(dir.file(std::string("r/temporary_a.") + number + ".exr"), "half"));
+    };
+    const auto endFrame = [this](const std::string& number) {
+        std::filesystem::rename(dir.file("r/temporary_a." + number + ".exr"), dir.file("r/a." + number + ".exr"));
+    };
+    beginFrame("1");
+    int askings = 0;
+    listener.asking = [&](const std::vector<QByteArray>&) {
+        ++askings;
+        if (askings == 2) endFrame("1");
+        if (askings == 3) beginFrame("2");
+        if (askings == 4) endFrame("2");
+    };
+    RunProgress last{};
+    listener.progress = [&last](const RunProgress& progress) { last = progress; };
+    CheckPools pools(settings, reportOf, -1);
+    Follow follow(settings, NamesMean::numberedSequences, pools, listener);
+    follow.run();
+    ASSERT_EQ(follow.sequences().size(), 1U);
+    EXPECT_EQ(follow.sequences().front()->name().path, path("r/a.####.exr"));
+    EXPECT_EQ(last.done, 2);
+    EXPECT_EQ(last.all, 2);
 }

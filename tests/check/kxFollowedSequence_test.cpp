@@ -117,7 +117,6 @@ TEST_F(FollowedSequenceTest, FilesAreLookedIntoOnceWhenTheyArrive) {
     EXPECT_TRUE(sequence.update(found({})));
     EXPECT_EQ(arrived(), "");
     EXPECT_EQ(sequence.frames(), 4);
-    EXPECT_FALSE(sequence.hadFiles());
     EXPECT_TRUE(sequence.update(found({2, 3, 9})));
     EXPECT_EQ(arrived(), "23");
     EXPECT_FALSE(sequence.update(found({2, 3, 9})));
@@ -127,7 +126,6 @@ TEST_F(FollowedSequenceTest, FilesAreLookedIntoOnceWhenTheyArrive) {
     EXPECT_EQ(arrived(), "1");
     EXPECT_EQ(sequence.done(), 1);
     EXPECT_TRUE(sequence.hasReport(path(3)));
-    EXPECT_TRUE(sequence.hadFiles());
 }
 
 TEST_F(FollowedSequenceTest, AFileThatVanishesIsForgotten) {
@@ -333,6 +331,18 @@ TEST_F(AskedSequenceTest, FramesThatAreNotGoodArriveAgainWhenTheirFileChanges) {
     EXPECT_TRUE(sequence.askFiles(always));
     EXPECT_EQ(arrived(), "23");
     EXPECT_EQ(sequence.done(), 1);
+}
+
+TEST_F(AskedSequenceTest, WhereAllAreAskedGoodFramesArriveAgainToo) {
+    (void)sequence.update(found({1, 2}));
+    EXPECT_EQ(arrived(), "12");
+    put(1, {});
+    put(2, Code::chunk);
+    EXPECT_FALSE(sequence.askAllFiles());
+    for (const int number : {1, 2}) ASSERT_TRUE(writeFileBytes(path(number).toStdString(), "longer"));
+    EXPECT_TRUE(sequence.askAllFiles());
+    EXPECT_EQ(arrived(), "12");
+    EXPECT_EQ(sequence.done(), 0);
 }
 
 TEST_F(AskedSequenceTest, AFileOfWhichTheSystemTellsTwoThingsIsLookedIntoOnceMoreOnly) {
