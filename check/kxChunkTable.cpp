@@ -70,6 +70,10 @@ bool mayHaveEqual(const std::vector<std::uint64_t>& numbers, std::uint64_t least
     return false;
 }
 
+bool areZeros(const char* bytes, std::size_t count) {
+    return std::all_of(bytes, bytes + count, [](char byte) { return byte == 0; });
+}
+
 bool isAt(const ChunkPlace& place, bool isTile, const char* leader) {
     if (!isTile) return numberAt<std::int32_t>(leader) == place.firstY;
     return numberAt<std::int32_t>(leader) == place.tile.x && numberAt<std::int32_t>(leader + 4) == place.tile.y &&
@@ -153,7 +157,16 @@ void ChunkTable::checkShared(ChunkFaults& faults) const {
 ChunkFault ChunkTable::readLeader(std::size_t part, std::uint32_t index, std::uint64_t offset,
                                   ChunkLeader& leader) {
     const ChunkFault fault = checkLeader(part, index, offset, leader);
+    const bool isFaulty = fault == ChunkFault::wrongLeader || fault == ChunkFault::undecodable;
+    if (isFaulty && !leader.hasSizes) hasZeros_ = true;
     return fault == ChunkFault::truncated && offset < last_ ? ChunkFault::pastEnd : fault;
+}
+
+void ChunkTable::lookAtEnd(const ChunkLeader& leader) {
+    constexpr std::uint64_t mostLooked = 8;
+    const std::uint64_t count = std::min(leader.end() - leader.dataOffset, mostLooked);
+    const char* const bytes = bytes_.view(leader.end() - count, count);
+    if (bytes && count > 0 && areZeros(bytes, count)) hasZeros_ = true;
 }
 
 ChunkFault ChunkTable::checkLeader(std::size_t part, std::uint32_t index, std::uint64_t offset,
@@ -163,10 +176,12 @@ ChunkFault ChunkTable::checkLeader(std::size_t part, std::uint32_t index, std::u
     const bool isTile = isTiled(header.storage);
     const std::size_t partBytes = reading_.multipart ? 4 : 0;
     const std::size_t placeBytes = isTile ? 16 : 4;
-    const std::size_t count = partBytes + placeBytes + (isDeepPart ? 24 : 4);
+    const std::size_t sizeBytes = isDeepPart ? 24 : 4;
+    const std::size_t count = partBytes + placeBytes + sizeBytes;
     if (!bytes_.holds(offset, count)) return ChunkFault::truncated;
     const char* bytes = bytes_.view(offset, count);
     if (!bytes) return ChunkFault::wrongLeader;
+    leader.hasSizes = !areZeros(bytes + partBytes + placeBytes, sizeBytes);
     if (partBytes > 0 && numberAt<std::uint32_t>(bytes) != part) return ChunkFault::wrongLeader;
     const ChunkPlace place = grids_[part].at(index);
     if (!isAt(place, isTile, bytes + partBytes)) return ChunkFault::wrongLeader;

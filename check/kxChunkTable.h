@@ -19,6 +19,7 @@ struct ChunkLeader {
     std::uint64_t countsUsed = 0;  // those of them that say something
     std::uint64_t packedSize = 0;
     std::uint64_t unpackedSize = 0;
+    bool hasSizes = false;  // they are not all 0
 
     std::uint64_t end() const { return dataOffset + countsSize + packedSize; }
 };
@@ -40,6 +41,10 @@ public:
     ChunkFaults checkPlaces();
     // Reads the leader of a chunk that has no fault so far. The leader counts when no fault is returned.
     ChunkFault readLeader(std::size_t part, std::uint32_t index, std::uint64_t offset, ChunkLeader& leader);
+    // Looks at the end of a chunk that can't be decoded though its leader has no fault.
+    void lookAtEnd(const ChunkLeader& leader);
+    // Whether zeros stand for the sizes in a leader, or for the end of a chunk, that was found faulty.
+    [[nodiscard]] bool hasZeros() const { return hasZeros_; }
 
 private:
     ChunkFault checkLeader(std::size_t part, std::uint32_t index, std::uint64_t offset, ChunkLeader& leader);
@@ -60,6 +65,7 @@ private:
     std::uint64_t count_ = 0;  // of all chunks
     std::uint64_t end_ = 0;    // of the tables
     std::uint64_t last_ = 0;   // where the chunk begins that lies last; 0: not known yet, or there is none
+    bool hasZeros_ = false;
 };
 
 }  // namespace kxCheck

@@ -85,6 +85,7 @@ public:
 
 private:
     void look();
+    bool beginsWithZeros();
     void keepHeaders(const std::shared_ptr<const HeaderReading>& reading);
     void lookAtChunks(const HeaderReading& reading, const ExrCore& core, ChunkTable& table);
     void standAlone(const Finding& finding) { report_.findings.assign(1, finding); }
@@ -105,7 +106,10 @@ void FileLook::look() {
     const char* const beginning = known_ && !isKnown ? bytes_.viewAgain(0, reading->end) : nullptr;
     std::optional<KnownHeader> header;
     if (beginning) header = {QByteArray(beginning, static_cast<int>(reading->end)), reading};
-    if (const std::optional<Finding> fault = faultOf(*reading)) return standAlone(*fault);
+    if (const std::optional<Finding> fault = faultOf(*reading)) {
+        report_.hasZeros = fault->code == Code::notExr && beginsWithZeros();
+        return standAlone(*fault);
+    }
     ChunkTable table(bytes_, *reading);
     if (table.finding()) {
         const bool isCut = table.finding()->code == Code::truncated;  // behind headers that are whole
@@ -118,6 +122,11 @@ void FileLook::look() {
     learnt_ = std::move(header);
     keepHeaders(reading);
     if (level_ != Level::headers) lookAtChunks(*reading, core, table);
+}
+
+bool FileLook::beginsWithZeros() {
+    const char* const signature = bytes_.view(0, sizeof exrMagicNumber);
+    return signature && numberAt<std::uint32_t>(signature) == 0;
 }
 
 // Without a copy: the headers are part of the reading, which stays as long as they do.
@@ -133,6 +142,7 @@ void FileLook::lookAtChunks(const HeaderReading& reading, const ExrCore& core, C
         if (end) return standAlone(*end);
         report_.decoded = bytes_.error() == 0 && faults.areAllGood();
     }
+    report_.hasZeros = bytes_.error() == 0 && table.hasZeros();
     report_.chunks = faults.counts(table.grids());
     report_.findings = faults.findings(reading.parts, table.grids());
 }

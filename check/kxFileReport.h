@@ -53,6 +53,8 @@ struct FileReport {
     std::shared_ptr<const PictureReport> picture;  // what the samples say; null unless decoded
     Preview preview;  // empty: nobody wants one, or the first part makes no picture; some chunks may lack unless
                       // decoded
+    bool hasZeros = false;  // where the signature or a faulty chunk should stand, as long as a file that was made
+                            // at full size is written
     std::vector<Finding> findings;  // of the file by itself, at most mostFindings, in the order found
     QByteArray cacheFault;          // why the frame's cache entry could not be written; empty: nothing to tell
     double seconds = 0;             // that the check took

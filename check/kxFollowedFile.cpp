@@ -41,7 +41,7 @@ FollowStep stepOfWhole(const FileReport& file, const Settings& settings, std::in
 bool isStillWritten(const FileReport& file, std::int64_t now, int minAge) {
     if (!file.hasIdentity || !isYoung(file.identity, now, minAge)) return false;
     constexpr Code codes[] = {Code::empty, Code::unfinished, Code::truncated, Code::changing};
-    return isJustBegun(file) ||
+    return file.hasZeros || isJustBegun(file) ||
            std::any_of(std::begin(codes), std::end(codes), [&file](Code code) { return hasCode(file, code); });
 }
 

@@ -26,7 +26,8 @@ enum class FollowStep {
     done,
 };
 
-// Whether a young file lacks what may still be written: it is empty, not whole, or changed all the time.
+// Whether a young file lacks what may still be written: it is empty, not whole, has zeros where it was not written
+// yet, or changed all the time.
 [[nodiscard]] bool isStillWritten(const FileReport& file, std::int64_t now, int minAge);
 
 // Whether the system refused to read it, which it may not do another time.

@@ -66,6 +66,7 @@ private:
                 break;
             case ChunkDecoder::Result::undecodable:
                 faults_.set(chunk, ChunkFault::undecodable);
+                table_.lookAtEnd(leader);
                 break;
             case ChunkDecoder::Result::noMemory:
                 return makeFinding(Code::limit, "there is not enough memory");

@@ -206,6 +206,7 @@ constexpr auto passReport = [](auto& io, auto& number, auto& report, auto& heade
     io.number(report.decoded, 0, 1);
     io.pointer(report.picture, passPicture);
     passPreview(io, report.preview);
+    io.number(report.hasZeros, 0, 1);
     io.list(report.findings, mostFindings, passFinding);
     io.bytes(report.cacheFault, mostFaultBytes);
     io.real(report.seconds);

@@ -57,6 +57,7 @@ public:
         file.decoded = bit();
         if (file.decoded && bit()) file.picture = picture(file.headers ? file.headers->size() : 0);
         if (bit()) file.preview = preview();
+        file.hasZeros = bit();
         const int findings = input_.take<uint8_t>() % 16;
         for (int i = 0; i < findings; ++i) file.findings.push_back(finding());
         file.cacheFault = text();

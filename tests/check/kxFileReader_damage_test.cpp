@@ -255,3 +255,46 @@ TEST(FileReaderDamage, ForeignFilesHaveTheirCodes) {
         for (const Level level : {Level::headers, Level::pixels})
             expectFound(damage, file.check(damage.file, level));
 }
+
+// Whoever writes it is not through, if it is young.
+TEST(FileReaderDamage, ZerosWhereAFileMadeAtFullSizeIsNotWrittenAreNoted) {
+    const CheckedFile file;
+    const auto withZeros = [](std::string bytes, std::size_t begin, std::size_t end) {
+        std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(begin),
+                  bytes.begin() + static_cast<std::ptrdiff_t>(end), '\0');
+        return bytes;
+    };
+    for (const char* kind : damagedKinds) {
+        SCOPED_TRACE(kind);
+        const std::string good = bytesOfKind(kind);
+        const PlainLayout layout = plainLayout(good);
+        for (const Level level : {Level::headers, Level::structure, Level::pixels}) {
+            EXPECT_FALSE(file.check(good, level).hasZeros);
+            EXPECT_TRUE(file.check(withZeros(good, 0, good.size()), level).hasZeros);
+            EXPECT_TRUE(file.check(withZeros(good, 0, 4), level).hasZeros);
+            EXPECT_FALSE(file.check("x" + good.substr(1), level).hasZeros);
+            const FileReport begun = file.check(withZeros(good, layout.tablesEnd, good.size()), level);
+            EXPECT_EQ(begun.hasZeros, level != Level::headers);
+        }
+        const PlainChunk& middle = layout.chunks[layout.chunks.size() / 2];
+        std::string nonsense = withZeros(good, middle.place, middle.data);
+        EXPECT_TRUE(file.check(nonsense).hasZeros);
+        std::fill(nonsense.begin() + static_cast<std::ptrdiff_t>(middle.place),
+                  nonsense.begin() + static_cast<std::ptrdiff_t>(middle.data), 'x');
+        EXPECT_FALSE(file.check(nonsense).hasZeros);
+    }
+}
+
+TEST(FileReaderDamage, ZerosAtTheEndOfAChunkThatCantBeDecodedAreNoted) {
+    const CheckedFile file;
+    std::string bytes = bytesOfKind("flatRowsZip");
+    const PlainChunk last = plainLayout(bytes).chunks.back();
+    std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(last.data), bytes.end(), '\0');
+    const FileReport zeros = file.check(bytes);
+    EXPECT_EQ(codesOf(zeros), std::set<std::string>{"chunk"});
+    EXPECT_TRUE(zeros.hasZeros);
+    std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(last.data), bytes.end(), 'x');
+    const FileReport others = file.check(bytes);
+    EXPECT_EQ(codesOf(others), std::set<std::string>{"chunk"});
+    EXPECT_FALSE(others.hasZeros);
+}

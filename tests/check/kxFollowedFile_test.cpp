@@ -59,6 +59,10 @@ TEST(FollowedFile, IsStillWrittenWhileItIsYoungAndLacksSomething) {
     for (const Code code : {Code::chunk, Code::header, Code::unreadable, Code::limit, Code::notExr})
         EXPECT_FALSE(isStillWritten(file(0, code), now, 60)) << rowOf(code).name;
     EXPECT_TRUE(isStillWritten(file(0, Code::notExr, 3), now, 60));
+    FileReport madeAtFullSize = file(59, Code::chunk);
+    madeAtFullSize.hasZeros = true;
+    EXPECT_TRUE(isStillWritten(madeAtFullSize, now, 60));
+    EXPECT_FALSE(isStillWritten(madeAtFullSize, now, 59));
     FileReport nameless = file(0, Code::truncated);
     nameless.hasIdentity = false;
     EXPECT_FALSE(isStillWritten(nameless, now, 60));

@@ -59,6 +59,7 @@ FileReport someReport() {
     report.notes = {"node\xe9", 754};
     report.picture = std::make_shared<const PictureReport>(somePicture());
     report.preview = {QByteArray("\xff\xd8\0\xd9", 4), 580, 326, "small"};
+    report.hasZeros = true;
     report.findings = {someFinding(), makeFinding(Code::nan, "")};
     report.cacheFault = "File too large";
     report.seconds = 0.25;

@@ -117,11 +117,12 @@ TEST_F(CheckFollowTest, AYoungFileIsWaitedForUntilItIsWhole) {
     const struct {
         std::string level;
         std::string begun;
-    } cases[] = {{"headers", ""},
-                 {"headers", made("0001").substr(0, 200)},
-                 {"structure", half("0001")},
-                 {"pixels", made("0001").substr(0, 3)},
-                 {"pixels", half("0001")}};
+    } cases[] = {
+        {"headers", ""},
+        {"headers", made("0001").substr(0, 200)},
+        {"structure", half("0001")},
+        {"pixels", made("0001").substr(0, made("0001").size() / 2) + std::string(made("0001").size() / 2, '\0')},
+        {"pixels", half("0001")}};
     for (const auto& c : cases) {
         for (const char* const number : {"0001", "0002"}) remove(number);
         write("0001", c.begun);
