@@ -4,7 +4,10 @@
 #include "check/kxFrameInfo.h"
 #include "check/kxJsonLines.h"
 
+#include <QCryptographicHash>
+
 #include <cstdlib>
+#include <utility>
 
 #include <poll.h>
 #include <unistd.h>
@@ -48,7 +51,7 @@ void CheckOutputs::open() {
 
 void CheckOutputs::beginSequence(const SequenceName& sequence, const Headers* headers, int labelWidth) {
     if (hasLines()) beginLines(sequence, headers, labelWidth);
-    json(sequenceJson(sequence));
+    beginJson(sequence);
     if (page_) page_->beginSequence(sequence, headers);
 }
 
@@ -66,14 +69,17 @@ void CheckOutputs::dropPreview(const FrameName& frame) {
 
 void CheckOutputs::arrivedFrame(const SequenceName& sequence, const Headers* headers, int labelWidth,
                                 const FrameReport& frame) {
-    if (!hasLines()) return;
-    beginLines(sequence, headers, labelWidth);
-    linesOf(frame);
+    if (hasLines()) {
+        beginLines(sequence, headers, labelWidth);
+        linesOf(frame);
+    }
+    beginJson(sequence);
+    jsonOf(frame);
 }
 
 void CheckOutputs::frame(const FrameReport& frame) {
     if (hasLines()) linesOf(frame);
-    if (json_) json(frameJson(frame));
+    jsonOf(frame);
 }
 
 void CheckOutputs::total(const Summary& summary) {
@@ -103,6 +109,7 @@ void CheckOutputs::endSequence(const Summary& summary, int exitCode, bool isInte
     if (page_) page_->endSequence(summary, isInterrupted);
     bar_.clear();
     shownSequence_.clear();
+    jsonSequence_.clear();
 }
 
 void CheckOutputs::problem(const QByteArray& text) {
@@ -170,6 +177,24 @@ void CheckOutputs::info(const FrameReport& frame) {
 
 void CheckOutputs::json(const QByteArray& text) {
     if (json_) json_->writeLine(text);
+}
+
+// Of sequences that are followed together, as with lines.
+void CheckOutputs::beginJson(const SequenceName& sequence) {
+    if (!json_) return;
+    const QByteArray text = sequenceJson(sequence);
+    if (text != jsonSequence_) json(text);
+    jsonSequence_ = text;
+}
+
+void CheckOutputs::jsonOf(const FrameReport& frame) {
+    if (!json_) return;
+    const QByteArray text = frameJson(frame);
+    if (settings_.follow) {
+        const QByteArray hash = QCryptographicHash::hash(text, QCryptographicHash::Sha1);
+        if (std::exchange(told_[frame.name.path], hash) == hash) return;
+    }
+    json(text);
 }
 
 }  // namespace kxCheck

@@ -33,8 +33,8 @@ public:
     // problem().
     void open();
     // A frame of a run that follows was judged: a line as soon as there is something to be said of it, and again
-    // when that changes, below the line of its sequence, which comes again once headers are known. What was said is
-    // not repeated by frame().
+    // when that changes, below the line of its sequence, which comes again once headers are known. The same with
+    // objects of JSON, of each frame. What was said is repeated neither by beginSequence() nor by frame().
     void arrivedFrame(const SequenceName& sequence, const Headers* headers, int labelWidth,
                       const FrameReport& frame);
     // Of one sequence, in this order. Lines are with the system when a call is over.
@@ -76,6 +76,8 @@ private:
     [[nodiscard]] bool isToBeSaid(const FrameReport& frame);
     void info(const FrameReport& frame);
     void json(const QByteArray& text);
+    void beginJson(const SequenceName& sequence);
+    void jsonOf(const FrameReport& frame);
 
     const Settings& settings_;
     Output standard_;
@@ -90,6 +92,8 @@ private:
     QByteArray shownSequence_;            // to which the last line belongs
     bool isShownWithHeaders_ = false;     // its line says what they hold
     QHash<QByteArray, QByteArray> said_;  // by path: what was said last of the frame
+    QByteArray jsonSequence_;             // the object to which the last one of a frame belongs
+    QHash<QByteArray, QByteArray> told_;  // by path: a hash of the frame's last object
 };
 
 }  // namespace kxCheck

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <thread>
 
 #include <fcntl.h>
@@ -23,6 +24,37 @@ const std::string foreign(760, 'x');
 // Without what differs from run to run.
 std::string steadyJson(const std::string& json) {
     return withReplaced(json, ",\"seconds\":[0-9.e-]+", "");
+}
+
+// The objects that hold: those of each frame last, in the order of their paths, and the others of the end.
+std::string lastObjects(const std::string& json) {
+    std::map<std::string, std::string> frames;
+    std::string others;
+    for (const Match& line : allMatches(steadyJson(json), "[^\n]+\n")) {
+        const Match path = firstMatch(line[0], R"re("path":"([^"]*)".*"type":"frame")re");
+        if (path.empty())
+            others += line[0];
+        else
+            frames[path[1]] = line[0];
+    }
+    std::string all;
+    for (const auto& [path, line] : frames) all += line;
+    return all + others;
+}
+
+// The kinds of objects, with path, action and verdict.
+std::string outlineOf(const std::string& json) {
+    std::string outline;
+    for (const Match& line : allMatches(json, "[^\n]+\n")) {
+        for (const char* const pattern :
+             {R"re("type":"(sequence|frame|action|summary)")re", R"re("path":"([^"]*)")re",
+              R"re("action":"([^"]*)")re", R"re("verdict":"([^"]*)")re"}) {
+            const Match match = firstMatch(line[0], pattern);
+            if (!match.empty()) outline += " " + match[1];
+        }
+        outline += "\n";
+    }
+    return outline;
 }
 
 class CheckFollowTest : public CheckTest {
@@ -56,9 +88,13 @@ protected:
 
     // Waits until the program has written this to standard output, which it does in the end or the test fails.
     void await(const std::string& text) const {
-        for (int tries = 0; tries < 6000 && said().find(text) == std::string::npos; ++tries)
+        await(text, [this] { return said(); });
+    }
+    // The same of what is made of it.
+    void await(const std::string& text, const std::function<std::string()>& made) const {
+        for (int tries = 0; tries < 6000 && made().find(text) == std::string::npos; ++tries)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        EXPECT_NE(said().find(text), std::string::npos) << text << " is missing in:\n" << said();
+        EXPECT_NE(made().find(text), std::string::npos) << text << " is missing in:\n" << said();
     }
     [[nodiscard]] std::string said() const { return readFileBytes(dir.file("out")); }
 
@@ -266,10 +302,38 @@ TEST_F(CheckFollowTest, TheOutcomeIsThatOfARunWithoutFollowing) {
         arguments = options;
         arguments.insert(arguments.end(), {"--json", "followed.json", "beauty.####.exr"});
         EXPECT_EQ(follow(arguments), plain) << level;
-        const std::string json = steadyJson(readFileBytes(dir.file("plain.json")));
-        EXPECT_EQ(steadyJson(readFileBytes(dir.file("followed.json"))), json) << level;
+        const std::string json = lastObjects(readFileBytes(dir.file("plain.json")));
+        EXPECT_EQ(lastObjects(readFileBytes(dir.file("followed.json"))), json) << level;
         EXPECT_EQ(std::count(json.begin(), json.end(), '\n'), 11) << json;
     }
+}
+
+TEST_F(CheckFollowTest, JsonObjectsComeWhenTheySayAnythingNew) {
+    const auto told = [](const std::string& path, const std::string& verdict) {
+        return " frame r/" + path + ".exr " + verdict + "\n";
+    };
+    const auto awaitObject = [&](const std::string& path, const std::string& verdict) {
+        await(told(path, verdict), [this] { return outlineOf(said()); });
+    };
+    const std::vector<std::string> arguments = {"-f",       "1-2",    "-l", "structure",    "--timeout",   "100",
+                                                "--delete", "--json", "-",  "r/a.####.exr", "r/b.####.exr"};
+    const std::string outcome = follow(arguments, [&] {
+        arriveBad("0001");
+        awaitObject("a.0001", "bad");
+        arrive("0001", "r/b.");
+        awaitObject("b.0001", "good");
+        arrive("0001");
+        awaitObject("a.0001", "good");
+        arriveBad("0002");
+        awaitObject("a.0002", "bad");
+        arrive("0002", "r/b.");
+    });
+    const std::string a = " sequence r/a.####.exr\n";
+    const std::string b = " sequence r/b.####.exr\n";
+    EXPECT_EQ(outlineOf(outcome), a + told("a.0001", "bad") + b + told("b.0001", "good") + a +
+                                      told("a.0001", "good") + told("a.0002", "bad") + b + told("b.0002", "good") +
+                                      a + told("a.0002", "delete bad") + " summary\n" + b + " summary\n");
+    EXPECT_FALSE(entryExists(dir.file("r/a.0002.exr")));
 }
 
 TEST_F(CheckFollowTest, OtherOrdersThanByFrameWaitForTheEnd) {
@@ -277,9 +341,11 @@ TEST_F(CheckFollowTest, OtherOrdersThanByFrameWaitForTheEnd) {
         arriveBad("0002");
         arrive("0001");
     };
-    EXPECT_EQ(follow({"-v", "-f", "1-2", "--sort", "size", "r/a.####.exr"}, bySize),
+    EXPECT_EQ(follow({"-v", "-f", "1-2", "--sort", "size", "--json", "j", "r/a.####.exr"}, bySize),
               "r/a.####.exr  1-2" + sequence + "0001  good\n0002  bad         not-exr: this is no EXR file\n" +
                   "total 2: 1 good, 1 bad (2), N s\nexit 1");
+    EXPECT_EQ(outlineOf(readFileBytes(dir.file("j"))),
+              " sequence r/a.####.exr\n frame r/a.0001.exr good\n frame r/a.0002.exr bad\n summary\n");
 }
 
 TEST_F(CheckFollowTest, OfAChunkItsOwnFramesAreWaitedFor) {
@@ -323,7 +389,9 @@ TEST_F(CheckFollowTest, TilesAreWaitedForAsFarAsFramesHaveThem) {
 
 TEST_F(CheckFollowTest, KeepsInACacheWhatArrivesAndTakesNothingChangedFromIt) {
     const std::vector<std::string> arguments = {"-f", "1-3", "--cache", "kept", "--json", "-", "r/a.####.exr"};
-    const auto cached = [](const std::string& json) { return allMatches(json, "\"cached\":true").size(); };
+    const auto cached = [](const std::string& json) {
+        return allMatches(lastObjects(json), "\"cached\":true").size();
+    };
     const std::string first = follow(arguments, [this] {
         for (const char* const number : {"0001", "0002", "0003"}) write(number, made(number));
     });
