@@ -33,7 +33,16 @@ protected:
         command("bin/" + name, "program='" + checkPath() + "'\n" + program);
     }
 
-    // Of a task of an array of so many.
+    // The run of kxCheckFrames with this option never comes back from opening the third frame, and its job is
+    // stopped then: every process is told to end, as Slurm does. When it comes to no such run it says so.
+    void stopTheRunWith(const std::string& option) const {
+        fs::create_symlink(KX_WATCHED_CALLS, dir.file("preload.so"));
+        programInPath("kxCheckFrames", "[[ $* == *" + option + R"(* ]] || exec "$program" "$@"
+(until grep -qs open hung || [ $SECONDS -gt 60 ]; do sleep 0.01; done; kill -TERM 0) &
+exec env LD_PRELOAD="$PWD/preload.so" KX_FAULTS='open a.0003.exr hang 0 0' KX_FAULT_LOG="$PWD/hung" "$program" "$@")");
+    }
+
+    // Of a task of an array of so many; its processes are those of a group.
     ProcessResult run(const std::string& script, const Strings& arguments, int task = 0, int tasks = 1) const {
         ProcessOptions options;
         options.workingDirectory = dir.path();
@@ -41,7 +50,7 @@ protected:
                                "SLURM_ARRAY_TASK_ID=" + std::to_string(task),
                                "SLURM_ARRAY_TASK_COUNT=" + std::to_string(tasks)};
         options.environment.insert(options.environment.end(), environment.begin(), environment.end());
-        Strings all{(projectDir() / "examples/slurm" / script).string()};
+        Strings all{"/usr/bin/setsid", "--wait", (projectDir() / "examples/slurm" / script).string()};
         all.insert(all.end(), arguments.begin(), arguments.end());
         return runProcess(all, options);
     }
@@ -208,6 +217,27 @@ TEST_F(FarmTest, TheLastJobRendersNothingOfSeveralSequencesOrUnknownFramesOrAfte
     const std::string several = lastJob({"--level", "headers", "a.####.exr", "b.####.exr"});
     EXPECT_TRUE(contains(several, "2> These are several sequences, nothing is rendered.\nexit 1; asked "))
         << several;
+    EXPECT_FALSE(entryExists(dir.file("asked")));
+}
+
+TEST_F(FarmTest, TheLastJobLeavesSummaryAndPageWhenItIsStopped) {
+    frames("a.", 1, 4);
+    bytes("a.0001.exr", "");
+    stopTheRunWith("--report");
+    EXPECT_EQ(lastJob({"a.####.exr"}),
+              "a.####.exr  1-4  64x36  4 channels half  zip\ntotal 0: N s\nexit 143; asked ");
+    const std::string page = readFileBytes(dir.file("page.html"));
+    EXPECT_TRUE(contains(page, "Interrupted.")) << page.substr(0, 3000);
+    EXPECT_FALSE(entryExists(dir.file("asked")));
+}
+
+TEST_F(FarmTest, TheLastJobRendersNothingWhenItIsStoppedBeforeItsListIsMade) {
+    frames("a.", 1, 4);
+    bytes("a.0001.exr", "");
+    stopTheRunWith("--list");
+    EXPECT_EQ(lastJob({"a.####.exr"}),
+              "a.####.exr  1-4  64x36  4 channels half  zip\n0001  bad         empty: the file is empty\n"
+              "total 4: 3 good, 1 bad (1), N s\nexit 143; asked ");
     EXPECT_FALSE(entryExists(dir.file("asked")));
 }
 
