@@ -45,7 +45,7 @@ exec env LD_PRELOAD="$PWD/preload.so" KX_FAULTS='open a.0003.exr hang 0 0' KX_FA
     // Of a task of an array of so many; its processes are those of a group.
     ProcessResult run(const std::string& script, const Strings& arguments, int task = 0, int tasks = 1) const {
         ProcessOptions options;
-        options.workingDirectory = dir.path();
+        options.workingDirectory = dir.file(folder);
         options.environment = {"PATH=" + dir.file("bin") + ":/usr/bin:/bin", "SLURM_CPUS_ON_NODE=1",
                                "SLURM_ARRAY_TASK_ID=" + std::to_string(task),
                                "SLURM_ARRAY_TASK_COUNT=" + std::to_string(tasks)};
@@ -64,16 +64,21 @@ exec env LD_PRELOAD="$PWD/preload.so" KX_FAULTS='open a.0003.exr hang 0 0' KX_FA
     }
 
     // What sbatch was given for each job, then the outcome; there is no Slurm. Paths of the jobs are written
-    // "JOBS/".
+    // "JOBS/", those of the directory "DIR/".
     std::string submitted(const std::string& sbatch) const {
-        programInPath("sbatch", "printf '<%s>' \"$@\" >>jobs; echo >>jobs\n" + sbatch);
-        programInPath("scancel", "echo \"scancel $*\" >>jobs");
+        const std::string jobsFile = dir.file("jobs");
+        programInPath("sbatch", "cd '" + dir.path() + "'\nprintf '<%s>' \"$@\" >>jobs; echo >>jobs\n" + sbatch);
+        programInPath("scancel", "echo \"scancel $*\" >>" + jobsFile);
         const ProcessResult result =
             run("submitCheck", {"3", "cache", "page.html", "a.0001.exr", "--", "./render"});
-        const std::string paths = (projectDir() / "examples/slurm/").string();
-        std::string jobs = readFileBytes(dir.file("jobs")) + described(result);
-        for (std::size_t at; (at = jobs.find(paths)) != std::string::npos;) jobs.replace(at, paths.size(), "JOBS/");
+        std::string jobs = readFileBytes(jobsFile) + described(result);
+        replaceAll(jobs, (projectDir() / "examples/slurm/").string(), "JOBS/");
+        replaceAll(jobs, fs::canonical(dir.path()).string() + "/", "DIR/");
         return jobs;
+    }
+
+    static void replaceAll(std::string& text, const std::string& old, const std::string& by) {
+        for (std::size_t at; (at = text.find(old)) != std::string::npos;) text.replace(at, old.size(), by);
     }
 
     int cachedFrames(const Strings& arguments) const {
@@ -83,7 +88,11 @@ exec env LD_PRELOAD="$PWD/preload.so" KX_FAULTS='open a.0003.exr hang 0 0' KX_FA
     }
 
     Strings environment;  // of the jobs, "NAME=value"
+    std::string folder;   // in the test's directory, where they are submitted and run; empty: that itself
 };
+
+const std::string arrayJob = "<--parsable><--output=DIR/%x-%A_%a.out>";
+const std::string lastJobOfArray = "<--parsable><--output=DIR/%x-%j.out><--error=DIR/%x-%j.err>";
 
 }  // namespace
 
@@ -105,6 +114,10 @@ TEST_F(FarmTest, MistakesAreSaidBeforeAnythingIsSubmitted) {
         {{"2", "cache", "page.html", "--report", "other.html", "a.0001.exr"}, "--report is given by the jobs"},
         {{"2", "cache", "page.html", "--jobs=4", "a.0001.exr"}, "--jobs=4 is given by the jobs"},
         {{"2", "cache", "page.html", "-j4", "a.0001.exr"}, "-j4 is given by the jobs"},
+        {{"2", "cache", "page.html", "-vj4", "a.0001.exr"}, "-vj4 is given by the jobs"},
+        {{"2", "cache", "page.html", "a.0001.exr", "--help"}, "--help checks nothing"},
+        {{"2", "cache", "page.html", "a.0001.exr", "-h"}, "-h checks nothing"},
+        {{"2", "cache", "page.html", "--version", "a.0001.exr"}, "--version checks nothing"},
         {{"2", "cache", "page.html", "--json=-", "a.0001.exr"}, "--json=- can't be shared"},
         {{"2", "cache", "page.html", "--follow", "a.0001.exr"}, "--follow is for one run beside the render"},
         {{"2", "cache", "page.html", "--timeout=9", "a.0001.exr"}, "--timeout=9 is for one run"},
@@ -122,27 +135,45 @@ TEST_F(FarmTest, MistakesAreSaidBeforeAnythingIsSubmitted) {
 
 TEST_F(FarmTest, TheLastJobGoesToTheClusterOfTheArray) {
     EXPECT_EQ(submitted("echo \"$(wc -l <jobs);blue\""),
-              "<--parsable><--array=0-2><JOBS/checkChunk><cache><a.0001.exr>\n"
-              "<--parsable><--clusters=blue><--dependency=afterany:1><JOBS/checkAll><cache><page.html><1><./render>"
-              "<a.0001.exr>\n1 2 blue\nexit 0");
+              arrayJob + "<--array=0-2><JOBS/checkChunk><cache><a.0001.exr>\n" + lastJobOfArray +
+                  "<--clusters=blue><--dependency=afterany:1><JOBS/checkAll><cache><page.html><1><./render>"
+                  "<a.0001.exr>\n1 2 blue\nexit 0");
+}
+
+// It begins the name or number of a job.
+TEST_F(FarmTest, APercentSignInTheirPathIsNothingElseForSlurm) {
+    folder = "50%j";
+    fs::create_directory(dir.file(folder));
+    EXPECT_EQ(submitted("wc -l <jobs"),
+              "<--parsable><--output=DIR/50%%j/%x-%A_%a.out><--array=0-2><JOBS/checkChunk><cache><a.0001.exr>\n"
+              "<--parsable><--output=DIR/50%%j/%x-%j.out><--error=DIR/50%%j/%x-%j.err><--dependency=afterany:1>"
+              "<JOBS/checkAll><cache><page.html><1><./render><a.0001.exr>\n1 2\nexit 0");
+}
+
+TEST_F(FarmTest, NothingIsSubmittedWhereSlurmCanWriteNoOutput) {
+    folder = "a\\b";
+    fs::create_directory(dir.file(folder));
+    const std::string outcome = submitted("echo 1");
+    EXPECT_EQ(outcome.rfind("2> submitCheck: Slurm takes no output in 'DIR/a\\b', ", 0), 0U) << outcome;
+    EXPECT_EQ(outcome.substr(outcome.find('\n')), "\nexit 2") << outcome;
 }
 
 TEST_F(FarmTest, OptionsForSlurmAreThoseOfBothJobs) {
     environment = {"KX_SBATCH_OPTIONS=--cpus-per-task=4  --qos low"};
-    EXPECT_EQ(
-        submitted("wc -l <jobs"),
-        "<--parsable><--cpus-per-task=4><--qos><low><--array=0-2><JOBS/checkChunk><cache><a.0001.exr>\n"
-        "<--parsable><--cpus-per-task=4><--qos><low><--dependency=afterany:1><JOBS/checkAll><cache><page.html><1>"
-        "<./render><a.0001.exr>\n1 2\nexit 0");
+    EXPECT_EQ(submitted("wc -l <jobs"),
+              arrayJob + "<--cpus-per-task=4><--qos><low><--array=0-2><JOBS/checkChunk><cache><a.0001.exr>\n" +
+                  lastJobOfArray +
+                  "<--cpus-per-task=4><--qos><low><--dependency=afterany:1><JOBS/checkAll><cache><page.html><1>"
+                  "<./render><a.0001.exr>\n1 2\nexit 0");
 }
 
 TEST_F(FarmTest, TheArrayIsTakenBackWhenTheLastJobIsRefused) {
-    const std::string array = "<--parsable><--array=0-2><JOBS/checkChunk><cache><a.0001.exr>\n";
+    const std::string array = arrayJob + "<--array=0-2><JOBS/checkChunk><cache><a.0001.exr>\n";
     EXPECT_EQ(submitted("echo refused >&2; exit 3"), array + "2> refused\nexit 3");
     fs::remove(dir.file("jobs"));
-    EXPECT_EQ(submitted("[ $2 = --array=0-2 ] && echo '17;blue'"),
-              array +
-                  "<--parsable><--clusters=blue><--dependency=afterany:17><JOBS/checkAll><cache><page.html><1>"
+    EXPECT_EQ(submitted("[ $3 = --array=0-2 ] && echo '17;blue'"),
+              array + lastJobOfArray +
+                  "<--clusters=blue><--dependency=afterany:17><JOBS/checkAll><cache><page.html><1>"
                   "<./render><a.0001.exr>\nscancel --clusters=blue 17\nexit 1");
 }
 
@@ -215,8 +246,9 @@ TEST_F(FarmTest, TheLastJobRendersNothingOfSeveralSequencesOrUnknownFramesOrAfte
     EXPECT_EQ(lastJob({"--frames", "3-1", "a.####.exr"}).rfind("2> kxCheckFrames: --frames", 0), 0U);
     bytes("b.0001.exr", "");
     const std::string several = lastJob({"--level", "headers", "a.####.exr", "b.####.exr"});
-    EXPECT_TRUE(contains(several, "2> These are several sequences, nothing is rendered.\nexit 1; asked "))
+    EXPECT_TRUE(contains(several, "2> These are several sequences, nothing is rendered: submit each by itself.\n"))
         << several;
+    EXPECT_TRUE(contains(several, "\nexit 1; asked ")) << several;
     EXPECT_FALSE(entryExists(dir.file("asked")));
 }
 
@@ -239,6 +271,33 @@ TEST_F(FarmTest, TheLastJobRendersNothingWhenItIsStoppedBeforeItsListIsMade) {
               "a.####.exr  1-4  64x36  4 channels half  zip\n0001  bad         empty: the file is empty\n"
               "total 4: 3 good, 1 bad (1), N s\nexit 143; asked ");
     EXPECT_FALSE(entryExists(dir.file("asked")));
+}
+
+// A bad frame hides in the exit code that an argument gave no sequence.
+TEST_F(FarmTest, TheLastJobRendersNothingWhenAnArgumentGaveNoSequence) {
+    frames("a.", 1, 3);
+    fs::create_directory(dir.file("empty"));
+    for (const Strings& arguments : {Strings{"nodir/b.####.exr", "a.####.exr"}, Strings{"a.####.exr", "empty"}}) {
+        Strings all{"--level", "headers", "--frames", "1-4"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        const std::string last = lastJob(all);
+        EXPECT_TRUE(contains(last, "2> Not all is known, nothing is rendered: ")) << last;
+        EXPECT_TRUE(contains(last, "\nexit 1; asked ")) << last;
+    }
+    EXPECT_FALSE(entryExists(dir.file("asked")));
+}
+
+TEST_F(FarmTest, TheLastJobRendersAlsoWithoutACache) {
+    frames("a.", 1, 3);
+    bytes("cache", "no folder");
+    const std::string last = lastJob({"--frames", "1-4", "a.####.exr"});
+    EXPECT_TRUE(contains(last, "2> kxCheckFrames: no cache in cache: ")) << last;
+    EXPECT_TRUE(contains(last, "2> Rendering 4\nexit 1; asked <shot><4>")) << last;
+    fs::remove(dir.file("cache"));
+    programInPath(
+        "kxCheckFrames",
+        "echo 'kxCheckFrames: a.0001.exr is not kept in cache: No space left' >&2; exec \"$program\" \"$@\"");
+    EXPECT_TRUE(contains(lastJob({"--frames", "1-4", "a.####.exr"}), "2> Rendering 4\nexit 1; asked <shot><4>"));
 }
 
 TEST_F(FarmTest, WithoutARenderCommandTheLastJobGivesTheVerdictAlone) {
