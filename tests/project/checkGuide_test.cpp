@@ -101,3 +101,23 @@ TEST(CheckGuideTest, HasTheExitCodes) {
     const Strings codes = textsBetween("\n| ", " ", sectionOf(guide(), "## Exit codes"));
     EXPECT_EQ(codes, (Strings{"code", "0", "1", "2", "3", "130,"}));
 }
+
+// The command is run on a cache in which files and folders have been for so long.
+TEST(CheckGuideTest, CleansACacheOfWhatIsNotUsedAnyMore) {
+    const TempDir dir;
+    std::string find = "find " + textsBetween("\n      find /shots/.checks ", "\n", guide()).at(0);
+    find.insert(find.find(' '), " cache");
+    const std::string make = R"(mkdir -p cache/used cache/left cache/new
+touch -d '40 days ago' cache/used/0001.kxc cache/left/0001.kxc
+touch -d '2 days ago' cache/used/0002.kxc cache/used/.kxCache-1-2-3.tmp cache/left/.kxCache-4-5-6.tmp
+touch cache/used/.kxCache-7-8-9.tmp
+)";
+    const std::string later =
+        "\ntouch -d '2 days ago' cache cache/left\n" + find + "\nfind cache -mindepth 1 | sort";
+    ProcessOptions options;
+    options.workingDirectory = dir.path();
+    const ProcessResult result = runProcess({"/bin/sh", "-c", make + find + later}, options);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, "cache/new\ncache/used\ncache/used/.kxCache-7-8-9.tmp\ncache/used/0002.kxc\n");
+}
