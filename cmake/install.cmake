@@ -14,9 +14,12 @@ install(FILES
   DESTINATION ${kx_documents} COMPONENT programs)
 install(PROGRAMS examples/slurm/submitCheck examples/slurm/checkChunk examples/slurm/checkAll
   DESTINATION ${kx_documents}/examples/slurm COMPONENT programs)
-install(FILES completions/kxCheckFrames.bash RENAME kxCheckFrames
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT programs)
-install(FILES completions/_kxCheckFrames DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT programs)
+foreach(kx_program kxVerifyExrModes kxCheckFrames)
+  install(FILES completions/${kx_program}.bash RENAME ${kx_program}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT programs)
+  install(FILES completions/_${kx_program}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT programs)
+endforeach()
 
 # Headers in folders "private" are for their own folder only, the three below belong to kxCheckFrames itself.
 install(DIRECTORY shared image check DESTINATION ${kx_headers} COMPONENT development

@@ -18,13 +18,15 @@ _kxCheckFrames_files() {
 }
 
 _kxCheckFrames() {
-    local current=${COMP_WORDS[COMP_CWORD]} option=${COMP_WORDS[COMP_CWORD - 1]} mayBeOption=1 i
-    # "--level=he" comes as three words.
+    local current=${COMP_WORDS[COMP_CWORD]} at=$((COMP_CWORD - 1)) mayBeOption=1 i
+    # "--level=he" comes as three words, "--expect=type=ha" as five.
     if [[ $current == "=" ]]; then
         current=
-    elif [[ $option == "=" ]]; then
-        option=${COMP_WORDS[COMP_CWORD - 2]}
+    elif [[ ${COMP_WORDS[at]} == "=" ]]; then
+        ((at -= 1))
     fi
+    local option=${COMP_WORDS[at]} before=${COMP_WORDS[*]:0:at}
+    [[ ${COMP_WORDS[at + 1]} == "=" && $before =~ \ --expect(\ =)?$ ]] && option="--expect $option"
     for ((i = 1; i < COMP_CWORD; i++)); do
         [[ ${COMP_WORDS[i]} == "--" ]] && option= && mayBeOption= && break  # no options behind it
     done
@@ -46,6 +48,12 @@ _kxCheckFrames() {
             mapfile -t COMPREPLY < <(compgen -W "$keys" -- "$current")
             compopt -o nospace 2>/dev/null
             ;;
+        "--expect compression")
+            _kxCheckFrames_list "none rle zips zip piz pxr24 b44 b44a dwaa dwab htj2k256 htj2k32" "$current"
+            ;;
+        "--expect storage") _kxCheckFrames_list "scanline tiled deepscanline deeptile" "$current" ;;
+        "--expect type") _kxCheckFrames_list "half float uint" "$current" ;;
+        "--expect "*) ;;
         --cache | --move-to) _kxCheckFrames_files '*' "$current" ;;
         --json | --report) _kxCheckFrames_files '' "$current" ;;
         -f | --frames | --chunk | -j | --jobs | --min-age | --timeout | --time-limit | --memory-limit) ;;

@@ -2,6 +2,7 @@
 // What repeats the options of kxCheckFrames has the same ones: manual page and completions. Those are asked in
 // real shells.
 #include "check/kxCheckOptions.h"
+#include "tests/support/Completion.h"
 #include "tests/support/Documents.h"
 #include "tests/support/Patterns.h"
 #include "tests/support/RunProcess.h"
@@ -18,14 +19,6 @@
 namespace {
 
 using kxCheck::OptionRow;
-using Words = std::set<std::string>;
-
-Words wordsOf(const std::string& text) {
-    std::istringstream stream(text);
-    Words words;
-    for (std::string word; stream >> word;) words.insert(word);
-    return words;
-}
 
 Words optionNames() {
     Words names;
@@ -42,13 +35,17 @@ Words codesOfErrorsAndWarnings() {
     return codes;
 }
 
-// The keys of --expect, as the error for an unknown one lists them.
-Words expectationKeys() {
-    const auto fault = std::get<QByteArray>(kxCheck::parseExpectation("?")).toStdString();
+// What the error for an unknown key or value of --expect lists.
+Words wordsKnownInsteadOf(const char* expectation) {
+    const auto fault = std::get<QByteArray>(kxCheck::parseExpectation(expectation)).toStdString();
     const std::string opening = "known are ";
     std::string list = fault.substr(fault.find(opening) + opening.size());
     for (char& c : list) c = c == ',' ? ' ' : c;
     return wordsOf(list);
+}
+
+Words expectationKeys() {
+    return wordsKnownInsteadOf("?");
 }
 
 // The page's text without its markup of letters.
@@ -98,18 +95,7 @@ TEST(ManualPageTest, NamesTheCodes) {
 class BashCompletionTest : public testing::Test {
 protected:
     Words completed(const std::vector<std::string>& words) const {
-        const std::string command =
-            "source \"$0\" && COMP_WORDS=(kxCheckFrames \"$@\") COMP_CWORD=$# && { _kxCheckFrames; "
-            "printf '%s\\n' \"${COMPREPLY[@]}\"; }";
-        std::vector<std::string> arguments{"/bin/bash", "--norc", "-c", command,
-                                           (projectDir() / "completions/kxCheckFrames.bash").string()};
-        arguments.insert(arguments.end(), words.begin(), words.end());
-        ProcessOptions options;
-        options.workingDirectory = dir_.path();
-        const ProcessResult result = runProcess(arguments, options);
-        EXPECT_EQ(result.exitCode, 0);
-        EXPECT_EQ(result.err, "");
-        return wordsOf(result.out);
+        return completedInBash("kxCheckFrames", words, dir_.path());
     }
 
     void write(const std::string& name) const { ASSERT_TRUE(writeFileBytes(dir_.file(name), "")); }
@@ -144,6 +130,20 @@ TEST_F(BashCompletionTest, OffersCodesAndKeys) {
     Words keys;
     for (const std::string& key : expectationKeys()) keys.insert(key + "=");
     EXPECT_EQ(completed({"--expect", ""}), keys);
+}
+
+TEST_F(BashCompletionTest, OffersTheValuesOfAKey) {
+    for (const std::string key : {"compression", "storage", "type"}) {
+        const Words values = wordsKnownInsteadOf((key + "=?").c_str());
+        EXPECT_EQ(completed({"--expect", key, "="}), values) << key;
+        EXPECT_EQ(completed({"--expect", "=", key, "="}), values) << key;
+    }
+    EXPECT_EQ(completed({"--expect", "compression", "=", "zip,p"}), (Words{"zip,piz", "zip,pxr24"}));
+    EXPECT_EQ(completed({"--expect", "=", "type", "=", "ha"}), Words{"half"});
+    write("b.1.exr");
+    EXPECT_EQ(completed({"--expect", "parts", "="}), Words{});
+    EXPECT_EQ(completed({"--expect", "type", "=", "half", ""}), Words{"b.1.exr"});
+    EXPECT_EQ(completed({"--expect", "=", "type", "=", "half", ""}), Words{"b.1.exr"});
 }
 
 TEST_F(BashCompletionTest, GoesOnBehindACommaOfAList) {
@@ -192,11 +192,15 @@ TEST(ZshCompletionTest, HasTheOptionsAndTheirWords) {
         EXPECT_TRUE(contains(text, row.words ? row.words : "")) << row.name;
     EXPECT_EQ(wordsOf(textsBetween("codes=(", ")", text).at(0)), codesOfErrorsAndWarnings());
     EXPECT_EQ(wordsOf(textsBetween("keys=(", ")", text).at(0)), expectationKeys());
+    for (const std::string key : {"compression", "storage", "type"}) {
+        const std::string values = textsBetween(key + ") _values -s , value ", ";", text).at(0);
+        EXPECT_EQ(wordsOf(values), wordsKnownInsteadOf((key + "=?").c_str())) << key;
+    }
 }
 
 // What typed lines are behind the completion key, on a terminal.
 TEST(ZshCompletionTest, CompletesLinesThatAreTyped) {
-    if (!std::filesystem::exists("/usr/bin/zsh")) GTEST_SKIP() << "zsh is not there";
+    if (!isZshThere()) GTEST_SKIP() << "zsh is not there";
     const struct {
         const char* typed;
         const char* completed;
@@ -206,6 +210,8 @@ TEST(ZshCompletionTest, CompletesLinesThatAreTyped) {
         {"--list bad,mi", "--list bad,missing,"},
         {"--fail-on=nan,fl", "--fail-on=nan,flat,"},
         {"--expect da", "--expect data-window="},
+        {"--expect type=ha", "--expect type=half,"},
+        {"--expect=compression=zip,pi", "--expect=compression=zip,piz,"},
         {"--frames ", "--frames "},
         {"b", "b.1.exr "},
         {"--strict c", "--strict c.EXR "},
@@ -214,21 +220,13 @@ TEST(ZshCompletionTest, CompletesLinesThatAreTyped) {
     const TempDir dir;
     for (const char* const name : {"b.1.exr", "c.EXR", "notes.txt"})
         ASSERT_TRUE(writeFileBytes(dir.file(name), ""));
-    std::string typed;
-    std::string expected = "ready\n";
+    std::vector<std::string> typed;
+    std::vector<std::string> expected;
     for (const auto& c : cases) {
-        typed += std::string("kxCheckFrames ") + c.typed + "\n";
-        expected += std::string("<kxCheckFrames ") + c.completed + ">\n";
+        typed.push_back(std::string("kxCheckFrames ") + c.typed);
+        expected.push_back(std::string("kxCheckFrames ") + c.completed);
     }
-    ASSERT_TRUE(writeFileBytes(dir.file("typed"), typed));
-    ProcessOptions options;
-    options.workingDirectory = dir.path();
-    const ProcessResult result = runProcess(
-        {"/bin/sh", "-c", "exec /usr/bin/zsh -f \"$0\" \"$1\" answers <typed",
-         (projectDir() / "tests/support/completeInZsh.zsh").string(), (projectDir() / "completions").string()},
-        options);
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(readFileBytes(dir.file("answers")), expected);
+    EXPECT_EQ(completedInZsh(typed, dir.path()), expected);
 }
 
 }  // namespace

@@ -120,6 +120,7 @@ TEST_F(ConsumerTest, FindsTheLibrariesThatWereInstalled) {
                                          package + "kxVerifyExrModesTargets-release.cmake",
                                          package + "kxVerifyExrModesTargets.cmake",
                                          "share/bash-completion/completions/kxCheckFrames",
+                                         "share/bash-completion/completions/kxVerifyExrModes",
                                          documents + "CHANGELOG.md",
                                          documents + "LICENSE",
                                          documents + "cache-file-format.md",
@@ -139,7 +140,8 @@ TEST_F(ConsumerTest, FindsTheLibrariesThatWereInstalled) {
                                          documents + "examples/writeSampleSequence.cpp",
                                          "share/man/man1/kxCheckFrames.1",
                                          "share/man/man1/kxVerifyExrModes.1",
-                                         "share/zsh/site-functions/_kxCheckFrames"};
+                                         "share/zsh/site-functions/_kxCheckFrames",
+                                         "share/zsh/site-functions/_kxVerifyExrModes"};
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(installedFiles(), expected);
     EXPECT_EQ(filesBelow(headers), publicHeaders());

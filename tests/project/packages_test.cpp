@@ -85,9 +85,11 @@ void PackagesTest::expectWhatBelongsToThePrograms() const {
     std::vector<std::string> expected = {"bin/kxCheckFrames",
                                          "bin/kxVerifyExrModes",
                                          "share/bash-completion/completions/kxCheckFrames",
+                                         "share/bash-completion/completions/kxVerifyExrModes",
                                          "share/man/man1/kxCheckFrames.1.gz",
                                          "share/man/man1/kxVerifyExrModes.1.gz",
-                                         "share/zsh/vendor-completions/_kxCheckFrames"};
+                                         "share/zsh/vendor-completions/_kxCheckFrames",
+                                         "share/zsh/vendor-completions/_kxVerifyExrModes"};
     for (const char* name : {"changelog.Debian.gz", "changelog.gz", "copyright", "examples/slurm/checkAll",
                              "examples/slurm/checkChunk", "examples/slurm/submitCheck", "farm.md", "findings.md",
                              "kxCheckFrames.md", "kxCheckFrames.schema.json", "kxVerifyExrModes.md"})

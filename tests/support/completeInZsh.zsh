@@ -19,7 +19,7 @@ awaitAnswer() {
 }
 
 zpty -b shell "TERM=dumb zsh -f -i"
-zpty -w shell "fpath=(${(q)folder} \$fpath); autoload -Uz compinit; compinit -D -u; kxCheckFrames() { : }; PS1=; PS2="
+zpty -w shell "fpath=(${(q)folder} \$fpath); autoload -Uz compinit; compinit -D -u; kxCheckFrames() { : }; kxVerifyExrModes() { : }; PS1=; PS2="
 zpty -w shell "show() { print -r -- \"<\$BUFFER>\" >>${(q)answers}; BUFFER=; zle accept-line }; zle -N show
 bindkey '^X' show; unsetopt beep; setopt no_list_beep no_auto_list; print ready >>${(q)answers}"
 
