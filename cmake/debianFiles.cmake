@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-3-Clause
-# Run by cpack when the files of the packages are in their folders, before they are packed: gives documents and
-# completions the names and the form that they have in Debian. Archives (cpack -G TGZ) stay as they are.
+# Run by cpack when the files of the packages are in their folders, before they are packed: gives documents,
+# completions and binaries the names and the form that they have in Debian. Archives (cpack -G TGZ) stay as they are.
 cmake_minimum_required(VERSION 3.25)
 if(NOT CPACK_GENERATOR STREQUAL DEB)
   return()
@@ -32,6 +32,17 @@ foreach(component ${CPACK_COMPONENTS_ALL})
   file(GLOB manual_pages ${share}/man/man1/*)
   run(gzip -9nf ${documents}/changelog ${documents}/changelog.Debian ${manual_pages})
 endforeach()
+
+# Without what only says how they were compiled.
+function(strip_files option)
+  if(ARGN)
+    run(strip ${option} --remove-section=.comment --remove-section=.note --enable-deterministic-archives ${ARGN})
+  endif()
+endfunction()
+file(GLOB binaries ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/programs/usr/bin/*)
+file(GLOB_RECURSE libraries ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/development/usr/lib/*.a)
+strip_files(--strip-all ${binaries})
+strip_files(--strip-debug ${libraries})
 
 # Where zsh looks for completions of packages.
 if(programs IN_LIST CPACK_COMPONENTS_ALL)
