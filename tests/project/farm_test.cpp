@@ -38,7 +38,7 @@ protected:
     void stopTheRunWith(const std::string& option) const {
         fs::create_symlink(KX_WATCHED_CALLS, dir.file("preload.so"));
         programInPath("kxCheckFrames", "[[ $* == *" + option + R"(* ]] || exec "$program" "$@"
-(until grep -qs open hung || [ $SECONDS -gt 60 ]; do sleep 0.01; done; kill -TERM 0) &
+(until grep -qs open hung || [ $SECONDS -gt 200 ]; do sleep 0.01; done; kill -TERM 0) &
 exec env LD_PRELOAD="$PWD/preload.so" KX_FAULTS='open a.0003.exr hang 0 0' KX_FAULT_LOG="$PWD/hung" "$program" "$@")");
     }
 
