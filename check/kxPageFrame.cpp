@@ -7,6 +7,7 @@
 #include "check/kxPageHistogram.h"
 #include "check/kxSummary.h"
 
+#include <algorithm>
 #include <array>
 
 namespace kxCheck {
@@ -52,6 +53,8 @@ std::optional<double> brightnessOf(const PictureFacts& picture) {
 const PictureFacts* pictureOf(const FrameReport& frame) {
     return frame.file.picture && frame.file.picture->picture ? &*frame.file.picture->picture : nullptr;
 }
+
+constexpr const char* partialText = "As far as it could be decoded; the rest is black.";
 
 // --- A frame's section ------------------------------------------------------------------------------------------
 
@@ -133,25 +136,25 @@ QByteArray largePicture(const PageFrame& frame, const QByteArray& jpeg) {
     const int width = frame.preview.width;
     const int height = frame.preview.height;
     const QByteArray name = "Picture of frame " + frame.label;
-    if (frame.details->file.decoded) return jpegElement(jpeg, width, height, name);
-    const char* const caption = "As far as it could be decoded; the rest is black.";
+    if (!frame.isPartial) return jpegElement(jpeg, width, height, name);
     return element("figure", R"(class="partial")",
-                   jpegElement(jpeg, width, height, name) + element("figcaption", {}, caption));
+                   jpegElement(jpeg, width, height, name) + element("figcaption", {}, partialText));
 }
 
 QByteArray picturesOf(const PageFrame& frame, const FrameView& view) {
-    QByteArray html = largePicture(frame, view.large);
+    QByteArray html = largePicture(frame, view.picture);
     const QByteArray around = neighbourFigure("Before:", view.before) + neighbourFigure("After:", view.after);
     if (!around.isEmpty()) html += element("div", R"(class="around")", around);
     return html.isEmpty() ? html : element("div", R"(class="pictures")", html);
 }
 
-QByteArray steps(const FrameView& view) {
+QByteArray steps(const char* tag, const FrameView& view) {
+    if (!view.hasSteps) return {};
     QByteArray html;
     if (!view.previous.isEmpty()) html += linkTo(view.previous, "↑ previous");
     html += linkTo('s' + numberText(view.sequence), "overview");
     if (!view.next.isEmpty()) html += linkTo(view.next, "↓ next");
-    return element("p", R"(class="steps")", html);
+    return element(tag, R"(class="steps")", html);
 }
 
 // What a link or the strip leads to.
@@ -168,6 +171,14 @@ QByteArray outcomeText(const QByteArray& outcome) {
     return outcome.isEmpty() ? QByteArray() : ' ' + element("span", R"(class="outcome")", htmlText(outcome));
 }
 
+// What short sections and rows begin with. There may be thousands: few elements.
+QByteArray nameOf(const QByteArray& label, const PageFrame& frame, const FrameView& view) {
+    return htmlName(label) + ' ' +
+           element("span", levelClass("chip", frame.level),
+                   markOf(frame.verdict, frame.level) + ' ' + verdictName(frame.verdict)) +
+           outcomeText(view.outcome);
+}
+
 }  // namespace
 
 PageFrame pageFrame(const FrameReport& frame) {
@@ -181,7 +192,19 @@ PageFrame pageFrame(const FrameReport& frame) {
         kept.jump = frame.jump;
         kept.brightness = brightnessOf(*picture);
     }
+    kept.isPartial = !frame.file.decoded;
     return kept;
+}
+
+const kxCHK::Histogram* histogramOf(const FrameReport& frame) {
+    const PictureFacts* const picture = pictureOf(frame);
+    return picture ? &picture->histogram : nullptr;
+}
+
+std::array<int, 2> smallSizeOf(const StoredPreview& preview) {
+    const int side = std::max({preview.width, preview.height, 1});
+    const auto reduced = [side](int length) { return length * std::min(side, smallPreviewSide) / side; };
+    return {reduced(preview.width), reduced(preview.height)};
 }
 
 QByteArray frameAnchor(int sequence, std::size_t place) {
@@ -201,20 +224,30 @@ QByteArray frameSection(const PageFrame& frame, const FrameView& view) {
     QByteArray said = findingsList(report.findings) + factsList(report);
     if (const PictureFacts* const picture = pictureOf(report)) said += histogramFigure(picture->histogram);
     return element("article", sectionAttributes("frame", frame.level, view),
-                   element("header", {}, heading + steps(view)) +
+                   element("header", {}, heading + steps("p", view)) +
                        element("div", R"(class="columns")",
                                picturesOf(frame, view) + element("div", R"(class="said")", said))) +
            '\n';
 }
 
-// There may be thousands: few elements.
+QByteArray briefSection(const PageFrame& frame, const FrameView& view) {
+    QByteArray html = element("header", {}, element("h4", {}, nameOf(frame.label, frame, view)) + steps("p", view));
+    const auto [width, height] = smallSizeOf(frame.preview);
+    if (!view.picture.isEmpty())
+        html += jpegElement(view.picture, width, height, "Picture of frame " + frame.label);
+    if (frame.histogram) html += smallHistogram(*frame.histogram);
+    QByteArray said = htmlText(frame.text);
+    if (frame.isPartial && !view.picture.isEmpty())
+        said += ' ' + element("span", R"(class="partial")", QByteArray("Picture: ") + partialText);
+    return element("article", sectionAttributes("frame brief", frame.level, view), html + element("p", {}, said)) +
+           '\n';
+}
+
 QByteArray frameRow(const PageFrame& first, const PageFrame& last, std::size_t count, const FrameView& view) {
-    QByteArray html = htmlName(count > 1 ? first.label + " to " + last.label : first.label) + ' ' +
-                      element("span", levelClass("chip", first.level),
-                              markOf(first.verdict, first.level) + ' ' + verdictName(first.verdict)) +
-                      outcomeText(view.outcome);
+    QByteArray html = nameOf(count > 1 ? first.label + " to " + last.label : first.label, first, view);
     if (!first.text.isEmpty()) html += ' ' + htmlText(first.text);
     if (count > 1) html += " (" + countText(count, "frame") + ')';
+    html += steps("span", view);
     return element("p", sectionAttributes("frame row", first.level, view), html) + '\n';
 }
 

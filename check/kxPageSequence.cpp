@@ -61,17 +61,15 @@ QByteArray headOf(const PageSequence& sequence) {
 // --- Frames that are not good ------------------------------------------------------------------------------------
 
 bool saysTheSame(const PageFrame& a, const PageFrame& b, bool isHeld) {
-    return !a.details && !b.details && a.verdict == b.verdict && a.level == b.level && a.text == b.text &&
+    return isRow(a) && isRow(b) && a.verdict == b.verdict && a.level == b.level && a.text == b.text &&
            outcomeOf(a, isHeld) == outcomeOf(b, isHeld);
 }
 
 PageNeighbour neighbourAt(const PageSequence& sequence, std::size_t place, const QByteArray& anchor,
                           const LoadPicture& load) {
     const PageFrame& frame = sequence.frames[place];
-    const int side = std::max({frame.preview.width, frame.preview.height, 1});
-    const auto reduced = [side](int length) { return length * std::min(side, smallPreviewSide) / side; };
-    return {anchor, frame.label, load(frame.preview.small), reduced(frame.preview.width),
-            reduced(frame.preview.height)};
+    const auto [width, height] = smallSizeOf(frame.preview);
+    return {anchor, frame.label, load(frame.preview.small), width, height};
 }
 
 // Which anchors there are on the page.
@@ -104,46 +102,73 @@ private:
     const std::vector<std::size_t>& tiles_;
 };
 
-FrameView viewOf(const PageSequence& sequence, const std::vector<PageGroup>& groups, std::size_t i,
-                 const Anchors& anchors, const LoadPicture& load) {
-    const PageGroup& group = groups[i];
+// Groups [first, last) that a browser lays out when they are seen: a section, or rows by the hundred. Links lead
+// from the first of each to the next.
+std::vector<PageGroup> batchesOf(const PageSequence& sequence, const std::vector<PageGroup>& groups) {
+    constexpr std::size_t mostRows = 100;
+    std::vector<PageGroup> batches;
+    bool isOpen = false;
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        const bool isOfRows = isRow(sequence.frames[groups[i].first]);
+        if (!isOfRows || !isOpen || i - batches.back().first == mostRows) batches.push_back({i, i});
+        batches.back().last = i + 1;
+        isOpen = isOfRows;
+    }
+    return batches;
+}
+
+FrameView viewOf(const PageSequence& sequence, const PageGroup& group, const Anchors& anchors,
+                 const LoadPicture& load) {
     const PageFrame& frame = sequence.frames[group.first];
     FrameView view;
     view.sequence = sequence.number;
     view.place = group.first;
     view.outcome = outcomeOf(frame, sequence.summary.isHeld);
+    if (frame.isBrief) view.picture = load(frame.preview.small);
     if (!frame.details) return view;
-    view.previous = anchors.ofGroup(i - 1);
-    view.next = anchors.ofGroup(i + 1);
-    view.large = load(frame.preview.large);
+    view.picture = load(frame.preview.large);
     if (group.first > 0) view.before = neighbourAt(sequence, group.first - 1, anchors.of(group.first - 1), load);
     if (group.last < sequence.frames.size())
         view.after = neighbourAt(sequence, group.last, anchors.of(group.last), load);
     return view;
 }
 
-// A browser lays out only what is seen: sections by themselves, rows by the hundred.
+QByteArray groupHtml(const PageSequence& sequence, const PageGroup& group, const FrameView& view) {
+    const PageFrame& frame = sequence.frames[group.first];
+    if (frame.details) return frameSection(frame, view);
+    if (frame.isBrief) return briefSection(frame, view);
+    return frameRow(frame, sequence.frames[group.last - 1], group.last - group.first, view);
+}
+
 void writeGroups(const PageSequence& sequence, const std::vector<PageGroup>& groups, const Anchors& anchors,
                  const LoadPicture& load, const HtmlSink& sink) {
-    constexpr std::size_t mostRowsOfBatch = 100;
-    std::size_t rows = 0;  // in the batch that is open
-    const auto endBatch = [&] {
-        if (rows > 0) sink("</div>\n");
-        rows = 0;
-    };
-    for (std::size_t i = 0; i < groups.size(); ++i) {
-        const PageGroup& group = groups[i];
-        const PageFrame& frame = sequence.frames[group.first];
-        const FrameView view = viewOf(sequence, groups, i, anchors, load);
-        if (frame.details || rows == mostRowsOfBatch) endBatch();
-        if (frame.details) {
-            sink(frameSection(frame, view));
-            continue;
+    const std::vector<PageGroup> batches = batchesOf(sequence, groups);
+    for (std::size_t batch = 0; batch < batches.size(); ++batch) {
+        const auto [first, last] = batches[batch];
+        const bool isOfRows = isRow(sequence.frames[groups[first].first]);
+        if (isOfRows) sink(R"(<div class="batch">)");
+        for (std::size_t i = first; i < last; ++i) {
+            FrameView view = viewOf(sequence, groups[i], anchors, load);
+            view.hasSteps = i == first;
+            if (view.hasSteps && batch > 0) view.previous = anchors.ofGroup(batches[batch - 1].first);
+            if (view.hasSteps && batch + 1 < batches.size()) view.next = anchors.ofGroup(last);
+            sink(groupHtml(sequence, groups[i], view));
         }
-        if (rows++ == 0) sink(R"(<div class="batch">)");
-        sink(frameRow(frame, sequence.frames[group.last - 1], group.last - group.first, view));
+        if (isOfRows) sink("</div>\n");
     }
-    endBatch();
+}
+
+QByteArray groupsNote(const PageSequence& sequence) {
+    QByteArray note;
+    const auto isBrief = [](const PageFrame& frame) { return frame.isBrief; };
+    if (std::any_of(sequence.frames.begin(), sequence.frames.end(), isBrief))
+        note +=
+            "The first " + numberText(mostDetailedFrames) + " of each colour are shown in full, more in short. ";
+    if (sequence.withoutPictures > 0)
+        note += "Of " + numberText(sequence.withoutPictures) +
+                " there are findings only: the page has the pictures of " + numberText(mostSections) +
+                " frames that are not good.";
+    return note.isEmpty() ? note : element("p", R"(class="note")", note.trimmed()) + '\n';
 }
 
 // --- The contact sheet -------------------------------------------------------------------------------------------
@@ -224,7 +249,7 @@ void writeSequence(const PageSequence& sequence, const LoadPicture& load, const 
     }
     if (!groups.empty()) {
         const bool isGood = sequence.frames[groups.front().first].level == 0;
-        sink(element("h3", {}, isGood ? "The frame" : "Frames that are not good") + '\n');
+        sink(element("h3", {}, isGood ? "The frame" : "Frames that are not good") + '\n' + groupsNote(sequence));
         writeGroups(sequence, groups, anchors, load, sink);
     }
     if (!tiles.empty() && sequence.frames.size() > 1) {

@@ -11,6 +11,7 @@
 #include <QByteArray>
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <vector>
 
@@ -22,24 +23,30 @@ struct PageSequence {
     QByteArray line;  // as sequenceLine makes it
     std::vector<PageFrame> frames;
     Summary summary;
-    std::vector<QByteArray> notes;  // what was said about the sequence as a whole
+    std::vector<QByteArray> notes;     // what was said about the sequence as a whole
+    std::int64_t withoutPictures = 0;  // frames that have but a row because the page has too many sections
 };
+
+// Frames of a sequence that have a section in full, of each level; more of them have one in short.
+constexpr int mostDetailedFrames = 200;
+// Sections of a page; frames beyond have a row.
+constexpr int mostSections = 2000;
 
 // What the contact sheet has at most: good frames, evenly chosen where there are more; others, the first ones.
 constexpr std::size_t mostGoodTiles = 2000;
-constexpr std::size_t mostOtherTiles = 2000;
+constexpr std::size_t mostOtherTiles = 5000;
 
 // The places of the frames in the contact sheet, ascending. Nothing without a single picture.
 [[nodiscard]] std::vector<std::size_t> sheetPlaces(const std::vector<PageFrame>& frames);
 
-// Frames [first, last) that share a section.
+// Frames [first, last) that share a section or a row.
 struct PageGroup {
     std::size_t first = 0;
     std::size_t last = 0;
 };
 
-// All that have a section. Those that have details stand alone; others that follow each other and of which the same
-// is to be said stand together.
+// All that have a section or a row. Those with a section stand alone; others that follow each other and of which
+// the same is to be said stand together.
 [[nodiscard]] std::vector<PageGroup> pageGroups(const PageSequence& sequence);
 
 // "deleted", "to be deleted", "not deleted: Permission denied"; empty where nothing was planned. `isHeld`: nothing

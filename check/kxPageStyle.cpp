@@ -119,6 +119,15 @@ constexpr char frames[] = R"(
   border-radius: 6px; padding: .8rem 1rem; margin-bottom: .8rem; content-visibility: auto;
   contain-intrinsic-size: auto 420px; }
 .frame.row { padding: .35rem 1rem; margin-bottom: .35rem; content-visibility: visible; overflow-wrap: anywhere; }
+.frame.brief { display: flex; flex-wrap: wrap; gap: .3rem 1rem; padding: .5rem 1rem; margin-bottom: .5rem;
+  contain-intrinsic-size: auto 150px; }
+.brief header { flex: 1 0 100%; margin-bottom: 0; }
+.brief img { background: #000; border-radius: 3px; }
+.brief .histogram { width: 210px; height: 72px; background: var(--page); border-radius: 3px; }
+.brief > p { flex: 1 1 18rem; min-width: 0; overflow-wrap: anywhere; }
+.brief .partial { color: var(--soft); }
+h3 + .note { margin: -.3rem 0 .6rem; }
+.row .steps { float: right; margin-left: .9rem; }
 .batch { content-visibility: auto; contain-intrinsic-size: auto 1000px; margin-bottom: .8rem; }
 .frame.row > bdi { font-weight: 650; font-variant-numeric: tabular-nums; }
 .frame.l1 { border-left-color: var(--l1); }

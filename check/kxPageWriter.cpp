@@ -83,7 +83,7 @@ void PageWriter::beginSequence(const SequenceName& sequence, const Headers* head
 void PageWriter::frame(const FrameReport& frame) {
     PageFrame kept = pageFrame(frame);
     kept.preview = previews_.take(frame.name.path);
-    keepDetails(frame, kept);
+    keepForSection(frame, kept);
     if (!kept.details) spool_.release(kept.preview.large);
     if (kept.action != Action::none) places_.insert(frame.name.path, sequence_->frames.size());
     sequence_->frames.push_back(std::move(kept));
@@ -91,15 +91,26 @@ void PageWriter::frame(const FrameReport& frame) {
 
 // Of missing and unknown frames there is nothing to be shown. The only frame of a sequence is, also when it is
 // good.
-void PageWriter::keepDetails(const FrameReport& frame, PageFrame& kept) {
+void PageWriter::keepForSection(const FrameReport& frame, PageFrame& kept) {
     if (frame.level == 0 && sequence_->name.frames != 1) return;
+    const bool isUnseen = frame.verdict == Verdict::missing || frame.verdict == Verdict::unknown;
     int& count = detailed_.at(static_cast<std::size_t>(frame.level));
-    if (frame.verdict == Verdict::missing || frame.verdict == Verdict::unknown || count == mostDetailedFrames) {
-        kept.text = findingsText(frame.findings);
+    if (!isUnseen && count < mostDetailedFrames && roomForSections_ > 0) {
+        ++count;
+        --roomForSections_;
+        kept.details = std::make_shared<const FrameReport>(frame);
         return;
     }
-    ++count;
-    kept.details = std::make_shared<const FrameReport>(frame);
+    kept.text = findingsText(frame.findings);
+    const kxCHK::Histogram* const histogram = histogramOf(frame);
+    if (isUnseen || !(histogram || kept.preview.small)) return;
+    if (roomForSections_ == 0) {
+        ++sequence_->withoutPictures;
+        return;
+    }
+    --roomForSections_;
+    kept.isBrief = true;
+    if (histogram) kept.histogram = std::make_shared<const kxCHK::Histogram>(*histogram);
 }
 
 void PageWriter::held(const RemovalCount& count) {

@@ -24,8 +24,6 @@
 
 namespace kxCheck {
 
-// Frames of a sequence that have a section with picture and histogram, of each level above 0; others have a line.
-constexpr int mostDetailedFrames = 200;
 // The pictures of a page, in bytes of JPEG.
 constexpr std::int64_t mostPictureBytes = 128LL << 20;
 
@@ -60,7 +58,7 @@ public:
 private:
     void tryTarget();
     [[nodiscard]] QByteArray loadForPage(const StoredBytes& stored);
-    void keepDetails(const FrameReport& frame, PageFrame& kept);
+    void keepForSection(const FrameReport& frame, PageFrame& kept);
     int writePage();
 
     QByteArray path_;
@@ -72,6 +70,7 @@ private:
     std::optional<PageSequence> sequence_;
     QHash<QByteArray, std::size_t> places_;  // of its frames that may be removed, by path
     std::array<int, 4> detailed_{};          // frames of the sequence with details, by level
+    int roomForSections_ = mostSections;     // of the page
     std::vector<StoredBytes> sections_;      // finished pieces of the page, in their order
     std::int64_t roomForPictures_;
 };

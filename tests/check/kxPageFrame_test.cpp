@@ -93,7 +93,7 @@ TEST(PageFrame, SaysNothingByColourAlone) {
 
 TEST(FrameSection, SaysOfWhatWasNotDecodedWholeThatThePictureIsNotAll) {
     FrameView view;
-    view.large = "large";
+    view.picture = "large";
     FrameReport report = picturedFrame();
     report.file.decoded = true;
     EXPECT_EQ(markup(frameSection(detailed(report), view)).ofClass("partial").size(), 0U);
@@ -108,9 +108,10 @@ TEST(FrameSection, ShowsAllThatIsKnown) {
     FrameView view;
     view.sequence = 2;
     view.place = 16;
-    view.large = "large";
+    view.picture = "large";
     view.before = {"f2-16", "0041", "before", 160, 90};
     view.after = {"", "0043", "after", 160, 90};
+    view.hasSteps = true;
     view.previous = "f2-3";
     view.outcome = "deleted";
     const PageMarkup page = markup(frameSection(detailed(picturedFrame()), view));
@@ -167,13 +168,13 @@ TEST(FrameSection, EscapesAllTexts) {
     report.findings[0].text = hostile;
     report.file.notes.infoText = hostile;
     FrameView view;
-    view.large = "large";
+    view.picture = "large";
     view.before = {"f1-1", hostile, "small", 0, 0};
     view.outcome = hostile;
     PageFrame frame = detailed(report);
     frame.text = hostile;
-    const QByteArray html =
-        frameSection(frame, view) + frameRow(frame, frame, 2, view) + sheetItem(frame, "f1-2", 1, "", "x");
+    const QByteArray html = frameSection(frame, view) + briefSection(frame, view) +
+                            frameRow(frame, frame, 2, view) + sheetItem(frame, "f1-2", 1, "", "x");
     const PageMarkup page = markup(html);
     EXPECT_EQ(page.fault(), "");
     EXPECT_EQ(html.count("<script"), 0);
@@ -181,6 +182,43 @@ TEST(FrameSection, EscapesAllTexts) {
     EXPECT_EQ(html.count("\xff"), 0);
     EXPECT_EQ(html.count("\x1b"), 0);
     EXPECT_GE(html.count("\\x1b"), 8);
+}
+
+TEST(BriefSection, HasFindingsPictureAndHistogram) {
+    PageFrame frame = pageFrame(picturedFrame());
+    frame.text = "chunk: <2> tiles";
+    frame.preview.width = 580;
+    frame.preview.height = 326;
+    FrameView view;
+    view.place = 16;
+    view.outcome = "deleted";
+    EXPECT_EQ(markup(briefSection(frame, view)).named("img").size(), 0U);
+    frame.histogram = std::make_shared<kxCHK::Histogram>();
+    view.picture = "small";
+    view.hasSteps = true;
+    view.next = "f1-20";
+    const PageMarkup page = markup(briefSection(frame, view));
+    ASSERT_EQ(page.fault(), "");
+    EXPECT_EQ(page.named("article")[0].attribute("id"), "f1-17");
+    EXPECT_EQ(page.textsOf("h4"), std::vector<std::string>{"0042 tile 3 ✕ bad deleted"});
+    EXPECT_EQ(page.textsOf("p").back(),
+              "chunk: <2> tiles Picture: As far as it could be decoded; the rest is black.");
+    EXPECT_EQ(page.ofClass("histogram").size(), 1U);
+    EXPECT_EQ(page.named("img")[0].attribute("width") + 'x' + page.named("img")[0].attribute("height"), "160x89");
+    EXPECT_EQ(page.textsOf("a"), (std::vector<std::string>{"overview", "↓ next"}));
+    frame.isPartial = false;
+    EXPECT_EQ(markup(briefSection(frame, view)).textsOf("p").back(), "chunk: <2> tiles");
+}
+
+TEST(FrameRow, HasLinksOnlyWhereAsked) {
+    PageFrame frame;
+    frame.label = "1090";
+    FrameView view;
+    view.next = "f1-7";
+    EXPECT_EQ(markup(frameRow(frame, frame, 1, view)).named("a").size(), 0U);
+    view.hasSteps = true;
+    EXPECT_EQ(markup(frameRow(frame, frame, 1, view)).textsOf("a"),
+              (std::vector<std::string>{"overview", "↓ next"}));
 }
 
 TEST(FrameRow, StandsForFramesThatAreAlike) {

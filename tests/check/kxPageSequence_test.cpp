@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,8 +17,8 @@ using namespace kxCheck;
 
 namespace {
 
-// Frames, each a letter: "." good, "s" suspicious, "b" bad and "B" bad with details, "-" missing, "?" unknown. All
-// but missing ones have a picture.
+// Frames, each a letter: "." good, "s" suspicious, "b" bad, "p" bad with a section in short and "B" in full,
+// "-" missing, "?" unknown. All but missing ones have a picture.
 PageSequence sequenceOf(const std::string& letters) {
     PageSequence sequence;
     sequence.name.path = "/r/beauty.####.exr";
@@ -26,7 +27,7 @@ PageSequence sequenceOf(const std::string& letters) {
         const FrameName name = named(QByteArray::number(static_cast<int>(sequence.frames.size()) + 1));
         std::vector<Finding> findings;
         if (letter == 's') findings = {makeFinding(Code::flat, "flat")};
-        if (letter == 'b' || letter == 'B') findings = {makeFinding(Code::chunk, "row 1")};
+        if (letter == 'b' || letter == 'p' || letter == 'B') findings = {makeFinding(Code::chunk, "row 1")};
         if (letter == '-') findings = {makeFinding(Code::missing, "")};
         if (letter == '?') findings = {makeFinding(Code::unreadable, "gone")};
         FrameReport report = judgedFrame(name, findings);
@@ -35,6 +36,7 @@ PageSequence sequenceOf(const std::string& letters) {
         PageFrame frame = pageFrame(report);
         if (letter != '-') frame.preview.small = {static_cast<std::int64_t>(sequence.frames.size()) * 10, 10};
         if (letter == 'B') frame.details = std::make_shared<const FrameReport>(report);
+        frame.isBrief = letter == 'p';
         sequence.frames.push_back(frame);
     }
     return sequence;
@@ -69,6 +71,7 @@ TEST(PageGroups, JoinNeighboursOfWhichTheSameIsToBeSaid) {
         {"bbssb", "1-2 3-4 5-5 "},
         {"-?-", "1-1 2-2 3-3 "},
         {"bBBb", "1-1 2-2 3-3 4-4 "},
+        {"bpppb", "1-1 2-2 3-3 4-4 5-5 "},
     };
     for (const auto& c : cases) EXPECT_EQ(groupsOf(sequenceOf(c.letters)), c.groups) << c.letters;
 }
@@ -111,7 +114,7 @@ TEST(SheetPlaces, AreEvenlyAmongMoreGoodFrames) {
 }
 
 TEST(SheetPlaces, HoldOthersBesideTheGoodOnes) {
-    const std::string letters = std::string(5000, '.') + std::string(3000, 'b');
+    const std::string letters = std::string(5000, '.') + std::string(mostOtherTiles + 1000, 'b');
     const std::vector<std::size_t> places = sheetPlaces(sequenceOf(letters).frames);
     EXPECT_EQ(places.size(), mostGoodTiles + mostOtherTiles);
     EXPECT_EQ(places.back(), 5000 + mostOtherTiles - 1);
@@ -139,7 +142,7 @@ TEST(PageSequence, HasRowsInBatches) {
     const struct {
         std::string letters;
         std::size_t batches;
-    } cases[] = {{"...", 0}, {"b", 1}, {"bBb", 2}, {"BB", 0}, {"b.-.?", 1}};
+    } cases[] = {{"...", 0}, {"b", 1}, {"bBb", 2}, {"bpb", 2}, {"BB", 0}, {"b.-.?", 1}};
     for (const auto& c : cases)
         EXPECT_EQ(written(sequenceOf(c.letters)).ofClass("batch").size(), c.batches) << c.letters;
     PageSequence many = sequenceOf(std::string(250, 'b'));
@@ -149,6 +152,45 @@ TEST(PageSequence, HasRowsInBatches) {
     EXPECT_EQ(page.fault(), "");
     EXPECT_EQ(page.ofClass("batch").size(), 3U);
     EXPECT_EQ(page.ofClass("row").size(), 250U);
+}
+
+// From the first to the last without a gap, and back.
+TEST(PageSequence, LeadsFromEachSectionAndBatchOfRowsToTheNext) {
+    const struct {
+        std::string letters;
+        const char* stops;
+    } cases[] = {{"...", ""},
+                 {".B", "2 "},
+                 {"BsB-b.pp?", "1 2 3 4 7 8 9 "},
+                 {"b" + std::string(30, '-') + "pB", "1 32 33 "}};
+    for (const auto& c : cases) {
+        std::string expectedLinks;
+        std::string links;
+        const PageMarkup page = written(sequenceOf(c.letters));
+        std::vector<std::string> anchors;
+        for (const PageElement& link : page.named("a"))
+            if (link.text == "↓ next" || link.text == "↑ previous") links += link.attribute("href") + ' ';
+        std::istringstream words(c.stops);
+        for (std::string word; words >> word;) anchors.push_back("#f1-" + word);
+        for (std::size_t i = 0; i < anchors.size(); ++i) {
+            if (i > 0) expectedLinks += anchors[i - 1] + ' ';
+            if (i + 1 < anchors.size()) expectedLinks += anchors[i + 1] + ' ';
+        }
+        EXPECT_EQ(links, expectedLinks) << c.letters;
+        EXPECT_EQ(page.ofClass("steps").size(), anchors.size()) << c.letters;
+    }
+}
+
+TEST(PageSequence, SaysWhichFramesAreShownInShort) {
+    EXPECT_EQ(written(sequenceOf("BB")).ofClass("note").size(), 0U);
+    PageSequence sequence = sequenceOf("Bpb");
+    EXPECT_EQ(written(sequence).ofClass("note")[0].text,
+              "The first 200 of each colour are shown in full, more in short.");
+    sequence.withoutPictures = 1;
+    EXPECT_EQ(
+        written(sequence).ofClass("note")[0].text,
+        "The first 200 of each colour are shown in full, more in short. Of 1 there are findings only: the page "
+        "has the pictures of 2000 frames that are not good.");
 }
 
 TEST(PageSequence, BeginsWithItsSummary) {

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -142,12 +143,21 @@ TEST_F(PageWriterTest, TellsWhatBecameOfFiles) {
               (Texts{"1001 ✕ bad", "1002 ✕ bad deleted", "1003 ✕ bad not deleted: Permission <denied>"}));
 }
 
-TEST_F(PageWriterTest, ShowsOnlyTheFirstOfEachLevelInDetail) {
-    ASSERT_EQ(writePlayedPage(path(), mostDetailedFrames + 50, PlayedDamage::all), "");
+TEST_F(PageWriterTest, ShowsTheFirstOfEachLevelInFullAndOthersInShort) {
+    constexpr int frames = 1000;
+    ASSERT_EQ(writePlayedPage(path(), frames, PlayedDamage::all), "");
     const PageMarkup page(bytes());
-    EXPECT_EQ(page.ofClass("row").size(), 50U);
-    EXPECT_EQ(page.ofClass("frame").size(), mostDetailedFrames + 50U);
-    EXPECT_EQ(page.ofClass("row")[0].text, "1201 ✕ bad chunk: rows 200 to 1079 of 1080 can't be decoded");
+    EXPECT_EQ(page.ofClass("frame").size(), std::size_t{frames});
+    EXPECT_EQ(page.ofClass("brief").size(), std::size_t{frames - mostDetailedFrames});
+    EXPECT_EQ(page.ofClass("histogram").size(), std::size_t{frames});
+    EXPECT_EQ(page.ofClass("tile").size(), std::size_t{frames});
+    const std::string text = page.ofClass("brief")[0].text;
+    EXPECT_EQ(text.substr(0, text.find("Picture")),
+              "1201 ✕ bad↑ previousoverview↓ nextchunk: rows 200 to 1079 of 1080 can't be decoded ");
+    std::set<std::string> pictures;
+    for (const PageElement& picture : page.named("img")) pictures.insert(picture.attribute("alt"));
+    pictures.erase("");
+    EXPECT_EQ(pictures.size(), std::size_t{frames});
 }
 
 // A browser takes as long as there are elements and bytes.
@@ -159,8 +169,29 @@ TEST_F(PageWriterTest, StaysSmallWithThousandsOfFrames) {
     ASSERT_EQ(writePlayedPage(path(), 25000, PlayedDamage::all), "");
     const std::string all = bytes();
     EXPECT_LT(all.size(), 32U << 20);
-    EXPECT_LT(std::count(all.begin(), all.end(), '<'), 250000);
+    EXPECT_LT(std::count(all.begin(), all.end(), '<'), 350000);
     EXPECT_NE(all.find("rows 24999 to 1079"), std::string::npos);
+    EXPECT_EQ(QByteArray::fromStdString(all).count("<article "), mostSections);
+    EXPECT_EQ(QByteArray::fromStdString(all).count("\"frame row "), 25000 - mostSections);
+    EXPECT_NE(all.find("Of 23000 there are findings only"), std::string::npos);
+}
+
+TEST_F(PageWriterTest, HasSectionsInShortOnlyOfWhatHasAPicture) {
+    PageWriter page(path(), Level::structure);
+    SequenceName sequence;
+    sequence.frames = mostDetailedFrames + 20;
+    page.beginSequence(sequence, nullptr);
+    for (int i = 0; i < sequence.frames; ++i) {
+        FrameReport frame = playedFrame(i, 1000, PlayedDamage::all);
+        frame.file.picture.reset();
+        page.frame(frame);
+    }
+    page.endSequence({}, false);
+    page.finish({}, false, 0);
+    const PageMarkup markup(bytes());
+    EXPECT_EQ(markup.ofClass("brief").size(), 0U);
+    EXPECT_EQ(markup.ofClass("row").size(), 20U);
+    EXPECT_EQ(markup.ofClass("note").size(), 0U);
 }
 
 TEST_F(PageWriterTest, LeavesPicturesOutWhereTheyHaveNoRoomAndSaysSo) {
