@@ -31,6 +31,24 @@ QByteArray framesText(std::int64_t count) {
     return countText(static_cast<std::size_t>(count), "frame");
 }
 
+QByteArray notGoodText(std::int64_t count, const QByteArray& all) {
+    return numberText(count) + " of " + all + (count == 1 ? " is" : " are") + " not good";
+}
+
+QByteArray headlineOf(std::int64_t all, std::int64_t good) {
+    if (all == 0) return "No frame was checked";
+    if (all == 1) return good == 1 ? "The frame is good" : "The frame is not good";
+    return good == all ? "All " + framesText(all) + " are good" : notGoodText(all - good, framesText(all));
+}
+
+// Of what was not checked nothing is known.
+QByteArray interruptedHeadline(std::int64_t all, std::int64_t good) {
+    const QByteArray checked = countText(static_cast<std::size_t>(all), "checked frame");
+    if (all == 0) return "Interrupted: no frame was checked";
+    return "Interrupted: " +
+           (good == all ? checked + (all == 1 ? " is good" : " are good") : notGoodText(all - good, checked));
+}
+
 // What the page says, in one line.
 QByteArray headline(const PageFacts& facts) {
     std::int64_t all = 0;
@@ -39,10 +57,7 @@ QByteArray headline(const PageFacts& facts) {
         all += totalOf(row);
         good += countOf(row, Verdict::good);
     }
-    if (all == 0) return "No frame was checked";
-    if (good < all)
-        return numberText(all - good) + " of " + framesText(all) + (all - good == 1 ? " is" : " are") + " not good";
-    return all == 1 ? QByteArray("The frame is good") : "All " + framesText(all) + " are good";
+    return facts.isInterrupted ? interruptedHeadline(all, good) : headlineOf(all, good);
 }
 
 QByteArray contentPolicy() {

@@ -125,7 +125,9 @@ void PageWriter::kept(const FrameReport& frame, const QByteArray& reason) {
 void PageWriter::endSequence(const Summary& summary, bool isInterrupted) {
     sequence_->summary = summary;
     if (isInterrupted)
-        sequence_->notes.push_back("interrupted: " + numberText(summary.total()) + " frames were checked");
+        sequence_->notes.push_back("interrupted: " + numberText(summary.total()) + " of " +
+                                   countText(static_cast<std::size_t>(sequence_->name.frames), "frame") +
+                                   " were checked");
     PageOverviewRow row{sequence_->name.path, {}};
     for (std::size_t i = 0; i < verdictCount; ++i) row.counts[i] = summary.count(static_cast<Verdict>(i));
     facts_.sequences.push_back(row);

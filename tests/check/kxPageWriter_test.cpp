@@ -57,7 +57,7 @@ TEST_F(PageWriterTest, SaysInTheHeadlineHowItWent) {
         PlayedDamage damage;
         const char* headline;
     } cases[] = {{1, PlayedDamage::none, "The frame is good"},
-                 {1, PlayedDamage::all, "1 of 1 frame is not good"},
+                 {1, PlayedDamage::all, "The frame is not good"},
                  {24, PlayedDamage::none, "All 24 frames are good"},
                  {24, PlayedDamage::some, "1 of 24 frames is not good"},
                  {24, PlayedDamage::all, "24 of 24 frames are not good"}};
@@ -112,6 +112,7 @@ TEST_F(PageWriterTest, IsMarkedWhenTheRunWasInterrupted) {
     PageWriter page(path(), Level::headers);
     SequenceName sequence;
     sequence.path = "/r/a.####.exr";
+    sequence.frames = 300;
     page.beginSequence(sequence, nullptr);
     page.endSequence(Summary(), true);
     page.finish({}, true, 0);
@@ -119,8 +120,28 @@ TEST_F(PageWriterTest, IsMarkedWhenTheRunWasInterrupted) {
     const PageMarkup markup(bytes());
     EXPECT_EQ(pageFaults(markup), Texts());
     EXPECT_EQ(markup.ofClass("warning")[0].text, "Interrupted. The run was ended before all frames were checked.");
-    EXPECT_EQ(markup.ofClass("note")[0].text, "interrupted: 0 frames were checked");
-    EXPECT_EQ(markup.textsOf("h1"), Texts{"No frame was checked"});
+    EXPECT_EQ(markup.ofClass("note")[0].text, "interrupted: 0 of 300 frames were checked");
+    EXPECT_EQ(markup.textsOf("h1"), Texts{"Interrupted: no frame was checked"});
+}
+
+// Nobody who reads only the title takes a part for the whole.
+TEST_F(PageWriterTest, SaysInTheHeadlineThatOnlyAPartWasChecked) {
+    const struct {
+        int good;
+        int bad;
+        const char* headline;
+    } cases[] = {{49, 0, "Interrupted: 49 checked frames are good"},
+                 {46, 3, "Interrupted: 3 of 49 checked frames are not good"},
+                 {1, 1, "Interrupted: 1 of 2 checked frames is not good"},
+                 {1, 0, "Interrupted: 1 checked frame is good"}};
+    for (const auto& c : cases) {
+        PageFacts facts;
+        facts.isInterrupted = true;
+        facts.sequences = {{"/r/a.####.exr", {c.good, 0, c.bad, 0, 0}}};
+        const PageMarkup page((pageStart(facts) + pageEnd()).toStdString());
+        EXPECT_EQ(page.textsOf("h1"), Texts{c.headline});
+        EXPECT_EQ(page.textsOf("title")[0].find(c.headline), 0U);
+    }
 }
 
 TEST_F(PageWriterTest, TellsWhatBecameOfFiles) {
