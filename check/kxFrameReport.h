@@ -48,6 +48,8 @@ struct FrameReport {
     int level = 0;        // how conspicuous, 0 to 3
     double sizeJump = 0;  // analyseValue2: how unlike both neighbours the file's size is; 0 without two neighbours
     double jump = 0;      // analyseValue1: the same of the picture
+    bool hasSizeJump = false;  // it is no 0 for want of neighbours
+    bool hasJump = false;
     Action action = Action::none;
 };
 

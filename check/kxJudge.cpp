@@ -69,6 +69,8 @@ void judge(FrameReport& frame, const Settings& settings, const Likeness& likenes
     const SizeJump& size = comparison.size;
     frame.sizeJump = size.value;
     frame.jump = comparison.picture.jump;
+    frame.hasSizeJump = size.isCompared;
+    frame.hasJump = comparison.picture.isCompared;
     frame.findings = findingsOfFile(frame.file, now, settings.minAge);
     if (frame.file.headers) append(frame.findings, findingsOfHeaders(*frame.file.headers, settings, likeness));
     if (size.value > conspicuousJump) frame.findings.push_back(makeFinding(Code::sizeJump, size.text));

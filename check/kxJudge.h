@@ -24,9 +24,9 @@ struct Comparison {
     PictureJudgement picture;
 };
 
-// Fills `findings`, `verdict`, `level`, `sizeJump` and `jump` of the frame from its `file` and the comparison, and
-// nothing else. `now` (nanoseconds since the Unix epoch) decides whether a file that ends too early is young enough
-// to be unfinished. May be repeated.
+// Fills `findings`, `verdict`, `level`, `sizeJump` and `jump` (and whether there are such) of the frame from its
+// `file` and the comparison, and nothing else. `now` (nanoseconds since the Unix epoch) decides whether a file that
+// ends too early is young enough to be unfinished. May be repeated.
 void judge(FrameReport& frame, const Settings& settings, const Likeness& likeness, const Comparison& comparison,
            std::int64_t now);
 

@@ -102,7 +102,7 @@ QByteArray secondsText(int seconds) {
 QByteArray pictureFacts(const FrameReport& frame) {
     QByteArray html;
     if (const PictureFacts* const picture = pictureOf(frame)) {
-        html += fact("Difference", decimalText(frame.jump, 2));
+        if (frame.hasJump) html += fact("Difference", decimalText(frame.jump, 2));
         html += fact("Mean", meansText(*picture));
     }
     const HeaderNotes& notes = frame.file.notes;
@@ -115,7 +115,7 @@ QByteArray factsList(const FrameReport& frame) {
     QByteArray html = fact("File", htmlName(frame.name.path));
     if (frame.file.hasIdentity) {
         html += fact("Size", sizeText(frame.file.identity.size));
-        html += fact("Size difference", decimalText(frame.sizeJump, 2));
+        if (frame.hasSizeJump) html += fact("Size difference", decimalText(frame.sizeJump, 2));
         html +=
             fact("Changed",
                  htmlText(jsonTime(frame.file.identity.modified).left(19).toLatin1().replace('T', ' ')) + " UTC");
@@ -189,7 +189,7 @@ PageFrame pageFrame(const FrameReport& frame) {
     kept.action = frame.action;
     if (frame.file.hasIdentity) kept.size = frame.file.identity.size;
     if (const PictureFacts* const picture = pictureOf(frame)) {
-        kept.jump = frame.jump;
+        if (frame.hasJump) kept.jump = frame.jump;
         kept.brightness = brightnessOf(*picture);
     }
     kept.isPartial = !frame.file.decoded;

@@ -32,8 +32,8 @@ struct PageFrame {
     Verdict verdict = Verdict::good;
     int level = 0;                     // 0 to 3
     std::optional<std::int64_t> size;  // bytes; none: no file is known
-    std::optional<double> jump;        // none: there is no picture, here and below
-    std::optional<double> brightness;  // mean of the samples as they are in the file
+    std::optional<double> jump;        // none: there is no picture, of it or of a neighbour
+    std::optional<double> brightness;  // none: there is no picture; mean of the samples as they are in the file
     QByteArray text;                   // the findings in one line; empty: good or missing
     Action action = Action::none;      // that was planned
     QByteArray keptReason;             // why it was not done after all; empty: it was

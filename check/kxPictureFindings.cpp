@@ -98,6 +98,7 @@ PictureJudgement judgePicture(const PictureReport& report, const PictureNeighbou
     addStrange(judgement.findings, report.strange);
     if (!report.picture) return judgement;
     addPicture(judgement.findings, *report.picture, neighbours);
+    judgement.isCompared = neighbours.before && neighbours.after;
     judgement.jump = jumpOf(*report.picture, neighbours);
     if (judgement.jump > conspicuousJump && isOutstanding(*report.picture, neighbours))
         judgement.findings.push_back(jumpFinding(judgement.jump));

@@ -25,6 +25,7 @@ struct PictureNeighbours {
 struct PictureJudgement {
     double jump = 0;  // analyseValue1; 0 without both neighbours, or without a picture
     std::vector<Finding> findings;
+    bool isCompared = false;  // `jump` is a value: both neighbours are there, and pictures of all three
 };
 
 // All findings of level pixels but `repeated`.

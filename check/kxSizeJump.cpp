@@ -39,6 +39,7 @@ SizeJump sizeJumpOf(const std::vector<FrameReport>& frames, const Neighbours& ne
     const FileReport& fileAfter = frames[*after].file;
     if (!file.hasIdentity || !fileBefore.hasIdentity || !fileAfter.hasIdentity) return {};
     SizeJump jump;
+    jump.isCompared = true;
     jump.value = sizeJumpOf(fileBefore.identity.size, file.identity.size, fileAfter.identity.size);
     if (jump.value > conspicuousJump)
         jump.text = jumpText(fileBefore.identity.size, file.identity.size, fileAfter.identity.size);

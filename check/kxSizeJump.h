@@ -22,7 +22,8 @@ constexpr double conspicuousJump = 2;
 // neighbours, or where one of the three has no identity.
 struct SizeJump {
     double value = 0;
-    QByteArray text;  // empty unless value is above conspicuousJump
+    QByteArray text;          // empty unless value is above conspicuousJump
+    bool isCompared = false;  // neither of these is the case
 };
 [[nodiscard]] SizeJump sizeJumpOf(const std::vector<FrameReport>& frames, const Neighbours& neighbours,
                                   std::size_t place);

@@ -138,6 +138,16 @@ TEST(Judge, AddsASizeJumpAboveTwo) {
     EXPECT_EQ(judged(frameWith({}), {}, {4.5, "sizes"}).level, 2);
 }
 
+TEST(Judge, TellsADifferenceOfZeroFromNone) {
+    FrameReport frame = frameWith({});
+    judge(frame, {}, Likeness({}), {{0, {}, true}, {0, {}, true}}, now);
+    EXPECT_TRUE(frame.hasSizeJump && frame.hasJump);
+    judge(frame, {}, Likeness({}), {{0, {}, true}, {}}, now);
+    EXPECT_TRUE(frame.hasSizeJump && !frame.hasJump);
+    judge(frame, {}, Likeness({}), {{}, {0, {}, true}}, now);
+    EXPECT_TRUE(!frame.hasSizeJump && frame.hasJump);
+}
+
 TEST(Judge, AddsWhatThePictureSays) {
     FrameReport frame = frameWith({});
     const PictureJudgement picture = {2.5, {makeFinding(Code::jump, "text"), makeFinding(Code::nan, "text")}};

@@ -29,6 +29,7 @@ FrameReport picturedFrame() {
     frame.file.picture = picture;
     frame.file.notes = {"node <7>", 3725};
     frame.jump = 5.126;
+    frame.hasJump = frame.hasSizeJump = true;
     return frame;
 }
 
@@ -70,6 +71,20 @@ TEST(PageFrame, HasNoValuesOfWhatIsNotThere) {
     dark.file.picture = picture;  // no finite sample
     EXPECT_TRUE(pageFrame(dark).jump);
     EXPECT_FALSE(pageFrame(dark).brightness);
+}
+
+// The first and the last frame have one, and those beside a missing one: they differ from nothing, not by 0.
+TEST(PageFrame, HasNoDifferenceWithoutTwoNeighbours) {
+    FrameReport frame = picturedFrame();
+    frame.jump = frame.sizeJump = 0;
+    const auto said = [&frame] { return factsOf(markup(frameSection(detailed(frame), {}))); };
+    EXPECT_EQ(said()[2], "Size difference: 0");
+    EXPECT_EQ(said()[4], "Difference: 0");
+    frame.hasJump = frame.hasSizeJump = false;
+    EXPECT_FALSE(pageFrame(frame).jump);
+    EXPECT_TRUE(pageFrame(frame).brightness);
+    EXPECT_EQ(said().size(), 6U);
+    for (const std::string& fact : said()) EXPECT_EQ(fact.find("ifference"), std::string::npos) << fact;
 }
 
 TEST(PageFrame, SaysNothingByColourAlone) {

@@ -147,9 +147,12 @@ TEST(PictureFindings, JumpWhereBothNeighboursAreUnlike) {
     for (const PictureNeighbours& fewer :
          {PictureNeighbours{&usual, nullptr}, PictureNeighbours{nullptr, &usual}}) {
         EXPECT_EQ(judgePicture(reportWith(other), fewer).jump, 0);
+        EXPECT_FALSE(judgePicture(reportWith(other), fewer).isCompared);
         EXPECT_EQ(codesOf(reportWith(other), fewer), "");
     }
+    EXPECT_TRUE(judgement.isCompared);
     EXPECT_EQ(judgePicture(PictureReport(), {&usual, &usual}).jump, 0);
+    EXPECT_FALSE(judgePicture(PictureReport(), {&usual, &usual}).isCompared);
 }
 
 // Between two neighbours that are alike the distance alone decides: 0.4 of a bin.

@@ -84,4 +84,6 @@ TEST(SizeJump, SaysTheSizesWhereItIsConspicuous) {
     const Neighbours neighbours(frames, 1);
     EXPECT_EQ(sizeJumpOf(frames, neighbours, 1).text, "12 bytes, before and after it 1000 and 1010");
     EXPECT_EQ(sizeJumpOf(frames, neighbours, 2).text, "");
+    EXPECT_TRUE(sizeJumpOf(frames, neighbours, 2).isCompared);
+    EXPECT_FALSE(sizeJumpOf(frames, neighbours, 3).isCompared);
 }

@@ -91,6 +91,12 @@ std::vector<Finding> findingsOf(int i, int frames, PlayedDamage damage) {
     return found;
 }
 
+bool isPictured(int i, int frames, PlayedDamage damage) {
+    if (i < 0 || i >= frames) return false;
+    const Verdict verdict = verdictOf(findingsOf(i, frames, damage));
+    return damage == PlayedDamage::all || verdict == Verdict::good || verdict == Verdict::suspicious;
+}
+
 std::shared_ptr<const PictureReport> pictureOf(int i, bool isDark) {
     auto picture = std::make_shared<PictureReport>();
     PictureFacts facts;
@@ -117,6 +123,8 @@ FrameReport playedFrame(int i, int frames, PlayedDamage damage) {
     arrangeFindings(frame.findings);
     frame.verdict = verdictOf(frame.findings);
     const auto has = [&frame](Code code) { return !frame.findings.empty() && frame.findings.front().code == code; };
+    frame.hasSizeJump = frame.hasJump =
+        isPictured(i - 1, frames, damage) && isPictured(i, frames, damage) && isPictured(i + 1, frames, damage);
     frame.jump = has(Code::jump) ? 5.1 : 0.2 + 0.15 * std::sin(i * 0.9);
     frame.sizeJump = has(Code::truncated) ? 6.8 : 0.1;
     frame.level = levelOf(frame.findings, frame.sizeJump, frame.jump);
