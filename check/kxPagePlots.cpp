@@ -95,21 +95,29 @@ std::vector<std::size_t> drawnPlaces(const Curve& curve, std::size_t begin, std:
     return {std::min(*low, *high), std::max(*low, *high)};
 }
 
-// Broken where a column has no value; a single value becomes a dot.
-QByteArray curvePath(const Curve& curve, std::size_t columns) {
-    QByteArray steps;
-    bool isBroken = true;
+// Broken where a column has no value; a single value between such becomes a dot.
+QByteArray curvePaths(const Curve& curve, std::size_t columns) {
+    QByteArray lines;
+    QByteArray dots;
+    QByteArray run;  // that is not broken, of so many points
+    std::size_t points = 0;
+    const auto endRun = [&] {
+        (points == 1 ? dots : lines) += run;
+        run.clear();
+        points = 0;
+    };
     for (std::size_t column = 0; column < columns; ++column) {
         const std::vector<std::size_t> places = drawnPlaces(curve, placeOf(column, columns, curve.values.size()),
                                                             placeOf(column + 1, columns, curve.values.size()));
+        if (places.empty()) endRun();
         for (const std::size_t place : places) {
             const QByteArray at = point(curve.x(place), curve.y(*curve.values[place]));
-            steps += isBroken ? 'M' + at + "h0" : 'L' + at;
-            isBroken = false;
+            run += points++ == 0 ? 'M' + at + "h0" : 'L' + at;
         }
-        isBroken = isBroken || places.empty();
     }
-    return pathElement("curve", steps);
+    endRun();
+    return (lines.isEmpty() ? lines : pathElement("curve", lines)) +
+           (dots.isEmpty() ? dots : pathElement("lone", dots));
 }
 
 // In each column the frame of this level with the highest value; without any value, a stroke at the foot.
@@ -144,7 +152,7 @@ QByteArray curveDrawing(const std::vector<PageFrame>& frames, const Curve& curve
     QByteArray drawn;
     if (row.threshold > 0)
         drawn += pathElement("threshold", 'M' + point(0, curve.y(row.threshold)) + 'h' + coordinate(drawnWidth));
-    drawn += curvePath(curve, columns);
+    drawn += curvePaths(curve, columns);
     for (int level = 1; level <= highestLevel; ++level) drawn += marks(frames, curve, columns, level);
     const QByteArray said = QByteArray(row.title) + " along the frames; highest " +
                             row.textOf(*curve.values[curve.highest]) + " at frame " + frames[curve.highest].label;

@@ -88,8 +88,9 @@ figcaption b { color: var(--text); font-weight: 600; margin-right: .35em; }
 .track, .places { margin-left: 4.2rem; }
 .axis { position: absolute; inset: -2px auto -2px -4.2rem; width: 3.8rem; display: flex; flex-direction: column;
   justify-content: space-between; font-size: .75rem; line-height: 1.2; color: var(--soft); text-align: right; }
-.curve, .threshold, .dot, .absent { fill: none; vector-effect: non-scaling-stroke; }
+.curve, .lone, .threshold, .dot, .absent { fill: none; vector-effect: non-scaling-stroke; }
 .curve { stroke: var(--curve); stroke-width: 1.4px; stroke-linejoin: round; stroke-linecap: round; }
+.lone { stroke: var(--curve); stroke-width: 4px; stroke-linecap: round; }
 .threshold { stroke: var(--line); stroke-width: 1px; stroke-dasharray: 5 4; }
 .dot { stroke-linecap: round; stroke-width: 7px; }
 .dot.l1 { stroke: var(--l1); }

@@ -49,12 +49,23 @@ TEST(PlotFigures, AreBrokenWhereAValueIsMissingAndMarkFramesThatAreNotGood) {
     std::vector<PageFrame> frames = framesOf({0, 3, 3, 1, 0});
     frames[1].size.reset();
     const PageMarkup page = markup(plotFigures(frames));
-    const auto steps = stepsOf(page.ofClass("curve")[0]);
-    EXPECT_EQ(std::count_if(steps.begin(), steps.end(), [](const std::string& s) { return s[0] == 'M'; }), 2);
+    EXPECT_EQ(stepsOf(page.ofClass("curve")[0])[0].substr(0, 6), "M 500 ");
+    EXPECT_EQ(stepsOf(page.ofClass("curve")[0]).size(), 4U);
     ASSERT_EQ(ofBothClasses(page, "absent", "l3").size(), 1U);
     EXPECT_EQ(ofBothClasses(page, "absent", "l3")[0].attribute("d"), "M300 100v-12");
     EXPECT_EQ(stepsOf(ofBothClasses(page, "dot", "l3")[0])[0].substr(0, 6), "M 500 ");
     EXPECT_EQ(stepsOf(ofBothClasses(page, "dot", "l1")[0])[0].substr(0, 6), "M 700 ");
+}
+
+// A line of one point would be as thin as a line.
+TEST(PlotFigures, DrawValuesBetweenGapsAsDots) {
+    std::vector<PageFrame> frames = framesOf({0, 0, 0, 0, 0});
+    frames[1].size.reset();
+    frames[3].size.reset();
+    const PageMarkup page = markup(plotFigures(frames));
+    EXPECT_EQ(page.ofClass("curve").size(), 0U);
+    ASSERT_EQ(page.ofClass("lone").size(), 1U);
+    EXPECT_EQ(page.ofClass("lone")[0].attribute("d"), "M100 4.37h0M500 4.18h0M900 4h0");
 }
 
 TEST(PlotFigures, KeepPeaksOfFramesThatShareAColumn) {
