@@ -74,14 +74,24 @@ QByteArray barsLink(const std::vector<PageFrame>& frames, const std::vector<int>
                    element("title", {}, htmlText(runTitle(frames, begin, end))) + drawn);
 }
 
+// Under the middle of its bar. The first and the last grow inwards where there is no room for them.
+QByteArray placeStyle(std::size_t place, std::size_t frames) {
+    const double middle = 100 * (static_cast<double>(place) + 0.5) / static_cast<double>(frames);
+    QByteArray style = "left:" + coordinate(middle) + '%';
+    if (place == 0) style = "left:0;min-width:" + coordinate(2 * middle) + '%';
+    if (place + 1 == frames) style = "right:0;min-width:" + coordinate(2 * (100 - middle)) + '%';
+    return R"(style=")" + style + '"';
+}
+
 QByteArray labelledPlaces(const std::vector<PageFrame>& frames) {
     constexpr std::size_t mostLabels = 5;
     const bool isAll = frames.size() <= mostLabels;
     const std::size_t count = isAll ? frames.size() : mostLabels;
     QByteArray html;
-    for (std::size_t i = 0; i < count; ++i)
-        html += element("span", {},
-                        htmlName(frames[i * (frames.size() - 1) / std::max<std::size_t>(count - 1, 1)].label));
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::size_t place = i * (frames.size() - 1) / std::max<std::size_t>(count - 1, 1);
+        html += element("span", isAll ? "" : placeStyle(place, frames.size()), htmlName(frames[place].label));
+    }
     return element("div", isAll ? R"(class="places all")" : R"(class="places")", html);
 }
 

@@ -81,10 +81,12 @@ figcaption b { color: var(--text); font-weight: 600; margin-right: .35em; }
 .strip .l2 { fill: var(--l2); stroke: var(--l2); }
 .strip .l3 { fill: var(--l3); stroke: var(--l3); }
 .strip a path { stroke-width: 2px; vector-effect: non-scaling-stroke; }
-.places { display: flex; justify-content: space-between; font-size: .8rem; font-variant-numeric: tabular-nums;
-  margin-top: .15rem; gap: .5rem; }
-.places.all span { flex: 1; text-align: center; }
-.places bdi { overflow-wrap: anywhere; }
+.places { position: relative; height: 1.5em; font-size: .8rem; font-variant-numeric: tabular-nums; margin-top: .15rem; }
+.places span { position: absolute; text-align: center; white-space: nowrap; }
+.places span:not(:first-child, :last-child) { transform: translateX(-50%); }
+.places.all { display: flex; height: auto; gap: .5rem; }
+.places.all span { position: static; transform: none; flex: 1; min-width: 0; white-space: normal;
+  overflow-wrap: anywhere; }
 .track, .places { margin-left: 4.2rem; }
 .axis { position: absolute; inset: -2px auto -2px -4.2rem; width: 3.8rem; display: flex; flex-direction: column;
   justify-content: space-between; font-size: .75rem; line-height: 1.2; color: var(--soft); text-align: right; }

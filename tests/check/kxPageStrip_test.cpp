@@ -65,6 +65,19 @@ TEST(StripFigure, StaysSmallWhateverTheFrames) {
     }
 }
 
+TEST(StripFigure, HasItsLabelsUnderTheirBars) {
+    const auto stylesOf = [](std::size_t frames) {
+        std::string styles;
+        for (const PageElement& label : strip(framesOf(std::vector<int>(frames))).named("span"))
+            styles += label.text + " " + label.attribute("style") + "; ";
+        return styles;
+    };
+    EXPECT_EQ(stylesOf(2), "1001 ; 1002 ; ");  // as wide as the bars
+    EXPECT_EQ(stylesOf(8),
+              "1001 left:0;min-width:12.5%; 1002 left:18.75%; 1004 left:43.75%; 1006 left:68.75%; "
+              "1008 right:0;min-width:12.5%; ");
+}
+
 TEST(StripFigure, LeavesSmallGapsBetweenFewBars) {
     EXPECT_EQ(stepsOf(strip(framesOf({0, 0})).ofClass("l0")[0])[1], "h 497");
     EXPECT_EQ(stepsOf(strip(framesOf(std::vector<int>(100))).ofClass("l0")[0])[1], "h 8.8");
