@@ -63,7 +63,7 @@ td.news { color: var(--text); font-weight: 650; }
 .chip.l3 { background: var(--b3); color: var(--t3); }
 .counts { list-style: none; display: flex; flex-direction: column; gap: .3rem; margin-top: .8rem; }
 .counts li { display: flex; gap: .5em; align-items: baseline; }
-.counts b { min-width: 3.2em; text-align: right; font-variant-numeric: tabular-nums; }
+.counts b { flex: none; min-width: 3.2em; text-align: right; font-variant-numeric: tabular-nums; }
 .list { min-width: 0; overflow-wrap: anywhere; font-variant-numeric: tabular-nums; }
 )";
 

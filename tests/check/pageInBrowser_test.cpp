@@ -117,10 +117,16 @@ TEST_F(PageInBrowserTest, FitsWindowsOfAnyWidth) {
     } cases[] = {{1, PlayedDamage::all}, {24, PlayedDamage::some}, {1000, PlayedDamage::some}};
     for (const auto& c : cases) {
         page(c.frames, c.damage);
-        for (const int width : {400, 1600})
-            EXPECT_EQ(said("say(page.documentElement.scrollWidth - page.documentElement.clientWidth);", width),
-                      Texts{"0"})
-                << c.frames << " at " << width;
+        for (const int width : {400, 1600}) {
+            const Texts lines = said(R"(
+                say(page.documentElement.scrollWidth - page.documentElement.clientWidth);
+                const side = (item, name, edge) => item.querySelector(name).getBoundingClientRect()[edge];
+                const counts = [...page.querySelectorAll('.counts li')];
+                say(counts.filter(item => side(item, 'b', 'right') > side(item, '.chip', 'left')).length);
+            )",
+                                     width);
+            EXPECT_EQ(lines, (Texts{"0", "0"})) << c.frames << " at " << width;
+        }
     }
 }
 
