@@ -93,7 +93,7 @@ figcaption b { color: var(--text); font-weight: 600; margin-right: .35em; }
 .curve, .lone, .threshold, .dot, .absent { fill: none; vector-effect: non-scaling-stroke; }
 .curve { stroke: var(--curve); stroke-width: 1.4px; stroke-linejoin: round; stroke-linecap: round; }
 .lone { stroke: var(--curve); stroke-width: 4px; stroke-linecap: round; }
-.threshold { stroke: var(--line); stroke-width: 1px; stroke-dasharray: 5 4; }
+.threshold { stroke: var(--soft); stroke-width: 1px; stroke-dasharray: 5 4; }
 .dot { stroke-linecap: round; stroke-width: 7px; }
 .dot.l1 { stroke: var(--l1); }
 .dot.l2 { stroke: var(--l2); stroke-width: 8.5px; }

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstddef>
 #include <map>
+#include <set>
 #include <string>
 
 namespace {
@@ -77,6 +78,21 @@ TEST(PageStyle, HasDrawingsThatCanBeSeen) {
             EXPECT_GE(contrast(colours.at(pair.text), colours.at(pair.behind)), 3)
                 << block << ' ' << pair.text << ' ' << pair.behind;
     }
+}
+
+// Whatever is drawn upon a card, or upon the page itself.
+TEST(PageStyle, DrawsNothingThatCanNotBeSeen) {
+    const std::string style = kxCheck::pageStyle().toStdString();
+    std::set<std::string> drawn;
+    for (const std::string property : {"stroke: var(--", "fill: var(--"})
+        for (std::size_t at = style.find(property); at != std::string::npos; at = style.find(property, at + 1)) {
+            const std::size_t begin = at + property.size();
+            drawn.insert(style.substr(begin, style.find(')', begin) - begin));
+        }
+    EXPECT_EQ(drawn.count("soft"), 1U) << "of the threshold";
+    for (const int block : {0, 1})
+        for (const std::string& name : drawn)
+            EXPECT_GE(contrast(coloursOf(block).at(name), coloursOf(block).at("card")), 3) << block << ' ' << name;
 }
 
 TEST(PageStyle, HasEachColourLightAndDarkAndNoOther) {
