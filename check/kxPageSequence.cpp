@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxPageSequence.h"
 
-#include "check/kxEscape.h"
 #include "check/kxHtmlText.h"
 #include "check/kxNumberText.h"
+#include "check/kxPageHead.h"
 #include "check/kxPagePlots.h"
 #include "check/kxPageStrip.h"
 
@@ -17,45 +17,6 @@ namespace {
 
 QByteArray countOf(std::size_t count) {
     return numberText(static_cast<std::int64_t>(count));
-}
-
-// --- Head -------------------------------------------------------------------------------------------------------
-
-// A list that would fill the page has to be asked for.
-QByteArray frameList(const QByteArray& list) {
-    constexpr int mostShown = 400;  // bytes
-    QByteArray html = element("span", R"(class="list")", htmlName(list));
-    if (list.size() <= mostShown) return html;
-    return element("details", {}, element("summary", {}, "show them") + html);
-}
-
-int usualLevel(Verdict verdict) {
-    if (verdict == Verdict::good) return 0;
-    return verdict == Verdict::bad || verdict == Verdict::missing ? 3 : 1;
-}
-
-QByteArray countsList(const Summary& summary) {
-    QByteArray items;
-    for (const Verdict verdict :
-         {Verdict::bad, Verdict::missing, Verdict::suspicious, Verdict::unknown, Verdict::good}) {
-        if (summary.count(verdict) == 0) continue;
-        QByteArray item =
-            element("b", {}, numberText(summary.count(verdict))) + ' ' + verdictChip(verdict, usualLevel(verdict));
-        if (verdict != Verdict::good) item += ' ' + frameList(summary.frames({verdict}));
-        items += element("li", {}, item);
-    }
-    return items.isEmpty() ? items : element("ul", R"(class="counts")", items);
-}
-
-QByteArray headOf(const PageSequence& sequence) {
-    const QByteArray path = escaped(sequence.name.path);
-    QByteArray html = element("h2", {}, htmlName(sequence.name.path));
-    const QByteArray facts = sequence.line.mid(path.size()).trimmed();
-    if (!facts.isEmpty())
-        html += element("p", R"(class="facts")", htmlText(QByteArray(facts).replace("  ", " · ")));
-    html += countsList(sequence.summary);
-    for (const QByteArray& note : sequence.notes) html += element("p", R"(class="note")", htmlText(note));
-    return html + '\n';
 }
 
 // --- Frames that are not good ------------------------------------------------------------------------------------
@@ -242,9 +203,13 @@ void writeSequence(const PageSequence& sequence, const LoadPicture& load, const 
     const std::vector<PageGroup> groups = pageGroups(sequence);
     const std::vector<std::size_t> tiles = sheetPlaces(sequence.frames);
     const Anchors anchors(sequence, groups, tiles);
-    sink("<section class=\"sequence\" id=\"s" + numberText(sequence.number) + "\">\n" + headOf(sequence));
+    const auto targetOf = [&anchors](std::size_t place) { return anchors.of(place); };
+    const bool hasSheet = !tiles.empty() && sequence.frames.size() > 1;
+    const QByteArray sheetAnchor = 'c' + numberText(sequence.number);
+    sink("<section class=\"sequence\" id=\"s" + numberText(sequence.number) + "\">\n" +
+         sequenceHead(sequence, targetOf, hasSheet ? sheetAnchor : QByteArray()));
     if (sequence.frames.size() > 1) {
-        sink(stripFigure(sequence.frames, [&anchors](std::size_t place) { return anchors.of(place); }));
+        sink(stripFigure(sequence.frames, targetOf));
         sink(plotFigures(sequence.frames));
     }
     if (!groups.empty()) {
@@ -252,8 +217,9 @@ void writeSequence(const PageSequence& sequence, const LoadPicture& load, const 
         sink(element("h3", {}, isGood ? "The frame" : "Frames that are not good") + '\n' + groupsNote(sequence));
         writeGroups(sequence, groups, anchors, load, sink);
     }
-    if (!tiles.empty() && sequence.frames.size() > 1) {
-        sink(element("h3", {}, "Contact sheet") + sheetNote(sequence, tiles) + '\n');
+    if (hasSheet) {
+        sink(element("h3", R"(tabindex="-1" id=")" + sheetAnchor + '"', "Contact sheet") +
+             sheetNote(sequence, tiles) + '\n');
         writeSheet(sequence, tiles, anchors, load, sink);
     }
     sink("</section>\n");

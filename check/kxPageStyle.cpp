@@ -64,6 +64,8 @@ td.news { color: var(--text); font-weight: 650; }
 .counts { list-style: none; display: flex; flex-direction: column; gap: .3rem; margin-top: .8rem; }
 .counts li { display: flex; gap: .5em; align-items: baseline; }
 .counts b { flex: none; min-width: 3.2em; text-align: right; font-variant-numeric: tabular-nums; }
+.counts a { flex: none; border-radius: 1em; }
+.ways { margin-top: .5rem; font-size: .87rem; }
 .list { min-width: 0; overflow-wrap: anywhere; font-variant-numeric: tabular-nums; }
 )";
 
@@ -136,7 +138,7 @@ h3 + .note { margin: -.3rem 0 .6rem; }
 .frame.l1 { border-left-color: var(--l1); }
 .frame.l2 { border-left-color: var(--l2); }
 .frame.l3 { border-left-color: var(--l3); }
-.frame:target, .tile:target { outline: 3px solid var(--link); outline-offset: 1px; }
+.frame:target, .tile:target, h3:target { outline: 3px solid var(--link); outline-offset: 1px; }
 .frame header { display: flex; flex-wrap: wrap; justify-content: space-between; gap: .2rem 1rem; margin-bottom: .6rem; }
 .outcome { font-size: .85rem; font-weight: 500; color: var(--soft); }
 .steps { display: flex; gap: .9rem; font-size: .87rem; }
@@ -177,7 +179,7 @@ dd { margin: 0; overflow-wrap: anywhere; font-variant-numeric: tabular-nums; whi
   .counts b { min-width: 0; }
 }
 @media print {
-  .steps { display: none; }
+  .steps, .ways { display: none; }
   .frame, .tile { break-inside: avoid; content-visibility: visible; }
 }
 )";
