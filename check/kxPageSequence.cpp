@@ -30,7 +30,7 @@ PageNeighbour neighbourAt(const PageSequence& sequence, std::size_t place, const
                           const LoadPicture& load) {
     const PageFrame& frame = sequence.frames[place];
     const auto [width, height] = smallSizeOf(frame.preview);
-    return {anchor, frame.label, load(frame.preview.small), width, height};
+    return {anchor, frame.label, load(frame.preview.small, PictureUse::evidence), width, height};
 }
 
 // Which anchors there are on the page.
@@ -85,9 +85,9 @@ FrameView viewOf(const PageSequence& sequence, const PageGroup& group, const Anc
     view.sequence = sequence.number;
     view.place = group.first;
     view.outcome = outcomeOf(frame, sequence.summary.isHeld);
-    if (frame.isBrief) view.picture = load(frame.preview.small);
+    if (frame.isBrief) view.picture = load(frame.preview.small, PictureUse::evidence);
     if (!frame.details) return view;
-    view.picture = load(frame.preview.large);
+    view.picture = load(frame.preview.large, PictureUse::evidence);
     if (group.first > 0) view.before = neighbourAt(sequence, group.first - 1, anchors.of(group.first - 1), load);
     if (group.last < sequence.frames.size())
         view.after = neighbourAt(sequence, group.last, anchors.of(group.last), load);
@@ -152,7 +152,8 @@ void writeSheet(const PageSequence& sequence, const std::vector<std::size_t>& ti
         const PageFrame& frame = sequence.frames[place];
         if (i % tilesOfList == 0) sink(i == 0 ? R"(<ol class="sheet">)" : "</ol>\n<ol class=\"sheet\">");
         const QByteArray target = hasSection(frame) ? anchors.of(place) : QByteArray();
-        sink(sheetItem(frame, frameAnchor(sequence.number, place), place, target, load(frame.preview.small)));
+        const PictureUse use = frame.level == 0 ? PictureUse::goodTile : PictureUse::evidence;
+        sink(sheetItem(frame, frameAnchor(sequence.number, place), place, target, load(frame.preview.small, use)));
     }
     sink("</ol>\n");
 }

@@ -53,8 +53,11 @@ struct PageGroup {
 // of the sequence was removed.
 [[nodiscard]] QByteArray outcomeOf(const PageFrame& frame, bool isHeld);
 
+// Pictures of good frames can be done without.
+enum class PictureUse { evidence, goodTile };
+
 // Gives the bytes of a stored picture; empty where there is none, or no room for it on the page.
-using LoadPicture = std::function<QByteArray(const StoredBytes&)>;
+using LoadPicture = std::function<QByteArray(const StoredBytes&, PictureUse)>;
 using HtmlSink = std::function<void(const QByteArray&)>;
 
 // Writes the sequence's section piece by piece: with its pictures it can be larger than what should be in memory.

@@ -39,7 +39,7 @@ int writeBytes(const kxReplacementFile& file, const QByteArray& bytes) {
 }  // namespace
 
 PageWriter::PageWriter(const QByteArray& path, Level level, std::int64_t roomForPictures)
-    : path_(path), roomForPictures_(roomForPictures) {
+    : path_(path), roomForPictures_(roomForPictures), roomForGoodTiles_(roomForPictures / 2) {
     facts_.level = level;
     if (isExrFile(path))
         refusal_ = "this is an EXR file, and is not overwritten";
@@ -138,7 +138,7 @@ void PageWriter::endSequence(const Summary& summary, bool isInterrupted) {
         piece.clear();
     };
     writeSequence(
-        *sequence_, [this](const StoredBytes& stored) { return loadForPage(stored); },
+        *sequence_, [this](const StoredBytes& stored, PictureUse use) { return loadForPage(stored, use); },
         [&](const QByteArray& html) {
             piece += html;
             if (piece.size() >= pieceSize) store();
@@ -152,13 +152,15 @@ void PageWriter::endSequence(const Summary& summary, bool isInterrupted) {
     places_.clear();
 }
 
-QByteArray PageWriter::loadForPage(const StoredBytes& stored) {
+QByteArray PageWriter::loadForPage(const StoredBytes& stored, PictureUse use) {
     if (!stored) return {};
-    if (stored.size > roomForPictures_) {
+    const bool isOfGood = use == PictureUse::goodTile;
+    if (stored.size > roomForPictures_ || (isOfGood && stored.size > roomForGoodTiles_)) {
         facts_.isWithoutRoom = true;
         return {};
     }
     roomForPictures_ -= stored.size;
+    if (isOfGood) roomForGoodTiles_ -= stored.size;
     return spool_.get(stored);
 }
 

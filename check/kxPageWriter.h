@@ -30,7 +30,7 @@ constexpr std::int64_t mostPictureBytes = 128LL << 20;
 class PageWriter {
 public:
     // Finds out whether the file could be written, see fault(); it is not touched. It must be no EXR file. Of
-    // pictures, as many are shown as have room.
+    // pictures, as many are shown as have room; those of good frames in the contact sheet take half of it at most.
     PageWriter(const QByteArray& path, Level level, std::int64_t roomForPictures = mostPictureBytes);
 
     // Takes the pictures out of a file's report, before or while its sequence is told; those of the frame's last
@@ -57,7 +57,7 @@ public:
 
 private:
     void tryTarget();
-    [[nodiscard]] QByteArray loadForPage(const StoredBytes& stored);
+    [[nodiscard]] QByteArray loadForPage(const StoredBytes& stored, PictureUse use);
     void keepForSection(const FrameReport& frame, PageFrame& kept);
     int writePage();
 
@@ -72,7 +72,8 @@ private:
     std::array<int, 4> detailed_{};          // frames of the sequence with details, by level
     int roomForSections_ = mostSections;     // of the page
     std::vector<StoredBytes> sections_;      // finished pieces of the page, in their order
-    std::int64_t roomForPictures_;
+    std::int64_t roomForPictures_;           // of all; tiles of good frames have half of it at most:
+    std::int64_t roomForGoodTiles_;
 };
 
 }  // namespace kxCheck

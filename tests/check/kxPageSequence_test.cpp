@@ -45,7 +45,7 @@ PageSequence sequenceOf(const std::string& letters) {
 PageMarkup written(const PageSequence& sequence) {
     QByteArray html;
     writeSequence(
-        sequence, [](const StoredBytes& stored) { return stored ? QByteArray("jpeg") : QByteArray(); },
+        sequence, [](const StoredBytes& stored, PictureUse) { return stored ? QByteArray("jpeg") : QByteArray(); },
         [&html](const QByteArray& piece) { html += piece; });
     return PageMarkup("<!DOCTYPE html>\n<html>" + html.toStdString() + "</html>");
 }

@@ -231,6 +231,23 @@ TEST_F(PageWriterTest, LeavesPicturesOutWhereTheyHaveNoRoomAndSaysSo) {
               "Pictures are left out: with all of them the page would be too large.");
 }
 
+// A first sequence without a fault leaves room for what is wrong with the second.
+TEST_F(PageWriterTest, LeavesHalfTheRoomToFramesThatAreNotGood) {
+    const std::int64_t tile = playedFrame(0, 100, PlayedDamage::none).file.preview.small.size();
+    PageWriter page(path(), Level::pixels, tile * 60);
+    playSequence(page, 100, PlayedDamage::none, "/r/a.####.exr");
+    playSequence(page, 2, PlayedDamage::all, "/r/b.####.exr");
+    page.finish({}, false, 0);
+    const PageMarkup markup(bytes());
+    std::size_t withoutName = 0;
+    std::string shown;
+    for (const PageElement& picture : markup.named("img"))
+        picture.attribute("alt").empty() ? void(++withoutName) : void(shown += picture.attribute("alt") + "; ");
+    EXPECT_EQ(shown, "Picture of frame 1001; Picture of frame 1002; ");
+    EXPECT_GT(withoutName, 20U);
+    EXPECT_LT(withoutName, 40U);
+}
+
 // The large pictures of good frames are never shown.
 TEST_F(PageWriterTest, KeepsOnlySmallPicturesOfGoodFrames) {
     PageWriter page(path(), Level::pixels);
