@@ -26,6 +26,15 @@ bool isControl(unsigned char byte) {
     return byte < 0x20 || (byte >= 0x7f && byte < 0xa0);
 }
 
+// The mark of direction that these three bytes are; 0: none.
+unsigned directionMark(const QByteArray& text, Size start) {
+    const unsigned code = (byteAt(text, start) & 0xfU) << 12U | (byteAt(text, start + 1) & 0x3fU) << 6U |
+                          (byteAt(text, start + 2) & 0x3fU);
+    const bool isMark = code == 0x200e || code == 0x200f || (code >= 0x202a && code <= 0x202e) ||
+                        (code >= 0x2066 && code <= 0x2069);
+    return isMark ? code : 0;
+}
+
 QByteArray escapedByte(unsigned char byte) {
     switch (byte) {
         case '\n':
@@ -47,8 +56,11 @@ QByteArray escaped(const QByteArray& text) {
     for (Size i = 0; i < text.size();) {
         const Size length = sequenceLength(text, i);
         const bool isC1 = length == 2 && byteAt(text, i) == 0xc2 && byteAt(text, i + 1) < 0xa0;
+        const unsigned mark = length == 3 ? directionMark(text, i) : 0;
         if (isC1) {
             result += escapedByte(byteAt(text, i)) + escapedByte(byteAt(text, i + 1));
+        } else if (mark != 0) {
+            result += "\\u" + QByteArray::number(mark, 16);
         } else if (length > 0) {
             result += text.mid(i, length);
         } else {

@@ -24,6 +24,29 @@ TEST(EscapeTest, ControlCharactersBeyondAsciiAreSpelledOutInEitherEncoding) {
               "\\x9b31m");
 }
 
+// A name could show its end at its beginning, and the verdict beside it as another.
+TEST(EscapeTest, MarksThatTurnTheDirectionAreSpelledOut) {
+    const struct {
+        const char* text;
+        const char* escaped;
+    } cases[] = {{"a\xe2\x80\xae"
+                  "b",
+                  "a\\u202eb"},
+                 {"\xe2\x80\xaa", "\\u202a"},
+                 {"\xe2\x80\x8e", "\\u200e"},
+                 {"\xe2\x80\x8f", "\\u200f"},
+                 {"\xe2\x81\xa6", "\\u2066"},
+                 {"\xe2\x81\xa9", "\\u2069"},
+                 {"\xe2\x80\xa9", "\xe2\x80\xa9"},
+                 {"\xe2\x80\xaf", "\xe2\x80\xaf"},
+                 {"\xe2\x80\x8d", "\xe2\x80\x8d"},
+                 {"\xe2\x80\x90", "\xe2\x80\x90"},
+                 {"\xe2\x81\xa5", "\xe2\x81\xa5"},
+                 {"\xe2\x81\xaa", "\xe2\x81\xaa"},
+                 {"\xd7\xa9", "\xd7\xa9"}};
+    for (const auto& c : cases) EXPECT_EQ(escaped(c.text), c.escaped);
+}
+
 TEST(EscapeTest, OtherTextStaysAsItIs) {
     for (const QByteArray text : {"", "beauty.####.exr", "Sch\xc3\xb6n", "\xe2\x82\xac", "\xf0\x9f\x8e\xac",
                                   "Sch\xf6n", "back\\slash", "\xc2\xa0", "50%"})
