@@ -7,7 +7,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <map>
 #include <optional>
+#include <utility>
+#include <vector>
 
 namespace kxCheck {
 
@@ -58,6 +62,45 @@ QByteArray countsList(const PageSequence& sequence, const TargetOf& targetOf) {
     return items.isEmpty() ? items : element("ul", R"(class="counts")", items);
 }
 
+constexpr const char* noBreak = "\u00a0";  // a space where no line ends
+
+template <class Key>
+using Counts = std::vector<std::pair<Key, std::int64_t>>;
+
+// What most frames have comes first; otherwise as it was.
+template <class Key>
+void sortByCount(Counts<Key>& counts) {
+    std::stable_sort(counts.begin(), counts.end(),
+                     [](const auto& a, const auto& b) { return a.second > b.second; });
+}
+
+// How many are missing was said before. Of as many, errors come first.
+QByteArray causesLine(const PageSequence& sequence) {
+    Counts<Code> causes(sequence.causes.begin(), sequence.causes.end());
+    const auto isError = [](const auto& cause) { return rowOf(cause.first).severity == Severity::error; };
+    std::stable_partition(causes.begin(), causes.end(), isError);
+    sortByCount(causes);
+    QByteArray html;
+    for (const auto& [code, count] : causes) {
+        if (code == Code::missing) continue;
+        if (!html.isEmpty()) html += " · ";
+        html += element("b", {}, rowOf(code).name) + noBreak + numberText(count);
+    }
+    return html.isEmpty() ? html : element("p", R"(class="causes")", html);
+}
+
+QByteArray machinesLine(const PageSequence& sequence) {
+    constexpr std::size_t mostShown = 8;
+    Counts<QByteArray> machines(sequence.machines.begin(), sequence.machines.end());
+    if (machines.empty()) return {};
+    sortByCount(machines);
+    QByteArray html = "machines of these frames:";
+    for (std::size_t i = 0; i < std::min(machines.size(), mostShown); ++i)
+        html += (i > 0 ? ", " : " ") + htmlName(machines[i].first) + noBreak + numberText(machines[i].second);
+    if (machines.size() > mostShown) html += ", and " + countText(machines.size() - mostShown, "other");
+    return element("p", R"(class="causes")", html);
+}
+
 }  // namespace
 
 QByteArray sequenceHead(const PageSequence& sequence, const TargetOf& targetOf, const QByteArray& sheetAnchor) {
@@ -66,7 +109,7 @@ QByteArray sequenceHead(const PageSequence& sequence, const TargetOf& targetOf, 
     const QByteArray facts = sequence.line.mid(path.size()).trimmed();
     if (!facts.isEmpty())
         html += element("p", R"(class="facts")", htmlText(QByteArray(facts).replace("  ", " · ")));
-    html += countsList(sequence, targetOf);
+    html += countsList(sequence, targetOf) + causesLine(sequence) + machinesLine(sequence);
     for (const QByteArray& note : sequence.notes) html += element("p", R"(class="note")", htmlText(note));
     if (!sheetAnchor.isEmpty()) html += element("p", R"(class="ways")", linkTo(sheetAnchor, "↓ contact sheet"));
     return html + '\n';

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // How a sequence begins on a page: which it is, how many frames of each verdict there are and where the first of
-// them is, and what was said about it as a whole.
+// them is, what is wrong with them, and what was said about the sequence as a whole.
 //
 // Pure function; what comes back is HTML.
 #pragma once

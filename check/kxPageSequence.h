@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <vector>
 
 namespace kxCheck {
@@ -23,7 +24,9 @@ struct PageSequence {
     QByteArray line;  // as sequenceLine makes it
     std::vector<PageFrame> frames;
     Summary summary;
-    std::vector<QByteArray> notes;     // what was said about the sequence as a whole
+    std::map<Code, std::int64_t> causes;          // frames that have such a finding
+    std::map<QByteArray, std::int64_t> machines;  // frames that are not good by what made them, where they name it
+    std::vector<QByteArray> notes;                // what was said about the sequence as a whole
     std::int64_t withoutPictures = 0;  // frames that have but a row because the page has too many sections
 };
 

@@ -65,6 +65,8 @@ td.news { color: var(--text); font-weight: 650; }
 .counts li { display: flex; gap: .5em; align-items: baseline; }
 .counts b { flex: none; min-width: 3.2em; text-align: right; font-variant-numeric: tabular-nums; }
 .counts a { flex: none; border-radius: 1em; }
+.causes { margin-top: .5rem; overflow-wrap: anywhere; font-variant-numeric: tabular-nums; }
+.causes b { font-weight: 600; }
 .ways { margin-top: .5rem; font-size: .87rem; }
 .list { min-width: 0; overflow-wrap: anywhere; font-variant-numeric: tabular-nums; }
 )";

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -84,9 +85,19 @@ void PageWriter::frame(const FrameReport& frame) {
     PageFrame kept = pageFrame(frame);
     kept.preview = previews_.take(frame.name.path);
     keepForSection(frame, kept);
+    countCauses(frame);
     if (!kept.details) spool_.release(kept.preview.large);
     if (kept.action != Action::none) places_.insert(frame.name.path, sequence_->frames.size());
     sequence_->frames.push_back(std::move(kept));
+}
+
+void PageWriter::countCauses(const FrameReport& frame) {
+    if (frame.level == 0) return;
+    std::set<Code> codes;
+    for (const Finding& finding : frame.findings) codes.insert(finding.code);
+    for (const Code code : codes) ++sequence_->causes[code];
+    const QByteArray& machine = frame.file.notes.infoText;
+    if (!machine.isEmpty()) ++sequence_->machines[machine];
 }
 
 // Of missing and unknown frames there is nothing to be shown. The only frame of a sequence is, also when it is

@@ -58,6 +58,7 @@ public:
 private:
     void tryTarget();
     [[nodiscard]] QByteArray loadForPage(const StoredBytes& stored, PictureUse use);
+    void countCauses(const FrameReport& frame);
     void keepForSection(const FrameReport& frame, PageFrame& kept);
     int writePage();
 

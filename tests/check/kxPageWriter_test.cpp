@@ -83,6 +83,17 @@ TEST_F(PageWriterTest, ShowsPicturesOfFramesThatAreNotGood) {
     EXPECT_EQ(page.ofClass("tile").size(), 100U);
 }
 
+TEST_F(PageWriterTest, CountsFramesByWhatIsWrongWithThem) {
+    ASSERT_EQ(writePlayedPage(path(), 200, PlayedDamage::some), "");
+    const auto lines = PageMarkup(bytes()).ofClass("causes");
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(QByteArray::fromStdString(lines[0].text).replace("\u00a0", " "),
+              "truncated 2 · chunk 2 · unreadable 2 · size-jump 2 · alpha-missing 2 · nan 2 · jump 2");
+    EXPECT_EQ(lines[1].text.substr(0, 26), "machines of these frames: ");
+    ASSERT_EQ(writePlayedPage(path(), 200, PlayedDamage::none), "");
+    EXPECT_EQ(PageMarkup(bytes()).ofClass("causes").size(), 0U);
+}
+
 TEST_F(PageWriterTest, ShowsTheOnlyFrameAlsoWhenItIsGood) {
     ASSERT_EQ(writePlayedPage(path(), 1, PlayedDamage::none), "");
     const PageMarkup page(bytes());
