@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 
 namespace kxCheck {
@@ -23,28 +24,30 @@ struct PlotRow {
     QByteArray (*textOf)(double);
     double threshold;    // drawn as a line; 0: none
     bool isLogarithmic;  // of 1 and the value, which is at least 0
+    bool isCloseUp;      // drawn from the lowest value on where that is near the highest
 };
 
 constexpr PlotRow plots[] = {
     {"Difference",
      "from both neighbours, in units of what these differ by, logarithmic; above the dashed line (2) a picture "
      "can be suspicious",
-     [](const PageFrame& frame) { return frame.jump; }, [](double value) { return decimalText(value, 1); }, 2,
-     true},
+     [](const PageFrame& frame) { return frame.jump; }, [](double value) { return decimalText(value, 1); }, 2, true,
+     false},
     {"File size", "on disk",
      [](const PageFrame& frame) {
          return frame.size ? std::optional<double>(static_cast<double>(*frame.size)) : std::nullopt;
      },
-     [](double value) { return sizeText(std::llround(value)); }, 0, false},
+     [](double value) { return sizeText(std::llround(value)); }, 0, false, false},
     {"Mean brightness", "of red, green and blue as they are in the file",
      [](const PageFrame& frame) { return frame.brightness; }, [](double value) { return decimalText(value, 3); }, 0,
-     false},
+     false, true},
 };
 
 // Of more frames the dots are small.
 constexpr std::size_t mostSingleDots = 400;
 
-// The values of all frames, with the range that is drawn: from 0 on, unless values are below it.
+// The values of all frames, with the range that is drawn: from 0 on, unless values are below it or it is a
+// close-up.
 struct Curve {
     std::vector<std::optional<double>> values;
     bool isLogarithmic = false;
@@ -64,20 +67,33 @@ struct Curve {
     [[nodiscard]] double scaled(double value) const { return isLogarithmic ? std::log1p(value) : value; }
 };
 
+// A flicker of 2 % shows when what is drawn is no more than the values need; what varies less than a twentieth of
+// them is not drawn as if it were much.
+void closeUp(Curve& curve, double lowest) {
+    const double range = curve.high - lowest;
+    if (lowest <= 0 || range >= curve.high / 4) return;
+    const double margin = std::max(curve.high / 20 - range, 0.0) / 2;
+    curve.low = lowest - margin;
+    curve.high += margin;
+}
+
 Curve curveOf(const std::vector<PageFrame>& frames, const PlotRow& row) {
     Curve curve;
     curve.isLogarithmic = row.isLogarithmic;
     curve.high = row.threshold * 1.25;
     curve.values.resize(frames.size());
+    double lowest = std::numeric_limits<double>::infinity();
     for (std::size_t i = 0; i < frames.size(); ++i) {
         const std::optional<double> value = row.valueOf(frames[i]);
         if (!value || !std::isfinite(*value)) continue;
         if (curve.isEmpty || *value > *curve.values[curve.highest]) curve.highest = i;
         curve.isEmpty = false;
-        curve.low = std::min(curve.low, *value);
+        lowest = std::min(lowest, *value);
         curve.high = std::max(curve.high, *value);
         curve.values[i] = value;
     }
+    curve.low = std::min(curve.low, lowest);
+    if (row.isCloseUp) closeUp(curve, lowest);
     return curve;
 }
 
@@ -163,7 +179,9 @@ QByteArray plotFigure(const std::vector<PageFrame>& frames, const PlotRow& row) 
     const Curve curve = curveOf(frames, row);
     if (curve.isEmpty) return {};
     const bool isDense = frames.size() > mostSingleDots;
-    const QByteArray caption = element("figcaption", {}, element("b", {}, row.title) + ' ' + row.explained);
+    const QByteArray caption = element("figcaption", {},
+                                       element("b", {}, row.title) + ' ' + row.explained +
+                                           (curve.low > 0 ? "; the scale does not begin with 0" : ""));
     const QByteArray drawing = axisElement(curve, row) + curveDrawing(frames, curve, row);
     return element("figure", isDense ? R"(class="plot dense")" : R"(class="plot")",
                    caption + element("div", R"(class="track")", drawing)) +

@@ -98,3 +98,28 @@ TEST(PlotFigures, DrawDifferencesByTheirLogarithm) {
     for (std::size_t i = 0; i < frames.size(); ++i) frames[i].jump = jumps[i];
     EXPECT_EQ(markup(plotFigures(frames)).ofClass("curve")[0].attribute("d"), "M166.67 96h0L500 50L833.33 4");
 }
+
+TEST(PlotFigures, DrawBrightnessCloseUpWhereItVariesLittle) {
+    const struct {
+        std::vector<double> values;
+        const char* curve;
+        const char* axis;
+    } cases[] = {{{0.8, 1, 0.9}, "M166.67 96h0L500 4L833.33 50", "10.8"},               // from the lowest on
+                 {{0.98, 1, 0.99}, "M166.67 68.4h0L500 31.6L833.33 50", "1.0150.965"},  // a twentieth at least
+                 {{1, 1, 1}, "M166.67 50h0L500 50L833.33 50", "1.0250.975"},
+                 {{0.7, 1, 0.9}, "M166.67 31.6h0L500 4L833.33 13.2", "10"},
+                 {{-0.1, 1, 0.9}, "M166.67 96h0L500 4L833.33 12.36", "1-0.1"},
+                 {{0, 0, 0}, "M166.67 96h0L500 96L833.33 96", "00"}};
+    for (const auto& c : cases) {
+        std::vector<PageFrame> frames = framesOf({0, 0, 0});
+        for (std::size_t i = 0; i < frames.size(); ++i) {
+            frames[i].size.reset();
+            frames[i].brightness = c.values[i];
+        }
+        const PageMarkup page = markup(plotFigures(frames));
+        EXPECT_EQ(page.ofClass("curve")[0].attribute("d"), c.curve);
+        EXPECT_EQ(page.ofClass("axis")[0].text, c.axis);
+        const bool isFromZero = page.textsOf("figcaption")[0].find("does not begin with 0") == std::string::npos;
+        EXPECT_EQ(isFromZero, c.values[0] < 0.8);
+    }
+}
