@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxFrameRecord.h"
 
+#include "check/kxEscape.h"
+
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -42,7 +44,7 @@ QString formatText(const Headers& headers) {
     QByteArray text = typesText(part.channels) + ", " + compressionName(part.compression) + ",";
     for (const kxExr::Channel& channel : part.channels) text += ' ' + channel.name;
     if (headers.size() > 1) text += ", first of " + QByteArray::number(static_cast<int>(headers.size())) + " parts";
-    return QString::fromLatin1(text);
+    return QString::fromLatin1(escaped(text));
 }
 
 unsigned char flagsOf(const PictureReport* report) {
@@ -74,7 +76,7 @@ void fillRecord(kxCHK::_SingleImageView& view, const FileReport& file) {
     view.fileFound = file.hasIdentity;
     view.fileTime = _kxTime(file.hasIdentity ? file.identity.modified : 0);
     view.fileSize = file.hasIdentity ? std::min<long long>(file.identity.size, kxCHK::fileSizeMarker4GB) : -1;
-    view.infoText = QString::fromLatin1(file.notes.infoText);
+    view.infoText = QString::fromLatin1(escaped(file.notes.infoText));
     view.averageRenderTime = file.notes.renderTime;
     const kxCHK::Histogram histogram = facts ? facts->histogram : kxCHK::Histogram{};
     static_assert(sizeof histogram == sizeof view.histogram, "bin by bin");

@@ -64,6 +64,19 @@ TEST(FrameInfo, HasNoControlCharacters) {
     EXPECT_NE(infoOf(frame).find("\nno\\x1b[31mde\\t1\n"), std::string::npos) << infoOf(frame);
 }
 
+// What stands in a file is no line of its own, which could look like a finding.
+TEST(FrameInfo, HasNoLinesThatFilesMadeUp) {
+    FrameReport frame = usualFrame();
+    const auto lines = infoLines(frame).size();
+    frame.file.notes.infoText = "node\n1044  bad  chunk";
+    kxExr::Part part = frame.file.headers->front();
+    part.channels = {{"A\n1045  bad", kxExr::PixelType::half, 1, 1}};
+    frame.file.headers = std::make_shared<const Headers>(Headers{part});
+    EXPECT_EQ(infoLines(frame).size(), lines);
+    EXPECT_NE(infoOf(frame).find("\nnode\\n1044  bad  chunk\n"), std::string::npos) << infoOf(frame);
+    EXPECT_NE(infoOf(frame).find("A\\n1045  bad"), std::string::npos) << infoOf(frame);
+}
+
 TEST(FrameInfo, NamesTilesAndNoSingleFiles) {
     FrameReport frame = usualFrame();
     frame.name.tile = 3;
