@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // How often findings about pictures are wrong, and how much of real damage they see:
 //
-//   pictureFindings [frames of each clean sequence, 1000] [trials of each damage, 200]
+//   pictureFindings [frames of each clean sequence, 1000] [trials of each damage, 200] [word]
 //
+// With a word, only those that have it in their name.
 // Clean animated sequences are drawn, and every finding in them is counted: a false alarm, or a black frame that is
 // meant. Then damage of each kind is put into the middle one of a few frames, and how often anything is found.
 // Prints two tables.
 #include "benchmarks/PictureScenes.h"
+#include "check/kxDarkCorner.h"
 #include "check/kxPictureFindings.h"
 #include "image/KX_DataTypes_image.h"
 
@@ -45,6 +47,7 @@ PictureReport reportOf(Picture& picture) {
     PictureFacts facts;
     facts.histogram = kxCHK::histogramOf(picture);
     facts.isTileMissing = (errors & kxCHK::errorTileMissing) != 0;
+    facts.hasDarkCorner = facts.isTileMissing || kxCheck::hasDarkCorner(picture);
     facts.isAlphaMissing = (errors & kxCHK::errorAlphaPixelMissing) != 0;
     facts.isBlack = isEverywhere(picture, {0, 0, 0, 0});
     facts.isFlat = !facts.isBlack && isEverywhere(picture, picture.read(0));
@@ -119,6 +122,38 @@ void cutOut(Picture& picture, int frame) {
         }
 }
 
+double shareWithin(double first, double end, int pixel) {
+    return std::max(0.0, std::min(end, pixel + 1.0) - std::max(first, static_cast<double>(pixel)));
+}
+
+// A dark window whose edges lie anywhere between pixels; transparent in a picture with alpha.
+void openWindow(Picture& picture, double left, double top, double right, double bottom) {
+    for (int y = static_cast<int>(top); y <= static_cast<int>(bottom); ++y)
+        for (int x = static_cast<int>(left); x <= static_cast<int>(right); ++x) {
+            const double rest = 1 - shareWithin(left, right, x) * shareWithin(top, bottom, y);
+            const double shown = std::pow(rest, 1 / 2.2);
+            _Rgba8 pixel{};
+            picture.read(pixel, x, y);
+            const auto reduced = [](unsigned char value, double factor) {
+                return static_cast<unsigned char>(std::lround(value * factor));
+            };
+            picture.write(x, y,
+                          {reduced(pixel.r, shown), reduced(pixel.g, shown), reduced(pixel.b, shown),
+                           picture.valid ? reduced(pixel.a, rest) : pixel.a});
+        }
+}
+
+void fillGrey(Picture& picture, double linear) {
+    const auto value =
+        static_cast<unsigned char>(std::lround(255 * std::pow(std::clamp(linear, 0.0, 1.0), 1 / 2.2)));
+    fill(picture, 0, 0, picture.width, picture.height, {value, value, value, 255});
+}
+
+// Linear light of a shown value.
+double linearOf(double shown) {
+    return std::pow(shown / 255, 2.2);
+}
+
 std::vector<CleanKind> cleanKinds(const std::vector<Scene>& scenes) {
     const auto shot = [&scenes](int scene, int x = 0) {
         Shot made;
@@ -179,6 +214,54 @@ std::vector<CleanKind> cleanKinds(const std::vector<Scene>& scenes) {
              draw(p, shot(8));
              cutOut(p, f);
          }},
+        {"a window in a wall, 0.3 pixels a frame",
+         [](Picture& p, int f) {
+             fillGrey(p, 0.5);
+             openWindow(p, 300 + 0.3 * f, 200 + 0.17 * f, 620 + 0.3 * f, 440 + 0.17 * f);
+         }},
+        {"a window in the alpha, 1.3 pixels a frame",
+         [=](Picture& p, int f) {
+             draw(p, shot(8));
+             p.valid = 1;
+             openWindow(p, 100 + 1.3 * f, 200 + 0.6 * f, 420 + 1.3 * f, 440 + 0.6 * f);
+         }},
+        {"a window in a wall, 60 pixels a frame",
+         [](Picture& p, int f) {
+             fillGrey(p, 0.5);
+             const double left = 20 + std::fmod(60.37 * f, 1500);
+             openWindow(p, left, 200.5, left + 300.2, 440.3);
+         }},
+        {"a zoom to a window in a wall",
+         [](Picture& p, int f) {
+             fillGrey(p, 0.5);
+             const double zoom = 1 + 0.002 * (f % 1000);
+             openWindow(p, 960 - 120 * zoom, 540 - 90 * zoom, 960 + 120 * zoom, 540 + 90 * zoom);
+         }},
+        {"a window, heavy grain",
+         [=](Picture& p, int f) {
+             draw(p, grained(5, 0, 1, 3, f));
+             openWindow(p, 700, 400, 1000, 600);
+         }},
+        {"a window in a wall at 128, light flickers by 2 %",
+         [](Picture& p, int f) {
+             fillGrey(p, linearOf(128) * (1 + 0.02 * randomOf(f)));
+             openWindow(p, 700, 400, 1000, 600);
+         }},
+        {"a thing before a grey backdrop, light flickers by 0.3 %",
+         [](Picture& p, int f) {
+             fillGrey(p, linearOf(127.5) * (1 + 0.003 * randomOf(f)));
+             fill(p, 200 + f, 300, 400, 500, {200, 60, 20, 255});
+         }},
+        {"a thing before a grey backdrop, light flickers by 1 %",
+         [](Picture& p, int f) {
+             fillGrey(p, linearOf(127.5) * (1 + 0.01 * randomOf(f)));
+             fill(p, 200 + f, 300, 400, 500, {200, 60, 20, 255});
+         }},
+        {"a thing before a dark backdrop, light flickers by 2 %",
+         [](Picture& p, int f) {
+             fillGrey(p, linearOf(40) * (1 + 0.02 * randomOf(f)));
+             fill(p, 200 + f, 300, 400, 500, {200, 60, 20, 255});
+         }},
     };
 }
 
@@ -190,10 +273,11 @@ void printHeader(const char* title) {
     std::printf("\n");
 }
 
-void tryClean(const std::vector<Scene>& scenes, int frames) {
+void tryClean(const std::vector<Scene>& scenes, int frames, const std::string& word) {
     printHeader("clean sequence");
     Picture picture(static_cast<unsigned>(width * height));
     for (const CleanKind& kind : cleanKinds(scenes)) {
+        if (std::string(kind.name).find(word) == std::string::npos) continue;
         std::vector<PictureReport> reports;
         for (int frame = 0; frame < frames; ++frame) {
             setSize(picture, width, height);
@@ -311,11 +395,12 @@ std::vector<PictureReport> damagedFrames(const Damage& damage, const std::vector
     return reports;
 }
 
-void tryDamage(const std::vector<Scene>& scenes, int trials) {
+void tryDamage(const std::vector<Scene>& scenes, int trials, const std::string& word) {
     std::printf("\n");
     printHeader("damage, found in percent");
     Picture picture(static_cast<unsigned>(4 * width * height));
     for (const Damage& damage : damageKinds(scenes)) {
+        if (damage.name.find(word) == std::string::npos) continue;
         Counts found{};
         for (int trial = 0; trial < trials; ++trial) {
             const std::vector<PictureReport> reports = damagedFrames(damage, scenes, trial, picture);
@@ -339,6 +424,7 @@ int numberAt(int argc, char** argv, int place, int otherwise) {
 int main(int argc, char** argv) {
     std::vector<Scene> scenes;
     for (unsigned seed = 1; seed <= 9; ++seed) scenes.emplace_back(seed);
-    tryClean(scenes, numberAt(argc, argv, 1, 1000));
-    tryDamage(scenes, std::max(1, numberAt(argc, argv, 2, 200)));
+    const std::string word = argc > 3 ? argv[3] : "";
+    tryClean(scenes, numberAt(argc, argv, 1, 1000), word);
+    tryDamage(scenes, std::max(1, numberAt(argc, argv, 2, 200)), word);
 }

@@ -25,6 +25,7 @@ enum FactFlag : unsigned {
     alphaMissingFlag = 8,
     blackFlag = 16,
     flatFlag = 32,
+    darkCornerFlag = 64,
     firstRangeFlag = 256,
 };
 
@@ -39,6 +40,7 @@ constexpr FlagRow flagRows[] = {
     {alphaMissingFlag, &PictureFacts::isAlphaMissing},
     {blackFlag, &PictureFacts::isBlack},
     {flatFlag, &PictureFacts::isFlat},
+    {darkCornerFlag, &PictureFacts::hasDarkCorner},
 };
 
 unsigned char* factsPlace(kxCHK::_SingleImageFile& entry) {

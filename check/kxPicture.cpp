@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "check/kxPicture.h"
 
+#include "check/kxDarkCorner.h"
 #include "check/kxDisplayBytes.h"
 #include "check/kxSampleRows.h"
 #include "image/KX_DataTypes_image.h"
@@ -118,6 +119,7 @@ PictureFacts Picture::search() {
     kxCHK::_SingleImageData record;
     const unsigned short errors = kxCHK::doErrorSearch(pixels_, &record);
     facts.isTileMissing = (errors & kxCHK::errorTileMissing) != 0;
+    facts.hasDarkCorner = facts.isTileMissing || kxCheck::hasDarkCorner(pixels_);
     facts.isAlphaMissing = (errors & kxCHK::errorAlphaPixelMissing) != 0;
     static_assert(sizeof facts.histogram == sizeof record.histogram, "bin by bin");
     std::memcpy(facts.histogram.data(), record.histogram, sizeof record.histogram);

@@ -34,18 +34,19 @@ void addStrange(std::vector<Finding>& findings, const std::vector<StrangeSamples
     }
 }
 
-bool hasMissingTile(const PictureFacts* picture) {
-    return picture && picture->isTileMissing;
+bool hasDarkCorner(const PictureFacts* picture) {
+    return picture && (picture->isTileMissing || picture->hasDarkCorner);
 }
 
 // Two frames in a row may both have lost a bucket. What more of them have belongs to the scene, in the first and
-// last of them too: titles fade in and out.
+// last of them too: titles fade in and out. In the other frames it need not be so sharp: a window that moves by
+// parts of a pixel looks like a missing tile now and then.
 std::optional<Finding> missingTile(const PictureFacts& picture, const PictureNeighbours& neighbours) {
     if (!picture.isTileMissing) return std::nullopt;
-    const bool isBefore = hasMissingTile(neighbours.before);
-    const bool isAfter = hasMissingTile(neighbours.after);
+    const bool isBefore = hasDarkCorner(neighbours.before);
+    const bool isAfter = hasDarkCorner(neighbours.after);
     const bool isFurther =
-        isBefore ? hasMissingTile(neighbours.secondBefore) : hasMissingTile(neighbours.secondAfter);
+        isBefore ? hasDarkCorner(neighbours.secondBefore) : hasDarkCorner(neighbours.secondAfter);
     if ((isBefore && isAfter) || ((isBefore || isAfter) && isFurther)) return std::nullopt;
     Finding finding = makeFinding(Code::tileMissing, "a block of the picture was left black");
     const bool isAlone = !neighbours.before && !neighbours.after;
@@ -89,7 +90,7 @@ void addPicture(std::vector<Finding>& findings, const PictureFacts& picture, con
 }  // namespace
 
 bool needsSecondNeighbours(const PictureFacts& picture, const PictureNeighbours& neighbours) {
-    const bool isInOne = hasMissingTile(neighbours.before) != hasMissingTile(neighbours.after);
+    const bool isInOne = hasDarkCorner(neighbours.before) != hasDarkCorner(neighbours.after);
     return (picture.isTileMissing && isInOne) || jumpOf(picture, neighbours) > conspicuousJump;
 }
 

@@ -30,10 +30,10 @@ struct PictureJudgement {
 
 // All findings of level pixels but `repeated`.
 //
-// A tile that seems missing in three frames in a row belongs to the scene and is no finding in any of them; in two,
-// or where there is no neighbour, it may be either, which is a warning. Infinite samples are usual in other
-// channels than those of colour and alpha, such as depth, and only found in these: R, G, B, A and Y as the last
-// component of the name.
+// A tile that seems missing belongs to the scene, and is no finding, where three frames in a row have it, the
+// others at least as a dark corner; where two have, or there is no neighbour, it may be either, which is a warning.
+// Infinite samples are usual in other channels than those of colour and alpha, such as depth, and only found in
+// these: R, G, B, A and Y as the last component of the name.
 [[nodiscard]] PictureJudgement judgePicture(const PictureReport& report, const PictureNeighbours& neighbours);
 
 // `repeated`, all samples being those of this frame.

@@ -22,7 +22,9 @@ namespace kxCheck {
 // Whether the picture stands out from those of the frames around it, one and two steps away (those of them that
 // there are; the first two are the neighbours): from both neighbours it is further than six times what any two of
 // them are from each other, and 0.4 bins more. Where light flickers at random, many a picture is unlike both
-// neighbours and these alike by chance; four frames are that seldom.
+// neighbours and these alike by chance; four frames are that seldom. Of its own distance that part does not count
+// which is moved, in each of r, g and b, across the one border of two bins that most is moved across: a flat
+// backdrop can change its bin by the smallest change of the light.
 [[nodiscard]] bool standsOut(const kxCHK::Histogram& picture, const std::vector<const kxCHK::Histogram*>& around);
 
 }  // namespace kxCheck

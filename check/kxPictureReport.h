@@ -37,6 +37,7 @@ struct PictureFacts {
     kxCHK::Histogram histogram{};  // counts per million pixels
     bool hasAlpha = false;         // the first part has an A
     bool isTileMissing = false;    // as the render-error search says
+    bool hasDarkCorner = false;    // what may look like a missing tile, see kxDarkCorner.h
     bool isAlphaMissing = false;
     bool isBlack = false;  // r, g and b are 0 everywhere
     bool isFlat = false;   // r, g and b are the same everywhere in the data window

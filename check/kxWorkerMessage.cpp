@@ -145,6 +145,7 @@ constexpr auto passFacts = [](auto& io, auto& facts) {
         for (auto& bin : channel) passUnsigned32(io, bin);
     io.number(facts.hasAlpha, 0, 1);
     io.number(facts.isTileMissing, 0, 1);
+    io.number(facts.hasDarkCorner, 0, 1);
     io.number(facts.isAlphaMissing, 0, 1);
     io.number(facts.isBlack, 0, 1);
     io.number(facts.isFlat, 0, 1);

@@ -159,6 +159,7 @@ private:
         }
         facts.hasAlpha = bit();
         facts.isTileMissing = bit();
+        facts.hasDarkCorner = bit();
         facts.isAlphaMissing = bit();
         facts.isBlack = bit();
         facts.isFlat = bit();

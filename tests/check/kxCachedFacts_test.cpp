@@ -111,6 +111,7 @@ void expectSame(const PictureReport& a, const PictureReport& b) {
     EXPECT_EQ(a.picture->histogram, b.picture->histogram);
     EXPECT_EQ(a.picture->hasAlpha, b.picture->hasAlpha);
     EXPECT_EQ(a.picture->isTileMissing, b.picture->isTileMissing);
+    EXPECT_EQ(a.picture->hasDarkCorner, b.picture->hasDarkCorner);
     EXPECT_EQ(a.picture->isAlphaMissing, b.picture->isAlphaMissing);
     EXPECT_EQ(a.picture->isBlack, b.picture->isBlack);
     EXPECT_EQ(a.picture->isFlat, b.picture->isFlat);
@@ -138,8 +139,9 @@ PictureReport randomPicture(std::mt19937& random) {
     PictureFacts& facts = picture.picture.emplace();
     for (auto& channel : facts.histogram)
         for (unsigned& bin : channel) bin = static_cast<unsigned>(random());
-    for (bool PictureFacts::*field : {&PictureFacts::hasAlpha, &PictureFacts::isTileMissing,
-                                      &PictureFacts::isAlphaMissing, &PictureFacts::isBlack, &PictureFacts::isFlat})
+    for (bool PictureFacts::*field :
+         {&PictureFacts::hasAlpha, &PictureFacts::isTileMissing, &PictureFacts::hasDarkCorner,
+          &PictureFacts::isAlphaMissing, &PictureFacts::isBlack, &PictureFacts::isFlat})
         facts.*field = oneIn(2);
     for (auto& range : facts.ranges) {
         const double low = std::ldexp(static_cast<double>(random()) - 2e9, static_cast<int>(random() % 60) - 30);
@@ -153,7 +155,7 @@ PictureReport randomPicture(std::mt19937& random) {
 TEST(CachedFactsTest, AreTheBytesOfTheFormat) {
     const std::string bytes = bytesOf(*entryOf(decodedReport()));
     EXPECT_EQ(bytes.substr(840, 4), "kxCF");
-    EXPECT_EQ(plainNumber(bytes, 844, 2), 1);
+    EXPECT_EQ(plainNumber(bytes, 844, 2), 2);
     EXPECT_EQ(plainNumber(bytes, 846, 2), 1 + 2 + 8 + 32 + 256 + 1024);
     EXPECT_EQ(static_cast<std::uint32_t>(plainNumber(bytes, 848, 4)), plainCheckSum(bytes));
     EXPECT_EQ(plainNumber(bytes, 852, 4), 13);
@@ -282,8 +284,8 @@ TEST(CachedFactsTest, AreNotUsedWhenTheySayWhatCanNotBe) {
     const double infinity = std::numeric_limits<double>::infinity();
     const std::pair<const char*, std::function<void(CachedFacts&)>> cases[] = {
         {"other id", [](CachedFacts& f) { f.id ^= 1U; }},
-        {"older version", [](CachedFacts& f) { f.version = 0; }},
-        {"newer version", [](CachedFacts& f) { f.version = 2; }},
+        {"older version", [](CachedFacts& f) { f.version = CachedFacts::currentVersion - 1; }},
+        {"newer version", [](CachedFacts& f) { f.version = CachedFacts::currentVersion + 1; }},
         {"NaN", [&](CachedFacts& f) { f.ranges[0][0] = nan; }},
         {"NaN mean", [&](CachedFacts& f) { f.ranges[2][2] = nan; }},
         {"infinite", [&](CachedFacts& f) { f.ranges[0][1] = infinity; }},

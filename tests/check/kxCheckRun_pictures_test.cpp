@@ -29,6 +29,7 @@ std::shared_ptr<const PictureReport> reportOf(const PlainPicture& frame) {
     PictureFacts& picture = report->picture.emplace();
     std::copy(frame.histogram.begin(), frame.histogram.end(), picture.histogram.begin());
     picture.isTileMissing = frame.isTileMissing;
+    picture.hasDarkCorner = frame.hasDarkCorner;
     picture.isAlphaMissing = frame.isAlphaMissing;
     picture.isBlack = frame.isBlack;
     picture.isFlat = frame.isFlat;
@@ -403,6 +404,7 @@ std::vector<PlainPicture> randomFrames(std::mt19937& random, int step, bool hasT
             frame.hasPicture = !oneIn(15);
             frame.samples = oneIn(repeats) ? i - 1 : i;
             frame.isTileMissing = oneIn(3);
+            frame.hasDarkCorner = frame.isTileMissing || oneIn(3);
             frame.isAlphaMissing = oneIn(9);
             frame.isBlack = oneIn(9);
             frame.isFlat = oneIn(9);

@@ -54,7 +54,8 @@ std::string described(const FileReport& report) {
     const PictureFacts& facts = *report.picture->picture;
     for (const auto& channel : facts.histogram)
         for (const unsigned bin : channel) text += std::to_string(bin) + " ";
-    for (const bool fact : {facts.hasAlpha, facts.isTileMissing, facts.isAlphaMissing, facts.isBlack, facts.isFlat})
+    for (const bool fact : {facts.hasAlpha, facts.isTileMissing, facts.hasDarkCorner, facts.isAlphaMissing,
+                            facts.isBlack, facts.isFlat})
         text += fact ? "yes " : "no ";
     for (const auto& range : facts.ranges) {
         char numbers[100] = "none";

@@ -98,6 +98,8 @@ TEST(PictureFindings, HoldAMissingTileAgainstTheNeighbours) {
     const PictureFacts whole = pictureIn(5);
     PictureFacts holed = whole;
     holed.isTileMissing = true;
+    PictureFacts soft = whole;  // the same in the scene, between two pixels
+    soft.hasDarkCorner = true;
     const struct {
         const PictureFacts* before;
         const PictureFacts* after;
@@ -125,6 +127,10 @@ TEST(PictureFindings, HoldAMissingTileAgainstTheNeighbours) {
         {&whole, &holed, "tile-missing", "a block of the picture was left black; one of the frame after it too",
          &holed, &whole},
         {&whole, &whole, "tile-missing!", "a block of the picture was left black", &holed, &holed},
+        {&soft, &soft, "", ""},
+        {&soft, &whole, "", "", &soft},
+        {&soft, &whole, "tile-missing", "a block of the picture was left black; one of the frame before too",
+         &whole, &soft},
     };
     for (const auto& c : cases) {
         const PictureNeighbours around = {c.before, c.after, c.secondBefore, c.secondAfter};
@@ -155,20 +161,28 @@ TEST(PictureFindings, JumpWhereBothNeighboursAreUnlike) {
     EXPECT_FALSE(judgePicture(PictureReport(), {&usual, &usual}).isCompared);
 }
 
-// Between two neighbours that are alike the distance alone decides: 0.4 of a bin.
+// Between two neighbours that are alike the distance alone decides, beyond the first border of bins: 0.4 of a bin.
 TEST(PictureFindings, JumpOnlyWhereThePictureStandsOut) {
     const PictureFacts usual = pictureIn(5);
     PictureFacts other = usual;
     const auto judgementWith = [&](unsigned moved) {
         for (auto& channel : other.histogram) {
             channel[5] = 1000000 - moved;
-            channel[6] = moved;
+            channel[7] = moved;
         }
         return judgePicture(reportWith(other), {&usual, &usual});
     };
-    EXPECT_NEAR(judgementWith(399999).jump, 4, 0.001);
+    EXPECT_NEAR(judgementWith(399999).jump, 8, 0.001);
     EXPECT_EQ(codesOf(judgementWith(399999).findings), "");
     EXPECT_EQ(codesOf(judgementWith(400002).findings), "jump");
+}
+
+// A flat backdrop at the border of two bins.
+TEST(PictureFindings, JumpNotWhereAllGoesOverToTheNextBin) {
+    const PictureFacts usual = pictureIn(5);
+    const PictureJudgement judgement = judgePicture(reportWith(pictureIn(6)), {&usual, &usual});
+    EXPECT_DOUBLE_EQ(judgement.jump, 10);
+    EXPECT_EQ(codesOf(judgement.findings), "");
 }
 
 TEST(PictureFindings, JumpAboveTwoOnly) {

@@ -94,10 +94,22 @@ TEST(PictureJump, IsFiniteWhateverThePicturesAre) {
 
 TEST(StandsOut, FromBothNeighboursByMoreThanTheFramesAroundItDiffer) {
     const Histogram around[] = {allIn(4), allIn(5), allIn(6)};
-    EXPECT_TRUE(standsOut(allIn(5), {&around[0], &around[0]})) << "one bin";
-    EXPECT_FALSE(standsOut(allIn(8), {&around[0], &around[1]})) << "3 are less than 6 times 1 and 0.4";
-    EXPECT_TRUE(standsOut(allIn(12), {&around[0], &around[1]})) << "7 are more";
-    EXPECT_FALSE(standsOut(allIn(12), {&around[0], &around[0], &around[1], &around[2]}))
+    EXPECT_TRUE(standsOut(allIn(6), {&around[0], &around[0]})) << "one bin beyond the first border";
+    EXPECT_FALSE(standsOut(allIn(9), {&around[0], &around[1]})) << "3 are less than 6 times 1 and 0.4";
+    EXPECT_TRUE(standsOut(allIn(13), {&around[0], &around[1]})) << "7 are more";
+    EXPECT_FALSE(standsOut(allIn(13), {&around[0], &around[0], &around[1], &around[2]}))
         << "but not than 6 times 2";
     EXPECT_TRUE(standsOut(allIn(20), {&around[0], &around[0], &around[1], &around[2]}));
+}
+
+// In each of r, g and b by itself: they need not go over at the same border.
+TEST(StandsOut, NotByWhatGoesOverOneBorderOfBins) {
+    const Histogram usual = allIn(4);
+    Histogram other = allIn(5);
+    other[1] = allIn(3)[1];
+    EXPECT_FALSE(standsOut(other, {&usual, &usual}));
+    other[2] = allIn(6)[2];
+    EXPECT_FALSE(standsOut(other, {&usual, &usual})) << "a third of a bin is too little";
+    other[1] = allIn(2)[1];
+    EXPECT_TRUE(standsOut(other, {&usual, &usual})) << "two thirds";
 }

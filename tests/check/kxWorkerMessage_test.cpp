@@ -234,8 +234,8 @@ FileReport reportOf(const PictureReport& picture) {
 
 TEST(Report, BringsEachFactOfThePictureByItself) {
     using Fact = bool PictureFacts::*;
-    const Fact facts[] = {&PictureFacts::hasAlpha, &PictureFacts::isTileMissing, &PictureFacts::isAlphaMissing,
-                          &PictureFacts::isBlack, &PictureFacts::isFlat};
+    const Fact facts[] = {&PictureFacts::hasAlpha,      &PictureFacts::isTileMissing, &PictureFacts::isAlphaMissing,
+                          &PictureFacts::hasDarkCorner, &PictureFacts::isBlack,       &PictureFacts::isFlat};
     for (const Fact only : facts) {
         PictureReport picture = somePicture();
         for (const Fact fact : facts) (*picture.picture).*fact = fact == only;

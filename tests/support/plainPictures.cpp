@@ -2,6 +2,7 @@
 #include "tests/support/plainPictures.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 namespace {
@@ -46,12 +47,35 @@ double jumpOf(const PlainPicture& frame, const PlainPicture* before, const Plain
     return std::min(distance(*before, frame), distance(frame, *after)) / (distance(*before, *after) + 0.1);
 }
 
+// How much lies below the upper border of bin `border`, as a share of all.
+double shareBelow(const Bins& bins, std::size_t border) {
+    double below = 0;
+    double all = 0;
+    for (std::size_t i = 0; i < bins.size(); ++i) {
+        if (i <= border) below += bins[i];
+        all += bins[i];
+    }
+    return below / all;
+}
+
+double sureDistance(const PlainPicture& a, const PlainPicture& b) {
+    double sum = 0;
+    for (std::size_t c = 0; c < 3; ++c) {
+        double most = 0;
+        for (std::size_t border = 0; border < 32; ++border)
+            most =
+                std::max(most, std::abs(shareBelow(a.histogram[c], border) - shareBelow(b.histogram[c], border)));
+        sum += plainTransport(a.histogram[c], b.histogram[c]) - most;
+    }
+    return sum / 3;
+}
+
 bool standsOut(const PlainPicture& frame, const std::vector<const PlainPicture*>& around) {
     double spread = 0;
     for (const PlainPicture* a : around)
         for (const PlainPicture* b : around)
             if (a && b) spread = std::max(spread, distance(*a, *b));
-    return std::min(distance(*around[0], frame), distance(frame, *around[1])) > 6 * spread + 0.4;
+    return std::min(sureDistance(*around[0], frame), sureDistance(frame, *around[1])) > 6 * spread + 0.4;
 }
 
 bool isColor(const std::string& channel) {
@@ -100,12 +124,14 @@ std::vector<PlainVerdict> plainPictureVerdicts(const std::vector<PlainPicture>& 
             const PlainPicture* const after = pictureAt(frames, frame, step);
             if (frame.hasPicture) {
                 verdict.jump = jumpOf(frame, before, after);
-                const bool isBefore = before && before->isTileMissing;
-                const bool isAfter = after && after->isTileMissing;
+                const auto mayLack = [](const PlainPicture* other) {
+                    return other && (other->isTileMissing || other->hasDarkCorner);
+                };
+                const bool isBefore = mayLack(before);
+                const bool isAfter = mayLack(after);
                 const bool isSurelyOwn = (before || after) && !isBefore && !isAfter;
                 const PlainPicture* const further = pictureAt(frames, frame, isBefore ? -2 * step : 2 * step);
-                const bool areThree =
-                    (isBefore && isAfter) || ((isBefore || isAfter) && further && further->isTileMissing);
+                const bool areThree = (isBefore && isAfter) || ((isBefore || isAfter) && mayLack(further));
                 if (frame.isTileMissing && !areThree)
                     codes.emplace_back(isSurelyOwn ? "tile-missing!" : "tile-missing");
                 if (frame.isAlphaMissing) codes.emplace_back("alpha-missing");

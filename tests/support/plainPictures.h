@@ -16,6 +16,7 @@ struct PlainPicture {
     bool hasPicture = true;  // R, G, B or Y in its first part
     int samples = 0;         // equal for equal samples
     bool isTileMissing = false;
+    bool hasDarkCorner = false;
     bool isAlphaMissing = false;
     bool isBlack = false;
     bool isFlat = false;
