@@ -64,6 +64,8 @@ public:
     void close(bool isInterrupted, std::int64_t time);
     // Of standard output, the JSON file or the page, for standard error; empty as long as all was written.
     [[nodiscard]] QByteArray fault() const;
+    // Whether a line or object could not be written.
+    [[nodiscard]] bool hasFailed() const { return standard_.hasFailed() || (json_ && json_->hasFailed()); }
     // Whether nobody will ever read what is written to standard output.
     [[nodiscard]] bool isReaderGone() const;
 

@@ -57,7 +57,8 @@ QByteArray faultOfTarget(const Settings& settings) {
     return reason.isEmpty() ? reason : settings.moveTo + ": " + reason;
 }
 
-// Of an interrupted run that follows: what has not come, is not whole, or would be read again, was not checked.
+// Of a run that follows and was cut short: what has not come, is not whole, or would be read again, was not
+// checked.
 void keepDone(WantedFrames& wanted, const FollowedSequence& followed) {
     auto& frames = wanted.frames;
     frames.erase(std::remove_if(frames.begin(), frames.end(),
@@ -108,6 +109,7 @@ private:
     int exitCode_ = exitGood;
     bool isCacheFaultSaid_ = false;
     bool isWaitSaid_ = false;
+    bool isFollowingVain_ = false;  // it ended because what is told can't be written
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
@@ -195,6 +197,8 @@ FollowListener Program::listener() {
     listener.asking = [this](const std::vector<QByteArray>& problems) {
         if (outputs_.isReaderGone()) std::raise(SIGPIPE);  // as writing to it would, which may be hours away
         sayWhatIsWaitedFor(problems);
+        isFollowingVain_ = outputs_.hasFailed();
+        return !isFollowingVain_;
     };
     listener.judged = [this](const FollowedSequence& sequence, const FrameReport& frame) {
         sayCacheFault(frame);
@@ -221,8 +225,8 @@ void Program::checkSequence(const FoundSequence& found, FollowedSequence* follow
     const auto start = followed ? start_ : std::chrono::steady_clock::now();
     WantedFrames wanted = wantedFrames(found, settings_.frames, settings_.chunk);
     Summary summary;
-    summary.isPartial = sayWhatIsLeftOut(found, wanted);
-    const bool isCutShort = followed && stop_.received() != 0;
+    summary.isPartial = sayWhatIsLeftOut(found, wanted) || isFollowingVain_;
+    const bool isCutShort = followed && (stop_.received() != 0 || isFollowingVain_);
     if (isCutShort) keepDone(wanted, *followed);
     KnownFunction takeKnown;
     if (followed)

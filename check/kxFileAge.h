@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <limits>
 
 namespace kxCheck {
 
@@ -28,6 +29,13 @@ inline bool isYoung(const FileIdentity& file, std::int64_t now, int minAge) {
     if (file.modified >= now) return minAge > 0;
     // Without a difference of the two, which can be greater than the type.
     return file.modified > now - minAge * nanosecondsPerSecond;
+}
+
+// The first time at which it is not young any more.
+inline std::int64_t endOfYouth(const FileIdentity& file, int minAge) {
+    constexpr std::int64_t never = std::numeric_limits<std::int64_t>::max();
+    const std::int64_t age = minAge * nanosecondsPerSecond;
+    return file.modified > never - age ? never : file.modified + age;
 }
 
 }  // namespace kxCheck

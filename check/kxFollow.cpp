@@ -28,7 +28,7 @@ Follow::Follow(const Settings& settings, NamesMean mean, CheckPools& pools, Foll
 // A frame that is done last is followed by one more asking, so that what changed meanwhile is seen.
 void Follow::run() {
     bool goesOn = true;
-    while (goesOn) {
+    while (goesOn && listener_.asking(problems_)) {
         const bool wasAllDone = isAllDone();
         const bool hadNews = ask();
         look();
@@ -60,7 +60,6 @@ void Follow::showProgress() {
 // ----------------------------------------------------------------------------------------------------
 
 bool Follow::ask() {
-    listener_.asking(problems_);
     const auto begin = Clock::now();
     const bool areFilesNew = listDirectories();
     const bool haveChanged = askFiles();
@@ -120,7 +119,7 @@ bool Follow::isInWork(const FollowedSequence& sequence) const {
 // Where all seems to be done, about all of them: a good frame that is just being rewritten is waited for too.
 bool Follow::askFiles() {
     if (sequences_.empty()) return false;
-    const bool isEnd = looked_.empty() && decoded_.empty() && isAllDone();
+    const bool isEnd = isNothingLeft();
     const auto end = Clock::now() + timeForFiles / static_cast<int>(sequences_.size());
     bool hasChanged = false;
     for (auto& [key, sequence] : sequences_)
@@ -137,6 +136,7 @@ void Follow::take(const Work& work, FileReport report) {
         pace_.sign(Clock::now());
         listener_.judged(*work.sequence, frame);
     }
+    if (isNothingLeft()) pace_.hasten(Clock::now());
     showProgress();
 }
 
@@ -163,6 +163,7 @@ void Follow::decode() {
 bool Follow::waitForReports() {
     bool goesOn = true;
     while (goesOn && Clock::now() < pace_.nextAsking()) {
+        look();  // into what only time was needed for
         if (!looked_.empty()) goesOn = fetch(looked_, levelOfLook());
         decode();
         const bool isTurn = looked_.empty() || !decoded_.empty();
@@ -186,8 +187,16 @@ bool Follow::fetch(std::deque<Work>& works, Level level) {
 }
 
 Follow::Clock::time_point Follow::endOfTurn() const {
-    const auto end = pace_.nextAsking();
-    return looked_.empty() || decoded_.empty() ? end : std::min<Clock::time_point>(end, Clock::now() + timeOfTurn);
+    const auto begin = Clock::now();
+    auto end = pace_.nextAsking();
+    if (!looked_.empty() && !decoded_.empty()) end = std::min<Clock::time_point>(end, begin + timeOfTurn);
+    const std::int64_t now = timeForAges();
+    for (const FollowedSequence* const sequence : counted_) {
+        const std::chrono::nanoseconds left = end - begin;
+        if (sequence->growsAt() < now + left.count())
+            end = begin + std::chrono::nanoseconds(sequence->growsAt() - now);
+    }
+    return end;
 }
 
 }  // namespace kxCheck

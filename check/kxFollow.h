@@ -8,8 +8,8 @@
 // Each frame is told as soon as it is done, in the order of arrival.
 //
 // It ends when an asking has no news and all frames of the runs were done before it (of a directory as an argument
-// those of the sequences that are still there), when there was no news for the time of --timeout, or when the pools
-// are stopped. Then `sequences` say what is known of each frame.
+// those of the sequences that are still there), when there was no news for the time of --timeout, when the
+// listener does not go on, or when the pools are stopped. Then `sequences` say what is known of each frame.
 // One thread.
 #pragma once
 
@@ -37,8 +37,8 @@ namespace kxCheck {
 struct FollowListener {
     // A frame was judged, maybe once more, as far as it can be without the whole sequence.
     std::function<void(const FollowedSequence&, const FrameReport&)> judged;
-    // Each time before the directories are asked, with what could not be found the last time.
-    std::function<void(const std::vector<QByteArray>& problems)> asking;
+    // Each time before the directories are asked, with what could not be found the last time. False ends it.
+    std::function<bool(const std::vector<QByteArray>& problems)> asking;
     ProgressFunction progress;  // frames done, of all
     FollowPreviews previews;
 };
@@ -78,6 +78,7 @@ private:
     [[nodiscard]] Level levelOfLook() const { return std::min(settings_.level, Level::structure); }
     void take(const Work& work, FileReport report);
     [[nodiscard]] bool isAllDone() const;
+    [[nodiscard]] bool isNothingLeft() const { return looked_.empty() && decoded_.empty() && isAllDone(); }
     [[nodiscard]] bool isOver(bool isQuiet) const;
     void showProgress();
 

@@ -3,9 +3,11 @@
 //
 // Shares do not tell of new files, so directories are asked: soon again after one had news, less often while
 // nothing comes, and not so often that asking takes more than a tenth of the time, as far as two seconds of pause
-// allow that. Values only; one thread at a time.
+// allow that; soon also when all seems to be done, and at last when the run has waited long enough. Values only;
+// one thread at a time.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 
 namespace kxCheck {
@@ -23,6 +25,8 @@ public:
 
     // A frame came, changed, went or was done.
     void sign(Time now) { lastSign_ = now; }
+    // All seems to be done: the asking that makes sure of it comes soon.
+    void hasten(Time now) { next_ = std::min<Time>(next_, now + shortestInterval); }
     // The directories were asked, in this time, and had news or not.
     void asked(Time begin, Time end, bool hadNews);
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 
 #include <sys/stat.h>
 
@@ -64,6 +65,12 @@ FollowStep stepAfterPixels(const FileReport& file, const Settings& settings, std
 FollowStep stepInTime(FollowStep step, const FileReport& file, const Settings& settings, std::int64_t now) {
     if (step == FollowStep::unfinished && !isYoung(file.identity, now, settings.minAge)) return FollowStep::arrived;
     return step == FollowStep::ripening ? stepOfWhole(file, settings, now) : step;
+}
+
+std::int64_t timeOfStep(FollowStep step, const FileReport& file, const Settings& settings) {
+    if (step == FollowStep::unfinished) return endOfYouth(file.identity, settings.minAge);
+    if (step == FollowStep::ripening) return endOfYouth(file.identity, leastAgeInCache);
+    return std::numeric_limits<std::int64_t>::max();
 }
 
 std::optional<FileIdentity> identityAt(const QByteArray& path) {

@@ -43,6 +43,9 @@ enum class FollowStep {
 [[nodiscard]] FollowStep stepInTime(FollowStep step, const FileReport& file, const Settings& settings,
                                     std::int64_t now);
 
+// When that comes; the last of all times where it never does.
+[[nodiscard]] std::int64_t timeOfStep(FollowStep step, const FileReport& file, const Settings& settings);
+
 // Which regular file the path leads to; nothing where there is none, or the system does not tell.
 [[nodiscard]] std::optional<FileIdentity> identityAt(const QByteArray& path);
 

@@ -146,8 +146,12 @@ bool FollowedSequence::askFile(std::size_t place) {
 }
 
 void FollowedSequence::grow(std::int64_t now) {
-    for (std::size_t place = first_; place < last_; ++place)
+    if (now < growsAt_) return;
+    growsAt_ = std::numeric_limits<std::int64_t>::max();
+    for (std::size_t place = first_; place < last_; ++place) {
         setStep(place, stepInTime(states_[place].step, frames_[place].file, settings_, now));
+        growsAt_ = std::min(growsAt_, timeOfStep(states_[place].step, frames_[place].file, settings_));
+    }
 }
 
 std::vector<FollowCheck> FollowedSequence::takeArrived() {
@@ -188,6 +192,7 @@ void FollowedSequence::take(const FollowCheck& check, FileReport report, std::in
     if (check.file.level == Level::pixels && isLimited(report)) addKnown(report, frames_[*place].file);
     keep(*place, std::move(report));
     setStep(*place, step);
+    growsAt_ = std::min(growsAt_, timeOfStep(step, frames_[*place].file, settings_));
     if (step == FollowStep::done) judgeAround(*place, now);
     if (states_[*place].isForgotten) frames_[*place].file.picture = nullptr;
 }

@@ -26,6 +26,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -66,6 +67,8 @@ public:
     bool askAllFiles();
     // Goes on with what only time was needed for.
     void grow(std::int64_t now);
+    // Until when that has nothing to do, as far as is known.
+    [[nodiscard]] std::int64_t growsAt() const { return growsAt_; }
 
     // What is to be looked into, down to the structure, and what is to be decoded. Both count as given out.
     [[nodiscard]] std::vector<FollowCheck> takeArrived();
@@ -139,6 +142,7 @@ private:
     QHash<QByteArray, std::size_t> places_;  // by path
     std::int64_t arrivals_ = 0;              // so far
     std::int64_t done_ = 0;
+    std::int64_t growsAt_ = std::numeric_limits<std::int64_t>::max();
     std::size_t nextAsked_ = 0;
     std::vector<FrameReport> judged_;
     std::shared_ptr<const Headers> headers_;

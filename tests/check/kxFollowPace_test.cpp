@@ -50,3 +50,22 @@ TEST(FollowPace, PatienceBeginsAnewWithEachSign) {
     pace.asked(begin + seconds(19), begin + seconds(19), false);
     EXPECT_TRUE(pace.isPatienceOver(begin + seconds(20)));
 }
+
+TEST(FollowPace, TheEndOfPatienceIsNotSleptOver) {
+    FollowPace pace(seconds(10), begin);
+    for (int i = 0; i < 5; ++i) pace.asked(begin + seconds(1), begin + seconds(1), false);
+    EXPECT_EQ(pace.nextAsking(), begin + seconds(3));
+    pace.asked(begin + seconds(9), begin + seconds(9), false);
+    EXPECT_EQ(pace.nextAsking(), begin + seconds(10));
+    pace.asked(begin + seconds(10), begin + seconds(10), false);
+    EXPECT_EQ(pace.nextAsking(), begin + seconds(12)) << "with files in work that are waited for";
+}
+
+TEST(FollowPace, ComesSoonWhenAllSeemsToBeDone) {
+    FollowPace pace(seconds(100), begin);
+    for (int i = 0; i < 5; ++i) pace.asked(begin, begin, false);
+    pace.hasten(begin + milliseconds(100));
+    EXPECT_EQ(pace.nextAsking(), begin + milliseconds(350));
+    pace.hasten(begin + milliseconds(200));
+    EXPECT_EQ(pace.nextAsking(), begin + milliseconds(350));
+}

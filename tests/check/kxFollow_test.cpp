@@ -53,7 +53,10 @@ protected:
         settings.frames = FrameNumbers{1};
         settings.level = Level::structure;
         settings.minAge = minAge;
-        listener.asking = [this](const std::vector<QByteArray>&) { told += "ask "; };
+        listener.asking = [this](const std::vector<QByteArray>&) {
+            told += "ask ";
+            return true;
+        };
         listener.judged = [this](const FollowedSequence&, const FrameReport& frame) {
             told += frame.name.text.toStdString() + " ";
         };
@@ -80,6 +83,7 @@ TEST_F(FollowTest, DirectoriesAreAskedWhileAFileHangs) {
         if (told == "ask ask ask ") {
             EXPECT_TRUE(writeFileBytes(dir.file("go"), ""));
         }
+        return true;
     };
     run(checkWhenTold);
     EXPECT_EQ(told.substr(0, 12), "ask ask ask ");
@@ -109,9 +113,10 @@ TEST_F(FollowTest, AGoodFrameThatIsJustBeingRewrittenIsWaitedForAtTheEnd) {
     int askingsAfterLast = 0;
     listener.asking = [this, &askingsAfterLast](const std::vector<QByteArray>&) {
         told += "ask ";
-        if (told.find("2 ") == std::string::npos || ++askingsAfterLast != 3) return;
+        if (told.find("2 ") == std::string::npos || ++askingsAfterLast != 3) return true;
         EXPECT_TRUE(writeFileBytes(dir.file("a.1.exr"), "whole again"));
         told += "rewritten ";
+        return true;
     };
     run(checkContent);
     EXPECT_NE(told.find("rewritten 1 "), std::string::npos) << told;
@@ -135,6 +140,7 @@ TEST_F(FollowTest, SequencesOfNamesThatAreGoneAreNotWaitedFor) {
         if (askings == 2) endFrame("1");
         if (askings == 3) beginFrame("2");
         if (askings == 4) endFrame("2");
+        return true;
     };
     RunProgress last{};
     listener.progress = [&last](const RunProgress& progress) { last = progress; };
@@ -145,4 +151,13 @@ TEST_F(FollowTest, SequencesOfNamesThatAreGoneAreNotWaitedFor) {
     EXPECT_EQ(follow.sequences().front()->name().path, path("r/a.####.exr"));
     EXPECT_EQ(last.done, 2);
     EXPECT_EQ(last.all, 2);
+}
+
+TEST_F(FollowTest, EndsWhenTheListenerDoesNotGoOn) {
+    listener.asking = [this](const std::vector<QByteArray>&) {
+        told += "ask ";
+        return told != "ask ask ";
+    };
+    run(reportOf);
+    EXPECT_EQ(told, "ask ask ");
 }

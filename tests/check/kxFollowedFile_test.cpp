@@ -6,8 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <limits>
 #include <optional>
 #include <ostream>
+#include <utility>
 
 using namespace kxCheck;
 
@@ -111,6 +113,25 @@ TEST(FollowedFile, GoesOnInTimeWhenItIsOldEnough) {
     for (const FollowStep step :
          {FollowStep::absent, FollowStep::arrived, FollowStep::looking, FollowStep::whole, FollowStep::done})
         EXPECT_EQ(later(step, file(99)), step);
+}
+
+TEST(FollowedFile, TheTimeOfItsNextStepIsTheFirstThatMakesOne) {
+    const Settings settings = withCache();
+    const std::pair<FollowStep, FileReport> cases[] = {{FollowStep::unfinished, file(59, Code::empty)},
+                                                       {FollowStep::unfinished, file(-1000, Code::empty)},
+                                                       {FollowStep::ripening, file(1)}};
+    for (const auto& [step, report] : cases) {
+        const std::int64_t time = timeOfStep(step, report, settings);
+        EXPECT_EQ(stepInTime(step, report, settings, time - 1), step);
+        EXPECT_NE(stepInTime(step, report, settings, time), step);
+    }
+    constexpr std::int64_t never = std::numeric_limits<std::int64_t>::max();
+    for (const FollowStep step :
+         {FollowStep::absent, FollowStep::arrived, FollowStep::looking, FollowStep::whole, FollowStep::done})
+        EXPECT_EQ(timeOfStep(step, file(1), settings), never);
+    FileReport last = file(0, Code::empty);
+    last.identity.modified = never - 1;
+    EXPECT_EQ(timeOfStep(FollowStep::unfinished, last, settings), never);
 }
 
 TEST(FollowedFile, IdentityIsThatOfARegularFileAlsoThroughALink) {

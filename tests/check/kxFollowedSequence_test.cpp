@@ -204,10 +204,12 @@ TEST_F(FollowedSequenceTest, AnUnfinishedFileIsNotJudgedUntilItIsOldEnough) {
     EXPECT_EQ(arrived(), "1");
     take(1, report(Code::unfinished, 10));
     EXPECT_EQ(judged(), "");
+    EXPECT_EQ(sequence.growsAt(), now + 50 * second);
     sequence.grow(now);
     EXPECT_EQ(arrived(), "");
     sequence.grow(now + 50 * second);
     EXPECT_EQ(arrived(), "1");
+    EXPECT_GT(sequence.growsAt(), now + 1000 * second);
     take(1, report(Code::unfinished, 60));
     EXPECT_EQ(judged(), "1 unfinished;");
     EXPECT_EQ(sequence.done(), 1);

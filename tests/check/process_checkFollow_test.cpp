@@ -468,6 +468,17 @@ TEST_F(CheckFollowTest, ASocketThatNobodyReadsEndsItToo) {
     close(ends[1]);
 }
 
+// As without following, a run that can't tell its outcome fails; it does not wait for frames first.
+TEST_F(CheckFollowTest, AnOutputThatCantBeWrittenEndsIt) {
+    arrive("0001");
+    ProcessOptions options;
+    options.stdoutFd = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    if (options.stdoutFd < 0) GTEST_SKIP() << "no /dev/full";
+    EXPECT_EQ(outcome({"--follow", "-v", "-f", "1-9", "r/a.####.exr"}, options),
+              "2> kxCheckFrames: standard output: No space left on device\nexit 3");
+    close(options.stdoutFd);
+}
+
 // Not with the machine, hours ago.
 TEST_F(CheckFollowTest, TheBarKnowsWhenItsFirstPassBegan) {
     arrive("0001");
