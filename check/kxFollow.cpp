@@ -13,7 +13,7 @@ namespace kxCheck {
 namespace {
 
 constexpr std::chrono::milliseconds timeForFiles(250);
-// How long one kind of workers is listened to where both have something to do.
+// How long one kind of workers is listened to where both have something to do, or may have.
 constexpr std::chrono::milliseconds timeOfTurn(20);
 
 }  // namespace
@@ -111,7 +111,7 @@ bool Follow::dropOthers(const std::set<Key>& found) {
 }
 
 bool Follow::isInWork(const FollowedSequence& sequence) const {
-    const auto isItsOwn = [&sequence](const Work& work) { return work.sequence == &sequence; };
+    const auto isItsOwn = [&sequence](const auto& work) { return work.second.sequence == &sequence; };
     return std::any_of(looked_.begin(), looked_.end(), isItsOwn) ||
            std::any_of(decoded_.begin(), decoded_.end(), isItsOwn);
 }
@@ -144,8 +144,8 @@ void Follow::look() {
     for (auto& [key, sequence] : sequences_) {
         sequence.grow(timeForAges());
         for (FollowCheck& check : sequence.takeArrived()) {
-            pools_.forLevel(levelOfLook()).add(check.file);
-            looked_.push_back({&sequence, std::move(check)});
+            const WorkerPool::Number number = pools_.forLevel(levelOfLook()).add(check.file);
+            looked_.emplace(number, Work{&sequence, std::move(check)});
         }
     }
 }
@@ -153,13 +153,13 @@ void Follow::look() {
 void Follow::decode() {
     for (auto& [key, sequence] : sequences_)
         for (FollowCheck& check : sequence.takeWhole()) {
-            pools_.forLevel(settings_.level).add(check.file);
-            decoded_.push_back({&sequence, std::move(check)});
+            const WorkerPool::Number number = pools_.forLevel(settings_.level).add(check.file);
+            decoded_.emplace(number, Work{&sequence, std::move(check)});
         }
 }
 
 // Until the directories are to be asked again. A file that hangs keeps neither those from being asked nor others
-// from being decoded. False when the run was stopped.
+// from being decoded and told. False when the run was stopped.
 bool Follow::waitForReports() {
     bool goesOn = true;
     while (goesOn && Clock::now() < pace_.nextAsking()) {
@@ -172,17 +172,19 @@ bool Follow::waitForReports() {
     return goesOn;
 }
 
-// What has come at the end of its turn; waits also where there is no work. False when the run was stopped.
-bool Follow::fetch(std::deque<Work>& works, Level level) {
+// Waits for news, also where there is no work, and takes what comes with them: not for long, as others may have to
+// be decoded then. False when the run was stopped.
+bool Follow::fetch(Works& works, Level level) {
     WorkerPool& pool = pools_.forLevel(level);
-    const auto end = endOfTurn();
-    do {
-        std::optional<FileReport> report = pool.nextUntil(end);
-        if (!report) break;
-        const Work work = std::move(works.front());
-        works.pop_front();
-        take(work, *std::move(report));
-    } while (!works.empty() && Clock::now() < end);
+    auto end = endOfTurn();
+    std::optional<FrameQueue::Numbered> done = pool.anyUntil(end);
+    end = std::min<Clock::time_point>(end, Clock::now() + timeOfTurn);
+    while (done) {
+        const auto work = works.extract(done->number);
+        take(work.mapped(), std::move(done->report));
+        if (works.empty() || Clock::now() >= end) break;
+        done = pool.anyUntil(end);
+    }
     return !pool.stopped();
 }
 

@@ -5,7 +5,7 @@
 // system is asked only where one may have changed: about those that are still written, and frames that are not
 // good, for a quarter of a second each time and a file more; about all files once all frames are done. What came
 // is looked into down to the structure, and what is whole there is decoded, while the next news are waited for.
-// Each frame is told as soon as it is done, in the order of arrival.
+// Each frame is told as soon as it is done, also while a reader hangs at one before it.
 //
 // It ends when an asking has no news and all frames of the runs were done before it (of a directory as an argument
 // those of the sequences that are still there), when there was no news for the time of --timeout, when the
@@ -24,7 +24,6 @@
 #include <QByteArray>
 
 #include <algorithm>
-#include <deque>
 #include <functional>
 #include <map>
 #include <set>
@@ -63,6 +62,7 @@ private:
         FollowedSequence* sequence;
         FollowCheck check;
     };
+    using Works = std::map<WorkerPool::Number, Work>;
 
     [[nodiscard]] bool ask();
     [[nodiscard]] bool listDirectories();
@@ -73,7 +73,7 @@ private:
     void look();
     void decode();
     [[nodiscard]] bool waitForReports();
-    [[nodiscard]] bool fetch(std::deque<Work>& works, Level level);
+    [[nodiscard]] bool fetch(Works& works, Level level);
     [[nodiscard]] Clock::time_point endOfTurn() const;
     [[nodiscard]] Level levelOfLook() const { return std::min(settings_.level, Level::structure); }
     void take(const Work& work, FileReport report);
@@ -91,9 +91,9 @@ private:
     std::map<Key, FollowedSequence> sequences_;
     std::vector<FollowedSequence*> counted_;
     std::vector<QByteArray> problems_;
-    // Given to the workers, in that order.
-    std::deque<Work> looked_;
-    std::deque<Work> decoded_;
+    // Given to the workers of both levels.
+    Works looked_;
+    Works decoded_;
 };
 
 }  // namespace kxCheck

@@ -13,8 +13,9 @@ constexpr std::int64_t mostWaitingBytes = 16 << 20;
 
 }  // namespace
 
-void FrameQueue::add(FileCheck check) {
-    frames_.push_back({std::move(check), std::nullopt, 0});
+FrameQueue::Number FrameQueue::add(FileCheck check) {
+    frames_.push_back({std::move(check), std::nullopt});
+    return first_ + static_cast<Number>(frames_.size()) - 1;
 }
 
 const FileCheck& FrameQueue::check(Number number) const {
@@ -41,6 +42,7 @@ void FrameQueue::finish(Number number, FileReport report, std::int64_t bytes) {
     done.report = std::move(report);
     done.bytes = bytes;
     waitingBytes_ += bytes;
+    done_.insert(number);
 }
 
 bool FrameQueue::isFull() const {
@@ -48,11 +50,24 @@ bool FrameQueue::isFull() const {
 }
 
 std::optional<FileReport> FrameQueue::takeFirst() {
-    if (frames_.empty() || !frames_.front().report) return std::nullopt;
-    std::optional<FileReport> report = std::move(frames_.front().report);
-    waitingBytes_ -= frames_.front().bytes;
-    frames_.pop_front();
-    ++first_;
+    if (done_.count(first_) == 0) return std::nullopt;
+    return take(first_);
+}
+
+std::optional<FrameQueue::Numbered> FrameQueue::takeAny() {
+    if (done_.empty()) return std::nullopt;
+    const Number number = *done_.begin();
+    return Numbered{number, take(number)};
+}
+
+FileReport FrameQueue::take(Number number) {
+    Frame& frame = frames_[placeOf(number)];
+    FileReport report = *std::move(frame.report);
+    waitingBytes_ -= frame.bytes;
+    done_.erase(number);
+    frame = Frame();
+    frame.isTaken = true;
+    for (; !frames_.empty() && frames_.front().isTaken; ++first_) frames_.pop_front();
     return report;
 }
 

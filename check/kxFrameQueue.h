@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The frames of a WorkerPool, from the first whose report was not taken yet: which wait for a worker, and which
-// reports wait for those of frames before them.
+// reports wait to be taken, in the order of the frames or as they come.
 //
 // Pure: no processes, no files. Each thread may use its own objects.
 #pragma once
@@ -17,9 +17,13 @@ namespace kxCheck {
 
 class FrameQueue {
 public:
-    using Number = std::int64_t;  // of a frame, in the order of add()
+    using Number = std::int64_t;  // of a frame, in the order of add(), from 0
+    struct Numbered {
+        Number number = 0;
+        FileReport report;
+    };
 
-    void add(FileCheck check);
+    Number add(FileCheck check);
     // True when the report of every frame was taken.
     [[nodiscard]] bool isEmpty() const { return frames_.empty(); }
     [[nodiscard]] bool isFirst(Number number) const { return number == first_; }
@@ -40,20 +44,25 @@ public:
     [[nodiscard]] bool isFull() const;
     // The first frame's report, and the next frame is the first; nothing while it has none.
     [[nodiscard]] std::optional<FileReport> takeFirst();
+    // That of the first frame that has one; nothing while none has.
+    [[nodiscard]] std::optional<Numbered> takeAny();
 
 private:
     struct Frame {
         FileCheck check;
         std::optional<FileReport> report;
         std::int64_t bytes = 0;  // that count as waiting with the report
+        bool isTaken = false;
     };
 
+    [[nodiscard]] FileReport take(Number number);
     [[nodiscard]] std::size_t placeOf(Number number) const { return static_cast<std::size_t>(number - first_); }
 
     std::deque<Frame> frames_;
     Number first_ = 0;           // the number of the first of them
     Number fresh_ = 0;           // the first that was never given to a worker
     std::set<Number> returned_;  // given, and back without a report
+    std::set<Number> done_;      // have a report that was not taken
     std::int64_t waitingBytes_ = 0;
 };
 

@@ -88,27 +88,32 @@ WorkerPool::~WorkerPool() {
     killAll();
 }
 
-void WorkerPool::add(FileCheck check) {
-    queue_.add(std::move(check));
+WorkerPool::Number WorkerPool::add(FileCheck check) {
+    return queue_.add(std::move(check));
 }
 
 std::optional<FileReport> WorkerPool::next() {
     if (queue_.isEmpty()) return std::nullopt;
-    return nextUntil(Clock::time_point::max());
+    return waitUntil(Clock::time_point::max(), [this] { return queue_.takeFirst(); });
 }
 
-std::optional<FileReport> WorkerPool::nextUntil(Clock::time_point end) {
+std::optional<FrameQueue::Numbered> WorkerPool::anyUntil(Clock::time_point end) {
+    return waitUntil(end, [this] { return queue_.takeAny(); });
+}
+
+template <class Take>
+auto WorkerPool::waitUntil(Clock::time_point end, Take take) -> decltype(take()) {
     shiftDeadlines(Clock::now() - left_);
-    std::optional<FileReport> report;
-    while (!stopped_ && !report) {
+    decltype(take()) taken;
+    while (!stopped_ && !taken) {
         giveOut();  // also before a report is given back: the workers go on while the caller is away
-        report = queue_.takeFirst();
-        if (report) break;
+        taken = take();
+        if (taken) break;
         if (Clock::now() >= end) break;
         waitForNews(end);
     }
     left_ = Clock::now();
-    return report;
+    return taken;
 }
 
 // --- Giving frames out

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Checks many frames at once in worker processes, and gives the reports back in the order of the frames.
+// Checks many frames at once in worker processes, and gives the reports back in the order of the frames, or as they
+// come.
 //
-// Everything happens in next() and nextUntil(): one thread, one poll loop. A worker that dies, hangs, runs out of
+// Everything happens in next() and anyUntil(): one thread, one poll loop. A worker that dies, hangs, runs out of
 // memory or sends what is no report costs the frame it was at, which gets a report of `limit` that says what
 // happened; the rest of its batch goes to others and a new worker takes its place. One that reports a frame twice
 // is ended too, but the frame it was at goes to others the first time. A worker that is silent for long keeps only
@@ -53,23 +54,28 @@ public:
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;
 
-    // Adds a frame behind all others; also between calls of next().
-    void add(FileCheck check);
+    using Number = FrameQueue::Number;
+
+    // Adds a frame behind all others; also between calls of next(). The first one has number 0, each the next.
+    Number add(FileCheck check);
 
     // The report of the first frame that was not given back yet; waits for it. Nothing when there is no such frame,
     // or when the run was stopped: then all workers are gone, and so it stays.
     [[nodiscard]] std::optional<FileReport> next();
-    // The same, but nothing either when there is no such report at `end`: for a caller that waits for other news
-    // too. Waits also when there is no frame.
-    [[nodiscard]] std::optional<FileReport> nextUntil(std::chrono::steady_clock::time_point end);
+    // The report of any frame that was not given back yet; nothing when there is none at `end`, or when the run was
+    // stopped. For a caller that waits for other news too: waits also when there is no frame.
+    [[nodiscard]] std::optional<FrameQueue::Numbered> anyUntil(std::chrono::steady_clock::time_point end);
 
     [[nodiscard]] bool stopped() const { return stopped_; }
     [[nodiscard]] const PoolTraffic& traffic() const { return traffic_; }
 
 private:
     using Clock = std::chrono::steady_clock;
-    using Number = FrameQueue::Number;
     struct Connection;
+
+    // What `take` gives as soon as it gives something; nothing at `end`, or when the run was stopped.
+    template <class Take>
+    auto waitUntil(Clock::time_point end, Take take) -> decltype(take());
 
     // Which frames are given out.
     [[nodiscard]] bool hasRoom() const;

@@ -90,6 +90,21 @@ TEST_F(FollowTest, DirectoriesAreAskedWhileAFileHangs) {
     EXPECT_NE(told.find("1 ask "), std::string::npos) << told;
 }
 
+TEST_F(FollowTest, FramesAreToldWhileAReaderHangsAtOneBeforeThem) {
+    settings.frames = FrameNumbers{1, 2};
+    for (const char* const name : {"a.1.exr", "a.2.exr"}) ASSERT_TRUE(writeFileBytes(dir.file(name), "x"));
+    listener.judged = [this](const FollowedSequence&, const FrameReport& frame) {
+        told += frame.name.text.toStdString() + " ";
+        EXPECT_TRUE(writeFileBytes(dir.file("go"), ""));
+    };
+    run([](const FileCheck& check) {
+        return check.path.endsWith("a.1.exr") ? checkWhenTold(check) : reportOf(check);
+    });
+    const std::size_t first = told.find("1 ");
+    ASSERT_NE(first, std::string::npos) << told;
+    EXPECT_LT(told.find("2 "), first) << told;
+}
+
 // It is done in time, without news.
 TEST_F(FollowTest, WhatIsDoneLastIsFollowedByOneMoreAsking) {
     ASSERT_TRUE(writeFileBytes(dir.file("a.1.exr"), "x"));

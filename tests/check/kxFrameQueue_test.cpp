@@ -66,6 +66,26 @@ TEST(FrameQueue, KeepsReportsUntilThoseBeforeThemAreThere) {
     EXPECT_TRUE(queue.isFirst(2));
 }
 
+TEST(FrameQueue, GivesAnyReportWithItsNumber) {
+    FrameQueue queue = withFrames(4);
+    for (int i = 0; i < 4; ++i) queue.takeWaiting();
+    EXPECT_FALSE(queue.takeAny());
+    for (const int done : {2, 1, 3}) queue.finish(done, reportOf(done), 100);
+    for (const int expected : {1, 2}) {
+        const auto taken = queue.takeAny();
+        ASSERT_TRUE(taken);
+        EXPECT_EQ(taken->number, expected);
+        EXPECT_EQ(taken->report.seconds, expected);
+    }
+    EXPECT_TRUE(queue.isFirst(0));
+    EXPECT_FALSE(queue.takeFirst());
+    queue.finish(0, reportOf(0), 100);
+    for (const int expected : {0, 3}) EXPECT_EQ(queue.takeFirst().value_or(reportOf(-1)).seconds, expected);
+    EXPECT_TRUE(queue.isEmpty());
+    EXPECT_EQ(queue.add({"4", Level::structure}), 4);
+    EXPECT_EQ(queue.takeWaiting(), 4);
+}
+
 TEST(FrameQueue, IsFullFrom16MiBOfWaitingReports) {
     FrameQueue queue = withFrames(2);
     queue.takeWaiting();
@@ -74,12 +94,15 @@ TEST(FrameQueue, IsFullFrom16MiBOfWaitingReports) {
     EXPECT_FALSE(queue.isFull());
     queue.finish(1, reportOf(1), 1);
     EXPECT_TRUE(queue.isFull());
-    ASSERT_TRUE(queue.takeFirst());
+    ASSERT_TRUE(queue.takeAny());
     EXPECT_FALSE(queue.isFull());
 }
 
-// Beside sets of numbers: each frame waits, is with a worker, or has a report, and comes out once, in order.
-TEST(FrameQueue, LosesNoFrameInAnyOrderOfEvents) {
+// Beside sets of numbers: each frame waits, is with a worker, or has a report, and comes out once, in order or not.
+class FrameQueueTaken : public ::testing::TestWithParam<bool> {};
+
+TEST_P(FrameQueueTaken, LosesNoFrameInAnyOrderOfEvents) {
+    const bool isAnyTaken = GetParam();
     std::mt19937 random(5);
     FrameQueue queue;
     std::set<FrameQueue::Number> waiting, given, done;
@@ -102,6 +125,15 @@ TEST(FrameQueue, LosesNoFrameInAnyOrderOfEvents) {
             ASSERT_EQ(queue.check(number).path, QByteArray::number(qlonglong{number}));
             queue.finish(number, reportOf(number), 1);
             done.insert(given.extract(number));
+        } else if (event == 4 && isAnyTaken) {
+            const auto any = queue.takeAny();
+            ASSERT_EQ(any.has_value(), !done.empty());
+            if (any) {
+                EXPECT_EQ(any->number, *done.begin());
+                EXPECT_EQ(any->report.seconds, static_cast<double>(any->number));
+                done.erase(any->number);
+                ++taken;
+            }
         } else if (event == 4) {
             const auto report = queue.takeFirst();
             ASSERT_EQ(report.has_value(), done.erase(taken) == 1);
@@ -114,3 +146,5 @@ TEST(FrameQueue, LosesNoFrameInAnyOrderOfEvents) {
     }
     EXPECT_GT(taken, 1000);
 }
+
+INSTANTIATE_TEST_SUITE_P(InOrderAndNot, FrameQueueTaken, ::testing::Bool());

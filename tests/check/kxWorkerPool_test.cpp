@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <set>
 #include <thread>
 
 #include <sys/wait.h>
@@ -55,21 +56,24 @@ TEST(WorkerPool, KeepsTheOrderOfFramesWithAnyNumberOfJobs) {
 TEST(WorkerPool, WaitsNoLongerThanItIsToldTo) {
     WorkerPool pool(withJobs(1), playedCheck);
     const auto soon = [] { return std::chrono::steady_clock::now() + std::chrono::milliseconds(20); };
-    EXPECT_FALSE(pool.nextUntil(soon())) << "without frames";
+    EXPECT_FALSE(pool.anyUntil(soon())) << "without frames";
     pool.add({"sleep 600000", Level::headers});
-    EXPECT_FALSE(pool.nextUntil(soon()));
-    EXPECT_FALSE(pool.nextUntil(std::chrono::steady_clock::time_point::min()));
+    EXPECT_FALSE(pool.anyUntil(soon()));
+    EXPECT_FALSE(pool.anyUntil(std::chrono::steady_clock::time_point::min()));
     EXPECT_FALSE(pool.stopped());
 }
 
 TEST(WorkerPool, GivesWhatIsThereInTime) {
     WorkerPool pool(withJobs(2), playedCheck);
     addGood(pool, 2, Level::headers);
+    std::set<int> given;
     for (int i = 0; i < 2; ++i) {
-        const auto report = pool.nextUntil(std::chrono::steady_clock::now() + std::chrono::minutes(5));
-        ASSERT_TRUE(report);
-        EXPECT_EQ(numberOf(*report), i);
+        const auto done = pool.anyUntil(std::chrono::steady_clock::now() + std::chrono::minutes(5));
+        ASSERT_TRUE(done);
+        EXPECT_EQ(numberOf(done->report), done->number);
+        given.insert(numberOf(done->report));
     }
+    EXPECT_EQ(given, (std::set<int>{0, 1}));
     addGood(pool, 1, Level::headers);  // also after it was idle
     EXPECT_EQ(numberOf(pool.next().value_or(FileReport())), 0);
 }
@@ -81,7 +85,7 @@ TEST(WorkerPool, IsStoppedWhileItWaitsForOtherNews) {
     options.stopDescriptor = ends[0];
     WorkerPool pool(options, playedCheck);
     ASSERT_EQ(write(ends[1], "", 1), 1);
-    EXPECT_FALSE(pool.nextUntil(std::chrono::steady_clock::now() + std::chrono::minutes(5)));
+    EXPECT_FALSE(pool.anyUntil(std::chrono::steady_clock::now() + std::chrono::minutes(5)));
     EXPECT_TRUE(pool.stopped());
     for (const int end : ends) close(end);
 }
@@ -151,7 +155,7 @@ TEST(WorkerPool, GivesAllWorkersTheirShare) {
     });
     for (int i = 0; i < 400; ++i) pool.add({"", Level::structure});
     while (sharedNotes().started < 16)
-        EXPECT_FALSE(pool.nextUntil(std::chrono::steady_clock::now() + std::chrono::milliseconds(10)));
+        EXPECT_FALSE(pool.anyUntil(std::chrono::steady_clock::now() + std::chrono::milliseconds(10)));
     EXPECT_EQ(pool.traffic().batches, 16);
     sharedNotes().started = 1000;
     while (pool.next()) {
