@@ -171,7 +171,7 @@ void Program::sayCacheFault(const FrameReport& frame) {
 }
 
 int Program::finish() {
-    outputs_.close(stop_.received() != 0, systemTime());
+    outputs_.close(stop_.received() != 0 || isFollowingVain_, systemTime());
     const QByteArray fault = outputs_.fault();
     if (!fault.isEmpty()) {
         say(fault);

@@ -442,7 +442,7 @@ TEST_F(CheckFollowTest, AnInterruptEndsItWithTheSummaryOfWhatIsDone) {
                                std::to_string(c.exitCode));
         EXPECT_NE(readFileBytes(dir.file("j")).find("\"exitCode\":" + std::to_string(c.exitCode)),
                   std::string::npos);
-        EXPECT_NE(readFileBytes(dir.file("p")).find("interrupted: 2 frames were checked"), std::string::npos);
+        EXPECT_NE(readFileBytes(dir.file("p")).find("interrupted: 2 of 9 frames were checked"), std::string::npos);
         for (const char* const number : {"0001", "0002", "0003"}) remove(number);
     }
 }
@@ -474,8 +474,9 @@ TEST_F(CheckFollowTest, AnOutputThatCantBeWrittenEndsIt) {
     ProcessOptions options;
     options.stdoutFd = open("/dev/full", O_WRONLY | O_CLOEXEC);
     if (options.stdoutFd < 0) GTEST_SKIP() << "no /dev/full";
-    EXPECT_EQ(outcome({"--follow", "-v", "-f", "1-9", "r/a.####.exr"}, options),
+    EXPECT_EQ(outcome({"--follow", "-v", "-f", "1-9", "--report", "p", "r/a.####.exr"}, options),
               "2> kxCheckFrames: standard output: No space left on device\nexit 3");
+    EXPECT_NE(readFileBytes(dir.file("p")).find("Interrupted: 1 checked frame is good"), std::string::npos);
     close(options.stdoutFd);
 }
 
