@@ -37,7 +37,7 @@ constexpr int mostSections = 2000;
 
 // What the contact sheet has at most: good frames, evenly chosen where there are more; others, the first ones.
 constexpr std::size_t mostGoodTiles = 2000;
-constexpr std::size_t mostOtherTiles = 5000;
+constexpr std::size_t mostOtherTiles = 2000;
 
 // The places of the frames in the contact sheet, ascending. Nothing without a single picture.
 [[nodiscard]] std::vector<std::size_t> sheetPlaces(const std::vector<PageFrame>& frames);

@@ -131,8 +131,8 @@ TEST(FrameCheck, ShowsWhatCouldBeDecodedOfADamagedFile) {
     ASSERT_EQ(seen.width, 64);
     ASSERT_EQ(seen.height, 64);
     const auto red = [&seen](std::size_t row) { return seen.rgb[(row * 64 + 32) * 3]; };
-    for (const std::size_t row : {0, 24}) EXPECT_GT(red(row), 240) << row;
-    for (const std::size_t row : {40, 63}) EXPECT_LT(red(row), 15) << row;
+    for (const std::size_t row : {0U, 24U}) EXPECT_GT(red(row), 240) << row;
+    for (const std::size_t row : {40U, 63U}) EXPECT_LT(red(row), 15) << row;
 }
 
 // Nothing is known of which chunks are there: no headers, or a cut before the end of the chunk table.
