@@ -23,9 +23,8 @@ constexpr int longestCachedFormat = 100;
 //   offset  size  name         unit or allowed values
 //        0     4  id           "kxCF"
 //        4     2  version      2; another one whenever what is said of a picture comes out otherwise than before
-//        6     2  flags        bits 0 to 6: there is a picture, alpha, a missing tile, missing alpha, black, flat,
-//        a
-//                              dark corner; 8 to 11: there is a range of r, g, b, a
+//        6     2  flags        bits 0 to 6: picture, alpha, missing tile, missing alpha, black, flat, dark corner;
+//                              8 to 11: there is a range of r, g, b, a
 //        8     4  checkSum     CRC-32 of these 296 bytes with 0 here, then of the record's file time and histogram
 //       12     4  strangeSize  bytes in use of `strange`
 //       16     8  fileSize     of the frame's file, bytes, however many

@@ -37,6 +37,7 @@ bool isDarkCorner(const unsigned char* corner, std::ptrdiff_t rowBytes, int x, i
 // The left column of each block crosses exactly one of each eight rows, so only these are walked for its edge.
 bool hasDarkCorner(const kxP::_imgRGBABuffer8& image) {
     const int height = image.rowsInMemory();
+    if (height < firstCorner + blockSize) return false;
     const std::ptrdiff_t rowBytes = pixelBytes * image.width;
     const unsigned char* const first = image.pixels + (image.valid ? 3 : 1);
     const auto valueAt = [&](int x, int y) { return first + y * rowBytes + x * pixelBytes; };

@@ -54,7 +54,7 @@ const PictureFacts* pictureOf(const FrameReport& frame) {
     return frame.file.picture && frame.file.picture->picture ? &*frame.file.picture->picture : nullptr;
 }
 
-constexpr const char* partialText = "As far as it could be decoded; the rest is black.";
+constexpr const char* partialText = "The file could not be decoded whole: what is missing here is black.";
 
 // --- A frame's section ------------------------------------------------------------------------------------------
 

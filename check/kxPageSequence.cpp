@@ -126,9 +126,8 @@ QByteArray groupsNote(const PageSequence& sequence) {
         note +=
             "The first " + numberText(mostDetailedFrames) + " of each colour are shown in full, more in short. ";
     if (sequence.withoutPictures > 0)
-        note += "Of " + numberText(sequence.withoutPictures) +
-                " there are findings only: the page has the pictures of " + numberText(mostSections) +
-                " frames that are not good.";
+        note += "Of " + numberText(sequence.withoutPictures) + " there are findings only: a page shows " +
+                numberText(mostSections) + " frames like this.";
     return note.isEmpty() ? note : element("p", R"(class="note")", note.trimmed()) + '\n';
 }
 

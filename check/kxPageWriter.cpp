@@ -106,12 +106,14 @@ void PageWriter::keepForSection(const FrameReport& frame, PageFrame& kept) {
     if (frame.level == 0 && sequence_->name.frames != 1) return;
     const bool isUnseen = frame.verdict == Verdict::missing || frame.verdict == Verdict::unknown;
     int& count = detailed_.at(static_cast<std::size_t>(frame.level));
-    if (!isUnseen && count < mostDetailedFrames && roomForSections_ > 0) {
+    int& room = frame.level == 0 ? roomForGoodSections_ : roomForSections_;
+    if (!isUnseen && count < mostDetailedFrames && room > 0) {
         ++count;
-        --roomForSections_;
+        --room;
         kept.details = std::make_shared<const FrameReport>(frame);
         return;
     }
+    if (frame.level == 0) return;
     kept.text = findingsText(frame.findings);
     const kxCHK::Histogram* const histogram = histogramOf(frame);
     if (isUnseen || !(histogram || kept.preview.small)) return;
@@ -138,7 +140,7 @@ void PageWriter::endSequence(const Summary& summary, bool isInterrupted) {
     if (isInterrupted)
         sequence_->notes.push_back("interrupted: " + numberText(summary.total()) + " of " +
                                    countText(static_cast<std::size_t>(sequence_->name.frames), "frame") +
-                                   " were checked");
+                                   " checked");
     PageOverviewRow row{sequence_->name.path, {}};
     for (std::size_t i = 0; i < verdictCount; ++i) row.counts[i] = summary.count(static_cast<Verdict>(i));
     facts_.sequences.push_back(row);

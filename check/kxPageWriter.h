@@ -72,8 +72,9 @@ private:
     QHash<QByteArray, std::size_t> places_;  // of its frames that may be removed, by path
     std::array<int, 4> detailed_{};          // frames of the sequence with details, by level
     int roomForSections_ = mostSections;     // of the page
-    std::vector<StoredBytes> sections_;      // finished pieces of the page, in their order
-    std::int64_t roomForPictures_;           // of all; tiles of good frames have half of it at most:
+    int roomForGoodSections_ = mostSections / 2;
+    std::vector<StoredBytes> sections_;  // finished pieces of the page, in their order
+    std::int64_t roomForPictures_;       // of all; tiles of good frames have half of it at most:
     std::int64_t roomForGoodTiles_;
 };
 

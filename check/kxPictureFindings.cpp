@@ -52,8 +52,8 @@ std::optional<Finding> missingTile(const PictureFacts& picture, const PictureNei
     const bool isAlone = !neighbours.before && !neighbours.after;
     if (isBefore || isAfter || isAlone) {
         finding.severity = Severity::warning;
-        finding.text += isBefore  ? "; one of the frame before too"
-                        : isAfter ? "; one of the frame after it too"
+        finding.text += isBefore  ? "; the frame before seems to have one too"
+                        : isAfter ? "; the frame after it seems to have one too"
                                   : "; there is no neighbour to compare it with";
     }
     return finding;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <random>
+#include <utility>
 
 using kxCheck::hasDarkCorner;
 
@@ -83,10 +84,11 @@ TEST(DarkCorner, IsLookedForInAlphaOfAValidPicture) {
 }
 
 TEST(DarkCorner, IsInNoPictureThatIsTooSmall) {
-    for (const int size : {1, 7, 8}) {
-        RenderedFrame image(size, size, white, false);
-        image.square(0, 0, size, black);
-        EXPECT_FALSE(hasDarkCorner(image)) << size;
+    EXPECT_FALSE(hasDarkCorner(kxP::_imgRGBABuffer8(0)));
+    for (const auto& [width, height] : {std::pair{1, 1}, {7, 7}, {8, 8}, {8, 40}, {40, 8}, {5, 40}, {40, 5}}) {
+        RenderedFrame image(width, height, white, false);
+        image.square(1, 1, std::min(width, height) - 1, black);
+        EXPECT_FALSE(hasDarkCorner(image)) << width << ' ' << height;
     }
 }
 

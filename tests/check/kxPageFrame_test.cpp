@@ -116,7 +116,8 @@ TEST(FrameSection, SaysOfWhatWasNotDecodedWholeThatThePictureIsNotAll) {
     const PageMarkup page = markup(frameSection(detailed(report), view));
     ASSERT_EQ(page.fault(), "");
     ASSERT_EQ(page.ofClass("partial").size(), 1U);
-    EXPECT_EQ(page.ofClass("partial")[0].text, "As far as it could be decoded; the rest is black.");
+    EXPECT_EQ(page.ofClass("partial")[0].text,
+              "The file could not be decoded whole: what is missing here is black.");
 }
 
 TEST(FrameSection, ShowsAllThatIsKnown) {
@@ -217,7 +218,7 @@ TEST(BriefSection, HasFindingsPictureAndHistogram) {
     EXPECT_EQ(page.named("article")[0].attribute("id"), "f1-17");
     EXPECT_EQ(page.textsOf("h4"), std::vector<std::string>{"0042 tile 3 ✕ bad deleted"});
     EXPECT_EQ(page.textsOf("p").back(),
-              "chunk: <2> tiles Picture: As far as it could be decoded; the rest is black.");
+              "chunk: <2> tiles Picture: The file could not be decoded whole: what is missing here is black.");
     EXPECT_EQ(page.ofClass("histogram").size(), 1U);
     EXPECT_EQ(page.named("img")[0].attribute("width") + 'x' + page.named("img")[0].attribute("height"), "160x89");
     EXPECT_EQ(page.textsOf("a"), (std::vector<std::string>{"overview", "↓ next"}));

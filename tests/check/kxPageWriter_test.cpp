@@ -40,6 +40,18 @@ std::map<std::string, int> sizesOf(const PageMarkup& page) {
     return sizes;
 }
 
+// A sequence of one frame.
+void tellOnly(PageWriter& page, const FrameReport& frame) {
+    SequenceName sequence;
+    sequence.path = frame.name.path;
+    sequence.frames = 1;
+    page.beginSequence(sequence, nullptr);
+    page.frame(frame);
+    Summary summary;
+    summary.add(frame);
+    page.endSequence(summary, false);
+}
+
 }  // namespace
 
 TEST_F(PageWriterTest, WritesPagesThatStandAlone) {
@@ -103,6 +115,23 @@ TEST_F(PageWriterTest, ShowsTheOnlyFrameAlsoWhenItIsGood) {
     EXPECT_EQ(page.named("img")[0].attribute("width"), "580");
 }
 
+TEST_F(PageWriterTest, HasRoomForABadFrameBehindAnyNumberOfGoodOnes) {
+    PageWriter page(path(), Level::headers);
+    for (int i = 0; i < mostSections; ++i) {
+        FrameReport frame = playedFrame(0, 1, PlayedDamage::none);
+        frame.file.picture = nullptr;
+        tellOnly(page, frame);
+    }
+    FrameReport bad = playedFrame(0, 1, PlayedDamage::none);
+    bad.findings = {makeFinding(Code::truncated, "rows 1 to 2 are missing")};
+    bad.verdict = Verdict::bad;
+    bad.level = 3;
+    tellOnly(page, bad);
+    page.finish({}, false, 0);
+    EXPECT_EQ(QByteArray::fromStdString(bytes()).count("<article "), mostSections / 2 + 1);
+    EXPECT_EQ(QByteArray::fromStdString(bytes()).count("<b>truncated</b> rows 1 to 2 are missing"), 1);
+}
+
 TEST_F(PageWriterTest, ListsSeveralSequencesAtTheTop) {
     PageWriter page(path(), Level::pixels);
     playSequence(page, 10, PlayedDamage::none, "/r/a.####.exr");
@@ -131,7 +160,7 @@ TEST_F(PageWriterTest, IsMarkedWhenTheRunWasInterrupted) {
     const PageMarkup markup(bytes());
     EXPECT_EQ(pageFaults(markup), Texts());
     EXPECT_EQ(markup.ofClass("warning")[0].text, "Interrupted. The run was ended before all frames were checked.");
-    EXPECT_EQ(markup.ofClass("note")[0].text, "interrupted: 0 of 300 frames were checked");
+    EXPECT_EQ(markup.ofClass("note")[0].text, "interrupted: 0 of 300 frames checked");
     EXPECT_EQ(markup.textsOf("h1"), Texts{"Interrupted: no frame was checked"});
 }
 

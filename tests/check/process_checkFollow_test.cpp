@@ -442,7 +442,7 @@ TEST_F(CheckFollowTest, AnInterruptEndsItWithTheSummaryOfWhatIsDone) {
                                std::to_string(c.exitCode));
         EXPECT_NE(readFileBytes(dir.file("j")).find("\"exitCode\":" + std::to_string(c.exitCode)),
                   std::string::npos);
-        EXPECT_NE(readFileBytes(dir.file("p")).find("interrupted: 2 of 9 frames were checked"), std::string::npos);
+        EXPECT_NE(readFileBytes(dir.file("p")).find("interrupted: 2 of 9 frames checked"), std::string::npos);
         for (const char* const number : {"0001", "0002", "0003"}) remove(number);
     }
 }
