@@ -176,7 +176,9 @@ void CheckOutputs::info(const FrameReport& frame) {
 }
 
 void CheckOutputs::json(const QByteArray& text) {
-    if (json_) json_->writeLine(text);
+    if (!json_) return;
+    if (json_ == &standard_) bar_.clear();
+    json_->writeLine(text);
 }
 
 // Of sequences that are followed together, as with lines.

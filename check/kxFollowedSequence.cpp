@@ -43,11 +43,12 @@ FollowedSequence::FollowedSequence(const Settings& settings, FollowRoom& room, F
 // ----------------------------------------------------------------------------------------
 
 bool FollowedSequence::update(FoundSequence found) {
-    const bool isNews = name_.path.isEmpty() || !hasSameNames(found.files, found_.files);
-    if (!isNews && isLaidOut_) return false;
+    const bool isFirst = name_.path.isEmpty();
+    if (isLaidOut_ && hasSameNames(found.files, found_.files)) return false;
     found_ = std::move(found);
+    const std::vector<QByteArray> before = std::exchange(followed_, {});
     layOut();
-    return isNews;
+    return isFirst || followed_ != before;
 }
 
 // What is known of files that are still there stays; the report of another file may be on its way.
@@ -70,6 +71,7 @@ void FollowedSequence::layOut() {
         states_.push_back(isKnown ? states[*old] : State());
         places_.insert(frame.name.path, place);
         const bool isFollowed = frame.source == WantedFrame::Source::file && place >= first_ && place < last_;
+        if (isFollowed) followed_.push_back(frame.name.path);
         if (!isFollowed)
             forget(place);
         else if (states_[place].step == FollowStep::absent)

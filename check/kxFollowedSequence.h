@@ -58,7 +58,7 @@ public:
     // `settings` has a list of frames; both must live longer.
     FollowedSequence(const Settings& settings, FollowRoom& room, FollowPreviews previews);
 
-    // Tells which files are there now. True when one of them came or went.
+    // Tells which files are there now. True when one that is followed came or went.
     bool update(FoundSequence found);
     // Asks the system about frames that may have changed, unfinished ones and those that are not good, going on
     // where it stopped, until `end`, but about one in any case. True when one did.
@@ -131,7 +131,8 @@ private:
     FollowPreviews previews_;
     const Likeness unlikeNone_;  // as if no frame were like others, so that none differs
     FoundSequence found_;
-    bool isLaidOut_ = false;  // `found_` is what the frames below stand for
+    bool isLaidOut_ = false;            // `found_` is what the frames below stand for
+    std::vector<QByteArray> followed_;  // paths of the files that are followed
     SequenceName name_;
     QByteArray cacheFolder_;           // empty: without cache
     std::vector<FrameReport> frames_;  // of the whole list; verdicts as far as they are known

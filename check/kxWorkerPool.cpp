@@ -103,7 +103,8 @@ std::optional<FrameQueue::Numbered> WorkerPool::anyUntil(Clock::time_point end) 
 
 template <class Take>
 auto WorkerPool::waitUntil(Clock::time_point end, Take take) -> decltype(take()) {
-    shiftDeadlines(Clock::now() - left_);
+    const Clock::duration absence = Clock::now() - left_;
+    if (absence > longestWait) shiftDeadlines(absence);
     decltype(take()) taken;
     while (!stopped_ && !taken) {
         giveOut();  // also before a report is given back: the workers go on while the caller is away

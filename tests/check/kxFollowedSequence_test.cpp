@@ -120,6 +120,8 @@ TEST_F(FollowedSequenceTest, FilesAreLookedIntoOnceWhenTheyArrive) {
     EXPECT_TRUE(sequence.update(found({2, 3, 9})));
     EXPECT_EQ(arrived(), "23");
     EXPECT_FALSE(sequence.update(found({2, 3, 9})));
+    EXPECT_FALSE(sequence.update(found({2, 3, 9, 11}))) << "frames that nobody waits for";
+    EXPECT_FALSE(sequence.update(found({2, 3}))) << "nor when they go";
     EXPECT_EQ(arrived(), "");
     take(3, report());
     EXPECT_TRUE(sequence.update(found({1, 2, 3, 9})));

@@ -34,11 +34,12 @@ protected:
     }
 
     // The run of kxCheckFrames with this option never comes back from opening the third frame, and its job is
-    // stopped then: every process is told to end, as Slurm does. When it comes to no such run it says so.
+    // stopped then: every process is told to end, as Slurm does. When it comes to no such run, or that ends before,
+    // it says so.
     void stopTheRunWith(const std::string& option) const {
         fs::create_symlink(KX_WATCHED_CALLS, dir.file("preload.so"));
         programInPath("kxCheckFrames", "[[ $* == *" + option + R"(* ]] || exec "$program" "$@"
-(until grep -qs open hung || [ $SECONDS -gt 200 ]; do sleep 0.01; done; kill -TERM 0) &
+(until grep -qs open hung; do kill -0 $$ 2>/dev/null || exit; sleep 0.01; done; kill -TERM 0) &
 exec env LD_PRELOAD="$PWD/preload.so" KX_FAULTS='open a.0003.exr hang 0 0' KX_FAULT_LOG="$PWD/hung" "$program" "$@")");
     }
 
@@ -200,6 +201,12 @@ TEST_F(FarmTest, TheLastJobRendersWhatIsBadOrMissing) {
               "a.####.exr  1-3  64x36  4 channels half  zip\n0002  missing\ntotal 3: 2 good, 1 missing (2), N s\n"
               "2> Rendering 2\nexit 1; asked <shot><2>");
     EXPECT_TRUE(entryExists(dir.file("page.html")));
+}
+
+TEST_F(FarmTest, TheRenderCommandGetsNoProgressBar) {
+    frames("a.", 1, 3);
+    const std::string last = lastJob({"a.####.exr", "--frames", "1-4", "--progress", "always"});
+    EXPECT_TRUE(contains(last, "exit 1; asked <shot><4>")) << last;
 }
 
 TEST_F(FarmTest, TheLastJobRendersNothingWhenAStrictCheckFindsSuspiciousFramesAlone) {
