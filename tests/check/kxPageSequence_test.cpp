@@ -189,8 +189,8 @@ TEST(PageSequence, SaysWhichFramesAreShownInShort) {
     sequence.withoutPictures = 1;
     EXPECT_EQ(
         written(sequence).ofClass("note")[0].text,
-        "The first 200 of each colour are shown in full, more in short. Of 1 there are findings only: the page "
-        "has the pictures of 2000 frames that are not good.");
+        "The first 200 of each colour are shown in full, more in short. Of 1 there are findings only: a page shows "
+        "2000 frames like this.");
 }
 
 TEST(PageSequence, BeginsWithItsSummary) {
