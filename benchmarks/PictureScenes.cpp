@@ -57,6 +57,10 @@ private:
     std::uint32_t state_;
 };
 
+double shareWithin(double first, double end, int pixel) {
+    return std::max(0.0, std::min(end, pixel + 1.0) - std::max(first, static_cast<double>(pixel)));
+}
+
 }  // namespace
 
 Scene::Scene(unsigned seed) {
@@ -153,4 +157,26 @@ void drawTitles(kxP::_imgRGBABuffer8& picture, int y, double brightness) {
                      {value, value, value, 255});
             }
         }
+}
+
+void openWindow(kxP::_imgRGBABuffer8& picture, double left, double top, double right, double bottom) {
+    for (int y = static_cast<int>(top); y <= static_cast<int>(bottom); ++y)
+        for (int x = static_cast<int>(left); x <= static_cast<int>(right); ++x) {
+            const double rest = 1 - shareWithin(left, right, x) * shareWithin(top, bottom, y);
+            const double shown = std::pow(rest, 1 / 2.2);
+            _Rgba8 pixel{};
+            picture.read(pixel, x, y);
+            const auto reduced = [](unsigned char value, double factor) {
+                return static_cast<unsigned char>(std::lround(value * factor));
+            };
+            picture.write(x, y,
+                          {reduced(pixel.r, shown), reduced(pixel.g, shown), reduced(pixel.b, shown),
+                           picture.valid ? reduced(pixel.a, rest) : pixel.a});
+        }
+}
+
+void fillGrey(kxP::_imgRGBABuffer8& picture, double linear) {
+    const auto value =
+        static_cast<unsigned char>(std::lround(255 * std::pow(std::clamp(linear, 0.0, 1.0), 1 / 2.2)));
+    fill(picture, 0, 0, picture.width, picture.height, {value, value, value, 255});
 }

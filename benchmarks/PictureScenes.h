@@ -50,3 +50,7 @@ void draw(kxP::_imgRGBABuffer8& picture, const Shot& shot);
 void fill(kxP::_imgRGBABuffer8& picture, int x, int y, int width, int height, _Rgba8 colour);
 // Six lines of letters of straight strokes, on black; `brightness` is linear, 1 is white.
 void drawTitles(kxP::_imgRGBABuffer8& picture, int y, double brightness);
+// A dark window whose edges lie anywhere between pixels; transparent in a picture with alpha.
+void openWindow(kxP::_imgRGBABuffer8& picture, double left, double top, double right, double bottom);
+// All in one grey; linear light, 1 is white.
+void fillGrey(kxP::_imgRGBABuffer8& picture, double linear);

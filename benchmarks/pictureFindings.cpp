@@ -122,33 +122,6 @@ void cutOut(Picture& picture, int frame) {
         }
 }
 
-double shareWithin(double first, double end, int pixel) {
-    return std::max(0.0, std::min(end, pixel + 1.0) - std::max(first, static_cast<double>(pixel)));
-}
-
-// A dark window whose edges lie anywhere between pixels; transparent in a picture with alpha.
-void openWindow(Picture& picture, double left, double top, double right, double bottom) {
-    for (int y = static_cast<int>(top); y <= static_cast<int>(bottom); ++y)
-        for (int x = static_cast<int>(left); x <= static_cast<int>(right); ++x) {
-            const double rest = 1 - shareWithin(left, right, x) * shareWithin(top, bottom, y);
-            const double shown = std::pow(rest, 1 / 2.2);
-            _Rgba8 pixel{};
-            picture.read(pixel, x, y);
-            const auto reduced = [](unsigned char value, double factor) {
-                return static_cast<unsigned char>(std::lround(value * factor));
-            };
-            picture.write(x, y,
-                          {reduced(pixel.r, shown), reduced(pixel.g, shown), reduced(pixel.b, shown),
-                           picture.valid ? reduced(pixel.a, rest) : pixel.a});
-        }
-}
-
-void fillGrey(Picture& picture, double linear) {
-    const auto value =
-        static_cast<unsigned char>(std::lround(255 * std::pow(std::clamp(linear, 0.0, 1.0), 1 / 2.2)));
-    fill(picture, 0, 0, picture.width, picture.height, {value, value, value, 255});
-}
-
 // Linear light of a shown value.
 double linearOf(double shown) {
     return std::pow(shown / 255, 2.2);

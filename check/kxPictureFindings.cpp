@@ -34,7 +34,7 @@ void addStrange(std::vector<Finding>& findings, const std::vector<StrangeSamples
     }
 }
 
-bool hasDarkCorner(const PictureFacts* picture) {
+bool mayLackTile(const PictureFacts* picture) {
     return picture && (picture->isTileMissing || picture->hasDarkCorner);
 }
 
@@ -43,10 +43,9 @@ bool hasDarkCorner(const PictureFacts* picture) {
 // parts of a pixel looks like a missing tile now and then.
 std::optional<Finding> missingTile(const PictureFacts& picture, const PictureNeighbours& neighbours) {
     if (!picture.isTileMissing) return std::nullopt;
-    const bool isBefore = hasDarkCorner(neighbours.before);
-    const bool isAfter = hasDarkCorner(neighbours.after);
-    const bool isFurther =
-        isBefore ? hasDarkCorner(neighbours.secondBefore) : hasDarkCorner(neighbours.secondAfter);
+    const bool isBefore = mayLackTile(neighbours.before);
+    const bool isAfter = mayLackTile(neighbours.after);
+    const bool isFurther = isBefore ? mayLackTile(neighbours.secondBefore) : mayLackTile(neighbours.secondAfter);
     if ((isBefore && isAfter) || ((isBefore || isAfter) && isFurther)) return std::nullopt;
     Finding finding = makeFinding(Code::tileMissing, "a block of the picture was left black");
     const bool isAlone = !neighbours.before && !neighbours.after;
@@ -90,7 +89,7 @@ void addPicture(std::vector<Finding>& findings, const PictureFacts& picture, con
 }  // namespace
 
 bool needsSecondNeighbours(const PictureFacts& picture, const PictureNeighbours& neighbours) {
-    const bool isInOne = hasDarkCorner(neighbours.before) != hasDarkCorner(neighbours.after);
+    const bool isInOne = mayLackTile(neighbours.before) != mayLackTile(neighbours.after);
     return (picture.isTileMissing && isInOne) || jumpOf(picture, neighbours) > conspicuousJump;
 }
 
